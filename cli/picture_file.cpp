@@ -1,0 +1,422 @@
+// SPDX-License-Identifier: MIT
+#include "cli/picture_file.h"
+
+#include <OpenImageIO/filesystem.h>
+#include <OpenImageIO/imageio.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "cli/exit_status.h"
+#include "cli/levels.h"
+#include "cli/staged_file.h"
+
+namespace quorvel::cli {
+
+struct PictureTraits {
+    OIIO::ImageSpec spec;
+    std::string format;  ///< OpenImageIO's name of it
+    int downsample = 1;
+    host::Depth depth = host::Depth::Bits8;  ///< the file's own
+};
+
+namespace {
+
+namespace fs = std::filesystem;
+using host::Depth;
+using OIIO::TypeDesc;
+
+/// Rows are read and written in bands of about this many bytes, so that no second whole picture is held.
+constexpr std::size_t kBandBytes = std::size_t{4} << 20;
+constexpr int kJpegQuality = 95;
+
+Failure failureOf(const std::string& file, std::string reason) {
+    while (!reason.empty() && (reason.back() == '\n' || reason.back() == '.')) {
+        reason.pop_back();
+    }
+    for (std::size_t at = 0; (at = reason.find('\n', at)) != std::string::npos;) {
+        reason.replace(at, 1, "; ");
+    }
+    return Failure(file + ": " + (reason.empty() ? "unknown error" : reason));
+}
+
+Depth depthOf(TypeDesc type) {
+    switch (type.basetype) {
+        case TypeDesc::UINT8:
+        case TypeDesc::INT8:
+            return Depth::Bits8;
+        case TypeDesc::UINT16:
+        case TypeDesc::INT16:
+            return Depth::Bits16;
+        default:
+            return Depth::Float32;
+    }
+}
+
+TypeDesc sampleType(Depth depth) {
+    switch (depth) {
+        case Depth::Bits8:
+            return TypeDesc::UINT8;
+        case Depth::Bits16:
+            return TypeDesc::UINT16;
+        case Depth::Float32:
+            break;
+    }
+    return TypeDesc::FLOAT;
+}
+
+/// The one switch over depths: calls `work` with a value of the channel (or sample) type of that depth.
+template <typename Work>
+void withTypeOf(Depth depth, const Work& work) {
+    switch (depth) {
+        case Depth::Bits8:
+            return work(std::uint8_t{});
+        case Depth::Bits16:
+            return work(std::uint16_t{});
+        case Depth::Float32:
+            return work(float{});
+    }
+}
+
+// ---- Reading ----
+
+/// Which of a file's channels become A, R, G and B of the world, in that order; -1 is full alpha.
+struct ChannelMap {
+    std::array<int, 4> source{-1, 0, 0, 0};
+    bool hasAlpha() const { return source[0] >= 0; }
+    int first() const { return *std::min_element(source.begin() + (hasAlpha() ? 0 : 1), source.end()); }
+    int end() const { return *std::max_element(source.begin(), source.end()) + 1; }
+};
+
+int channelNamed(const OIIO::ImageSpec& spec, std::string_view name) {
+    for (int channel = 0; channel < spec.nchannels; ++channel) {
+        if (OIIO::Strutil::iequals(spec.channelnames[static_cast<std::size_t>(channel)], std::string(name))) {
+            return channel;
+        }
+    }
+    return -1;
+}
+
+/// By name where the file has the usual names, otherwise by position: one or two channels are grey, more are R, G, B.
+ChannelMap mapChannels(const OIIO::ImageSpec& spec) {
+    const int red = channelNamed(spec, "R");
+    const int green = channelNamed(spec, "G");
+    const int blue = channelNamed(spec, "B");
+    const int grey = channelNamed(spec, "Y");
+    const int alpha = spec.alpha_channel >= 0 ? spec.alpha_channel : channelNamed(spec, "A");
+    if (red >= 0 && green >= 0 && blue >= 0) {
+        return {{alpha, red, green, blue}};
+    }
+    if (grey >= 0) {
+        return {{alpha, grey, grey, grey}};
+    }
+    if (spec.nchannels < 3) {
+        return {{alpha > 0 ? alpha : -1, 0, 0, 0}};
+    }
+    return {{alpha > 2 ? alpha : -1, 0, 1, 2}};
+}
+
+std::vector<std::string> notesOnChannels(const std::string& name, const OIIO::ImageSpec& spec, const ChannelMap& map) {
+    std::string ignored;
+    for (int channel = 0; channel < spec.nchannels; ++channel) {
+        if (std::find(map.source.begin(), map.source.end(), channel) == map.source.end()) {
+            ignored += (ignored.empty() ? "" : ", ") + spec.channelnames[static_cast<std::size_t>(channel)];
+        }
+    }
+    if (ignored.empty()) {
+        return {};
+    }
+    return {name + ": channels left out: " + ignored};
+}
+
+/// One row of interleaved samples, of which `map` counts from channel `map.first()`, into a row of the world.
+template <typename Channel, typename Sample>
+void fillRow(Channel* row, int width, const Sample* samples, int sampleStep, const ChannelMap& map) {
+    const int first = map.first();
+    constexpr Channel fullAlpha = std::is_same_v<Channel, std::uint8_t>    ? Channel{255}
+                                  : std::is_same_v<Channel, std::uint16_t> ? static_cast<Channel>(kHostWhite16)
+                                                                           : Channel{1};
+    for (int channel = 0; channel < 4; ++channel) {
+        const int source = map.source[static_cast<std::size_t>(channel)];
+        Channel* to = row + channel;
+        if (source < 0) {
+            for (int x = 0; x < width; ++x, to += 4) {
+                *to = fullAlpha;
+            }
+            continue;
+        }
+        const Sample* from = samples + (source - first);
+        for (int x = 0; x < width; ++x, to += 4, from += sampleStep) {
+            *to = toHost<Channel>(*from);
+        }
+    }
+}
+
+/// Reads the picture that `input` stands at, band by band, into the world.
+template <typename Sample>
+void readRows(OIIO::ImageInput& input, const std::string& name, const ChannelMap& map, int downsample,
+              host::World& world) {
+    const OIIO::ImageSpec spec = input.spec();
+    const int channels = map.end() - map.first();
+    const std::size_t rowSamples = static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(channels);
+    const bool tiled = spec.tile_width > 0;
+    const int fittingRows = static_cast<int>(std::max<std::size_t>(1, kBandBytes / (rowSamples * sizeof(Sample))));
+    const int bandRows = std::min(tiled ? spec.tile_height : fittingRows, spec.height);
+    std::vector<Sample> band(rowSamples * static_cast<std::size_t>(bandRows));
+    const TypeDesc type = OIIO::BaseTypeFromC<Sample>::value;
+    for (int top = 0; top < spec.height; top += bandRows) {
+        const int rows = std::min(bandRows, spec.height - top);
+        const int y = spec.y + top;
+        const bool read =
+            tiled ? input.read_tiles(0, 0, spec.x, spec.x + spec.width, y, y + rows, spec.z, spec.z + 1, map.first(),
+                                     map.end(), type, band.data())
+                  : input.read_scanlines(0, 0, y, y + rows, spec.z, map.first(), map.end(), type, band.data());
+        if (!read || input.has_error()) {
+            throw failureOf(name, "damaged or cut short: " + input.geterror());
+        }
+        for (int row = 0; row < rows; ++row) {
+            if ((top + row) % downsample != 0) {
+                continue;
+            }
+            const Sample* samples = band.data() + rowSamples * static_cast<std::size_t>(row);
+            const int worldRow = (top + row) / downsample;
+            withTypeOf(world.depth(), [&](auto channel) {
+                using Channel = decltype(channel);
+                fillRow(world.channels<Channel>(worldRow), world.width(), samples, channels * downsample, map);
+            });
+        }
+    }
+}
+
+void refuseUnusable(const std::string& name, const OIIO::ImageSpec& spec) {
+    if (spec.width > host::kMaximumDimension || spec.height > host::kMaximumDimension) {
+        throw failureOf(name, "is " + std::to_string(spec.width) + " x " + std::to_string(spec.height) +
+                                  " pixels; the host takes at most " + std::to_string(host::kMaximumDimension) +
+                                  " in either direction");
+    }
+    if (spec.width < 1 || spec.height < 1 || spec.nchannels < 1) {
+        throw failureOf(name, "holds no pixels");
+    }
+    if (spec.deep || spec.depth > 1) {
+        throw failureOf(name, "holds deep pixels or a volume, not a flat picture");
+    }
+}
+
+std::unique_ptr<OIIO::ImageInput> openInput(const fs::path& file) {
+    std::error_code error;
+    const fs::file_status status = fs::status(file, error);
+    if (!fs::exists(status)) {
+        throw failureOf(file.string(),
+                        error && status.type() == fs::file_type::none ? error.message() : "no such file");
+    }
+    if (fs::is_directory(status)) {
+        throw failureOf(file.string(), "is a folder, not a picture");
+    }
+    if (std::FILE* readable = std::fopen(file.c_str(), "rb")) {
+        (void)std::fclose(readable);
+    } else {
+        throw failureOf(file.string(), std::strerror(errno));
+    }
+    OIIO::ImageSpec configuration;
+    configuration.attribute("oiio:UnassociatedAlpha", 1);  // leave the colours of translucent pixels alone
+    auto input = OIIO::ImageInput::open(file.string(), &configuration);
+    if (!input) {
+        throw failureOf(file.string(), "not a readable picture: " + OIIO::geterror());
+    }
+    return input;
+}
+
+// ---- Writing ----
+
+/// The format that the name's ending asks for; null when it cannot be written safely. Only writers that go through
+/// our own stream are used, because that is how a full disk is noticed whatever the writer makes of it.
+std::unique_ptr<OIIO::ImageOutput> createOutput(const std::string& formatOrName) {
+    auto output = OIIO::ImageOutput::create(formatOrName);
+    if (!output) {
+        (void)OIIO::geterror();  // otherwise kept, and printed when the program ends
+        return nullptr;
+    }
+    const bool realFormat = std::string_view(output->format_name()) != "null";
+    return realFormat && output->supports("ioproxy") ? std::move(output) : nullptr;
+}
+
+/// What a format can hold; the writers themselves only tell by converting silently.
+bool holds16(const std::string& format) {
+    static const std::set<std::string> formats{"png", "tiff", "dpx", "iff", "jpeg2000"};
+    return formats.count(format) != 0;
+}
+bool holdsFloat(const std::string& format) {
+    static const std::set<std::string> formats{"openexr", "tiff", "dpx", "hdr"};
+    return formats.count(format) != 0;
+}
+
+/// The depth of the samples to write for a world of that depth.
+Depth fileDepth(const std::string& format, Depth depth) {
+    if (format == "openexr" || format == "hdr") {
+        return Depth::Float32;
+    }
+    if (depth == Depth::Float32 && holdsFloat(format)) {
+        return Depth::Float32;
+    }
+    return depth != Depth::Bits8 && holds16(format) ? Depth::Bits16 : Depth::Bits8;
+}
+
+/// The output's description: the input's metadata without what is true of the input file alone.
+OIIO::ImageSpec outputSpec(const std::string& format, const host::World& world, const PictureTraits& traits,
+                           const WriteSettings& settings, Depth depth) {
+    OIIO::ImageSpec spec = traits.spec;
+    spec.x /= traits.downsample;
+    spec.y /= traits.downsample;
+    spec.full_x /= traits.downsample;
+    spec.full_y /= traits.downsample;
+    spec.full_width = (spec.full_width + traits.downsample - 1) / traits.downsample;
+    spec.full_height = (spec.full_height + traits.downsample - 1) / traits.downsample;
+    spec.width = world.width();
+    spec.height = world.height();
+    spec.tile_width = spec.tile_height = spec.tile_depth = 0;
+    spec.nchannels = settings.alpha ? 4 : 3;
+    spec.default_channel_names();
+    spec.channelformats.clear();
+    spec.set_format(sampleType(depth));
+    for (const char* own : {"oiio:subimages", "oiio:subimagename", "textureformat", "openexr:levelmode",
+                            "openexr:roundingmode", "oiio:ConstantColor", "oiio:AverageColor", "oiio:SHA-1",
+                            "thumbnail_image", "thumbnail_width", "thumbnail_height", "thumbnail_nchannels"}) {
+        spec.erase_attribute(own);
+    }
+    const bool sameKind = format == traits.format && depth == traits.depth;
+    if (!sameKind || format != "dpx") {
+        // Only DPX is packed again as it was; elsewhere the width of the samples is that of their type.
+        spec.erase_attribute("oiio:BitsPerSample");
+    }
+    if (!sameKind) {
+        spec.erase_attribute("compression");
+        spec.erase_attribute("CompressionQuality");
+    }
+    if (format == "jpeg") {
+        spec.attribute("compression", "jpeg:" + std::to_string(kJpegQuality));
+    }
+    if (format != "tiff" || traits.format != "tiff") {
+        // Says that the writer has nothing to divide by alpha. TIFF alone records either kind, and keeps its own.
+        const bool associated = format == "tiff" && traits.format == "openexr";
+        spec.attribute("oiio:UnassociatedAlpha", associated ? 0 : 1);
+    }
+    const bool halfIsEnough = world.depth() == Depth::Bits8 || traits.spec.format == TypeDesc::HALF;
+    if (format == "openexr" && halfIsEnough && !settings.fullPrecision) {
+        spec.set_format(TypeDesc::HALF);
+    }
+    return spec;
+}
+
+template <typename Sample>
+void writeRows(OIIO::ImageOutput& output, const std::string& name, const host::World& world) {
+    const OIIO::ImageSpec spec = output.spec();
+    const int channels = spec.nchannels;
+    const std::size_t rowSamples = static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(channels);
+    const int fittingRows = static_cast<int>(std::max<std::size_t>(1, kBandBytes / (rowSamples * sizeof(Sample))));
+    const int bandRows = std::min(fittingRows, spec.height);
+    std::vector<Sample> band(rowSamples * static_cast<std::size_t>(bandRows));
+    const TypeDesc type = OIIO::BaseTypeFromC<Sample>::value;
+    constexpr std::array<int, 4> worldChannels{1, 2, 3, 0};  // R, G, B and A of a file in a world's A, R, G, B
+    for (int top = 0; top < spec.height; top += bandRows) {
+        const int rows = std::min(bandRows, spec.height - top);
+        for (int row = 0; row < rows; ++row) {
+            Sample* to = band.data() + rowSamples * static_cast<std::size_t>(row);
+            withTypeOf(world.depth(), [&](auto channelTag) {
+                const auto* from = world.channels<decltype(channelTag)>(top + row);
+                for (int x = 0; x < spec.width; ++x, from += 4) {
+                    for (int channel = 0; channel < channels; ++channel) {
+                        *to++ = toFile<Sample>(from[worldChannels[static_cast<std::size_t>(channel)]]);
+                    }
+                }
+            });
+        }
+        if (!output.write_scanlines(spec.y + top, spec.y + top + rows, spec.z, type, band.data())) {
+            throw failureOf(name, "cannot be written: " + output.geterror());
+        }
+    }
+}
+
+/// Writes the world through `proxy`, whose own errors the caller looks at.
+std::vector<std::string> writeThrough(OIIO::Filesystem::IOProxy& proxy, OIIO::ImageOutput& output,
+                                      const std::string& name, const host::World& world, const PictureTraits& traits,
+                                      WriteSettings settings) {
+    const std::string format = output.format_name();
+    std::vector<std::string> notes;
+    if (settings.alpha && !output.supports("alpha")) {
+        settings.alpha = false;
+        notes.push_back(name + ": the format holds no alpha; written without it");
+    }
+    const Depth depth = fileDepth(format, world.depth());
+    if (depth < world.depth()) {
+        notes.push_back(name + ": written with " + (depth == Depth::Bits8 ? "8" : "16") +
+                        " bits a channel, the most that the format holds");
+    }
+    OIIO::ImageSpec spec = outputSpec(format, world, traits, settings, depth);
+    if (!output.set_ioproxy(&proxy) || !output.open(name, spec)) {
+        throw failureOf(name, "cannot be written: " + output.geterror());
+    }
+    withTypeOf(depth, [&](auto sample) { writeRows<decltype(sample)>(output, name, world); });
+    if (!output.close()) {
+        throw failureOf(name, "cannot be written: " + output.geterror());
+    }
+    return notes;
+}
+
+}  // namespace
+
+Picture readPicture(const fs::path& file, const ReadSettings& settings) {
+    const std::string name = file.string();
+    const auto input = openInput(file);
+    const OIIO::ImageSpec& spec = input->spec();
+    refuseUnusable(name, spec);
+    const Depth ownDepth = depthOf(spec.format);
+    const ChannelMap map = mapChannels(spec);
+    const int step = settings.downsample;
+    host::World world(settings.depth.value_or(ownDepth), (spec.width + step - 1) / step,
+                      (spec.height + step - 1) / step);
+    withTypeOf(ownDepth, [&](auto sample) { readRows<decltype(sample)>(*input, name, map, step, world); });
+    auto traits = std::make_shared<PictureTraits>(PictureTraits{spec, input->format_name(), step, ownDepth});
+    return {std::move(world), map.hasAlpha(), std::move(traits), notesOnChannels(name, spec, map)};
+}
+
+std::vector<std::string> writePicture(const fs::path& file, const host::World& world, const PictureTraits& traits,
+                                      const WriteSettings& settings) {
+    const auto output = createOutput(file.string());
+    if (!output) {
+        throw failureOf(file.string(), "no picture format can be written under that name");
+    }
+    StagedFile staged(file, settings.clobber);
+    OIIO::Filesystem::IOFile proxy(staged.stream(), OIIO::Filesystem::IOProxy::Write);
+    auto notes = writeThrough(proxy, *output, file.string(), world, traits, settings);
+    staged.commit();
+    return notes;
+}
+
+std::vector<std::string> writePictureToStandardOutput(const host::World& world, const PictureTraits& traits,
+                                                      const WriteSettings& settings) {
+    const std::string name = "standard output";
+    const auto output = createOutput("png");
+    std::vector<unsigned char> bytes;
+    OIIO::Filesystem::IOVecOutput proxy(bytes);
+    auto notes = writeThrough(proxy, *output, name, world, traits, settings);
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0) {
+        throw failureOf(name, std::string("cannot be written: ") + std::strerror(errno));
+    }
+    return notes;
+}
+
+bool isWritableFormat(const fs::path& file) {
+    return file.has_extension() && createOutput(file.string()) != nullptr;
+}
+
+std::string writableFormats() {
+    return "a name ending in .png, .tif, .exr, .jpg, .dpx, .hdr, .webp, .jp2, .tga, .bmp or .pnm";
+}
+
+}  // namespace quorvel::cli
