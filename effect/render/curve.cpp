@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include "effect/render/curve.h"
+
+#include <bit>
+#include <cmath>
+
+#include "effect/render/numeric.h"
+
+namespace quorvel {
+
+namespace {
+
+/// Twice pi to eleven decimals: the curve's own constant.
+constexpr double kTurn = 6.28318530718;
+constexpr float kDecimals = 10000000.0F;
+constexpr float kInverseDecimals = std::bit_cast<float>(0x33D6BF95U);      // 1e-7
+constexpr float kBelowHalf = std::bit_cast<float>(0x3EFFFFFFU);            // the largest float below one half
+constexpr float kTurnsPerFixedDegree = std::bit_cast<float>(0x33360B61U);  // about 1/(360 * 65536)
+
+/// Halves away from zero.
+float roundHalfAway(float x) {
+    return std::trunc(x + std::copysign(kBelowHalf, x));
+}
+
+/// Where a sample stands on the curve: along the ramp (the last sample at 1) and along the turn (one past it at 1).
+struct Abscissa {
+    float ramp;
+    float turn;
+};
+
+float unsmoothedValue(int type, Abscissa at, float amplitude, float offset, int flags) {
+    const float t = at.ramp;
+    float value = t;
+    switch (type) {
+        case kLinearRampUp:
+            value = t * amplitude;
+            break;
+        case kLinearRampDown:
+            value = (1.0F - t) * amplitude;
+            break;
+        case kTriangleWave: {
+            const float doubled = t + t;
+            value = t >= 0.5F ? (2.0F - doubled) * amplitude : doubled * amplitude;
+            break;
+        }
+        case kSineWave: {
+            const float phase = (flags & kCurveSineOnRamp) != 0 ? t : at.turn;
+            const double half = static_cast<double>(0.5F * amplitude);
+            value = static_cast<float>(std::sin(static_cast<double>(phase) * kTurn) * half + half);
+            break;
+        }
+        case kExpUp:
+        case kExpDown: {
+            const float square = t * t;
+            const float fourth = square * square;
+            value = (type == kExpUp ? fourth : 1.0F - fourth) * amplitude;
+            break;
+        }
+        default:
+            break;
+    }
+    value += offset;
+    if ((flags & kCurveNotRounded) == 0) {
+        value = roundHalfAway(value * kDecimals) * kInverseDecimals;
+    }
+    return value;
+}
+
+}  // namespace
+
+float getCurveVal(int type, int index, int count, float amplitude, float offset, float smoothness, int flags) {
+    const auto rampLength = static_cast<double>(static_cast<float>(count - 1));
+    const auto turnLength = static_cast<double>(static_cast<float>(count));
+    const Abscissa centre{static_cast<float>(index / rampLength), static_cast<float>(index / turnLength)};
+    const float value = unsmoothedValue(type, centre, amplitude, offset, flags);
+
+    const int radius = truncateToInt(std::ceil(smoothness));
+    if (radius < 0) {
+        return value;
+    }
+
+    // Neighbours are placed by a reciprocal and the centre by a division; the last bit can differ.
+    const double rampStep = 1.0 / rampLength;
+    const double turnStep = 1.0 / turnLength;
+    float sumAll = value;
+    float sumInner = value;
+    int countAll = 1;
+    int countInner = 1;
+    for (int k = -radius; k <= radius; ++k) {
+        if (k == 0) {
+            continue;
+        }
+        const int unwrapped = index + k;
+        const int j = unwrapped >= 0 ? unwrapped % count : count + unwrapped;
+        const Abscissa at{static_cast<float>(j * rampStep), static_cast<float>(j * turnStep)};
+        const float neighbour = unsmoothedValue(type, at, amplitude, offset, flags);
+        sumAll += neighbour;
+        ++countAll;
+        if (k > -radius && k < radius) {
+            sumInner += neighbour;
+            ++countInner;
+        }
+    }
+    const float fraction = smoothness - std::trunc(smoothness);
+    return (fraction * sumAll) / static_cast<float>(countAll) +
+           ((1.0F - fraction) * sumInner) / static_cast<float>(countInner);
+}
+
+int getAngleVal(int angle, int count) {
+    const float turns = static_cast<float>(angle) * kTurnsPerFixedDegree;
+    const float samples = static_cast<float>(count) * turns;
+    return wrapShift(truncateToInt(samples), count);
+}
+
+}  // namespace quorvel
