@@ -3,12 +3,15 @@
 
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -36,15 +39,56 @@ using OIIO::TypeDesc;
 constexpr std::size_t kBandBytes = std::size_t{4} << 20;
 constexpr int kJpegQuality = 95;
 
-Failure failureOf(const std::string& file, std::string reason) {
-    while (!reason.empty() && (reason.back() == '\n' || reason.back() == '.')) {
-        reason.pop_back();
+/// "FILE: WHAT", or "FILE: WHAT: DETAIL" when the library gave one. A detail of several lines becomes one.
+Failure failureOf(const std::string& file, const std::string& what, std::string detail = {}) {
+    while (!detail.empty() && (detail.back() == '\n' || detail.back() == '.' || detail.back() == ' ')) {
+        detail.pop_back();
     }
-    for (std::size_t at = 0; (at = reason.find('\n', at)) != std::string::npos;) {
-        reason.replace(at, 1, "; ");
+    for (std::size_t at = 0; (at = detail.find('\n', at)) != std::string::npos;) {
+        detail.replace(at, 1, "; ");
     }
-    return Failure(file + ": " + (reason.empty() ? "unknown error" : reason));
+    return Failure(file + ": " + what + (detail.empty() ? "" : ": " + detail));
 }
+
+/// Keeps the picture libraries from writing to the error output while it lives: some print their own line before
+/// they return the error, and the user is to get one line. Several may live at once, on several threads.
+class QuietLibraries {
+public:
+    QuietLibraries() {
+        const std::lock_guard lock(mutex());
+        if (living()++ == 0) {
+            (void)std::fflush(stderr);
+            saved() = ::dup(STDERR_FILENO);
+            const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+            ::dup2(nowhere, STDERR_FILENO);
+            ::close(nowhere);
+        }
+    }
+    ~QuietLibraries() {
+        const std::lock_guard lock(mutex());
+        if (--living() == 0) {
+            (void)std::fflush(stderr);
+            ::dup2(saved(), STDERR_FILENO);
+            ::close(saved());
+        }
+    }
+    QuietLibraries(const QuietLibraries&) = delete;
+    QuietLibraries& operator=(const QuietLibraries&) = delete;
+
+private:
+    static std::mutex& mutex() {
+        static std::mutex lock;
+        return lock;
+    }
+    static int& living() {
+        static int count = 0;
+        return count;
+    }
+    static int& saved() {
+        static int descriptor = -1;
+        return descriptor;
+    }
+};
 
 Depth depthOf(TypeDesc type) {
     switch (type.basetype) {
@@ -109,7 +153,9 @@ ChannelMap mapChannels(const OIIO::ImageSpec& spec) {
     const int green = channelNamed(spec, "G");
     const int blue = channelNamed(spec, "B");
     const int grey = channelNamed(spec, "Y");
-    const int alpha = spec.alpha_channel >= 0 ? spec.alpha_channel : channelNamed(spec, "A");
+    const int named = channelNamed(spec, "A");
+    // Some readers point past the last channel, so the name goes first.
+    const int alpha = named >= 0 ? named : spec.alpha_channel < spec.nchannels ? spec.alpha_channel : -1;
     if (red >= 0 && green >= 0 && blue >= 0) {
         return {{alpha, red, green, blue}};
     }
@@ -178,7 +224,7 @@ void readRows(OIIO::ImageInput& input, const std::string& name, const ChannelMap
                                      map.end(), type, band.data())
                   : input.read_scanlines(0, 0, y, y + rows, spec.z, map.first(), map.end(), type, band.data());
         if (!read || input.has_error()) {
-            throw failureOf(name, "damaged or cut short: " + input.geterror());
+            throw failureOf(name, "damaged or cut short", input.geterror());
         }
         for (int row = 0; row < rows; ++row) {
             if ((top + row) % downsample != 0) {
@@ -225,17 +271,35 @@ std::unique_ptr<OIIO::ImageInput> openInput(const fs::path& file) {
     }
     OIIO::ImageSpec configuration;
     configuration.attribute("oiio:UnassociatedAlpha", 1);  // leave the colours of translucent pixels alone
+    const QuietLibraries quiet;
     auto input = OIIO::ImageInput::open(file.string(), &configuration);
     if (!input) {
-        throw failureOf(file.string(), "not a readable picture: " + OIIO::geterror());
+        throw failureOf(file.string(), "not a readable picture", OIIO::geterror());
     }
     return input;
 }
 
 // ---- Writing ----
 
-/// The format that the name's ending asks for; null when it cannot be written safely. Only writers that go through
-/// our own stream are used, because that is how a full disk is noticed whatever the writer makes of it.
+/// A file in memory. Every format is written here first: what a writer makes of a full disk (one ends the program)
+/// does not matter then. Readable, because the TIFF writer goes back over what it wrote.
+class MemoryFile final : public OIIO::Filesystem::IOVecOutput {
+public:
+    std::size_t read(void* to, std::size_t size) override {
+        const std::size_t count = pread(to, size, m_pos);
+        m_pos += static_cast<std::int64_t>(count);
+        return count;
+    }
+    std::size_t pread(void* to, std::size_t size, std::int64_t offset) override {
+        const auto& bytes = buffer();
+        const auto from = static_cast<std::size_t>(std::max<std::int64_t>(offset, 0));
+        const std::size_t count = from < bytes.size() ? std::min(size, bytes.size() - from) : 0;
+        std::copy_n(bytes.data() + std::min(from, bytes.size()), count, static_cast<unsigned char*>(to));
+        return count;
+    }
+};
+
+/// The writer that the name's ending asks for; null when there is none that can write to memory.
 std::unique_ptr<OIIO::ImageOutput> createOutput(const std::string& formatOrName) {
     auto output = OIIO::ImageOutput::create(formatOrName);
     if (!output) {
@@ -337,15 +401,14 @@ void writeRows(OIIO::ImageOutput& output, const std::string& name, const host::W
             });
         }
         if (!output.write_scanlines(spec.y + top, spec.y + top + rows, spec.z, type, band.data())) {
-            throw failureOf(name, "cannot be written: " + output.geterror());
+            throw failureOf(name, "cannot be written", output.geterror());
         }
     }
 }
 
-/// Writes the world through `proxy`, whose own errors the caller looks at.
-std::vector<std::string> writeThrough(OIIO::Filesystem::IOProxy& proxy, OIIO::ImageOutput& output,
-                                      const std::string& name, const host::World& world, const PictureTraits& traits,
-                                      WriteSettings settings) {
+/// Writes the world into `file`; returns notes for the user.
+std::vector<std::string> encode(MemoryFile& file, OIIO::ImageOutput& output, const std::string& name,
+                                const host::World& world, const PictureTraits& traits, WriteSettings settings) {
     const std::string format = output.format_name();
     std::vector<std::string> notes;
     if (settings.alpha && !output.supports("alpha")) {
@@ -358,12 +421,12 @@ std::vector<std::string> writeThrough(OIIO::Filesystem::IOProxy& proxy, OIIO::Im
                         " bits a channel, the most that the format holds");
     }
     OIIO::ImageSpec spec = outputSpec(format, world, traits, settings, depth);
-    if (!output.set_ioproxy(&proxy) || !output.open(name, spec)) {
-        throw failureOf(name, "cannot be written: " + output.geterror());
+    if (!output.set_ioproxy(&file) || !output.open(name, spec)) {
+        throw failureOf(name, "cannot be written", output.geterror());
     }
     withTypeOf(depth, [&](auto sample) { writeRows<decltype(sample)>(output, name, world); });
     if (!output.close()) {
-        throw failureOf(name, "cannot be written: " + output.geterror());
+        throw failureOf(name, "cannot be written", output.geterror());
     }
     return notes;
 }
@@ -391,9 +454,10 @@ std::vector<std::string> writePicture(const fs::path& file, const host::World& w
     if (!output) {
         throw failureOf(file.string(), "no picture format can be written under that name");
     }
+    MemoryFile encoded;
+    auto notes = encode(encoded, *output, file.string(), world, traits, settings);
     StagedFile staged(file, settings.clobber);
-    OIIO::Filesystem::IOFile proxy(staged.stream(), OIIO::Filesystem::IOProxy::Write);
-    auto notes = writeThrough(proxy, *output, file.string(), world, traits, settings);
+    staged.write(encoded.buffer());
     staged.commit();
     return notes;
 }
@@ -401,12 +465,11 @@ std::vector<std::string> writePicture(const fs::path& file, const host::World& w
 std::vector<std::string> writePictureToStandardOutput(const host::World& world, const PictureTraits& traits,
                                                       const WriteSettings& settings) {
     const std::string name = "standard output";
-    const auto output = createOutput("png");
-    std::vector<unsigned char> bytes;
-    OIIO::Filesystem::IOVecOutput proxy(bytes);
-    auto notes = writeThrough(proxy, *output, name, world, traits, settings);
+    MemoryFile encoded;
+    auto notes = encode(encoded, *createOutput("png"), name, world, traits, settings);
+    const std::vector<unsigned char>& bytes = encoded.buffer();
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0) {
-        throw failureOf(name, std::string("cannot be written: ") + std::strerror(errno));
+        throw failureOf(name, "cannot be written", std::strerror(errno));
     }
     return notes;
 }

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -82,28 +83,19 @@ void check(const fs::path& shown, const fs::path& target, bool clobber) {
 StagedFile::StagedFile(const fs::path& target, bool clobber)
     : shownTarget_(target), target_(followed(target)), clobber_(clobber) {
     check(shownTarget_, target_, clobber_);
-    int descriptor = -1;
-    for (int attempt = 0; descriptor < 0; ++attempt) {
+    for (int attempt = 0; descriptor_ < 0; ++attempt) {
         temporary_ = folderOf(target_) / (".quorvel-" + std::to_string(::getpid()) + "-" + std::to_string(attempt));
-        descriptor = ::open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor < 0 && errno != EEXIST) {
+        descriptor_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor_ < 0 && errno != EEXIST) {
             throw failureOf(shownTarget_, systemReason(errno));
         }
     }
     stagedName = temporary_.c_str();
-    stream_ = ::fdopen(descriptor, "w+b");
-    if (stream_ == nullptr) {
-        const int error = errno;
-        ::close(descriptor);
-        ::unlink(temporary_.c_str());
-        stagedName = nullptr;
-        throw failureOf(shownTarget_, systemReason(error));
-    }
 }
 
 StagedFile::~StagedFile() {
-    if (stream_ != nullptr) {
-        (void)std::fclose(stream_);
+    if (descriptor_ >= 0) {
+        ::close(descriptor_);
     }
     if (!temporary_.empty()) {
         ::unlink(temporary_.c_str());
@@ -111,14 +103,20 @@ StagedFile::~StagedFile() {
     }
 }
 
+void StagedFile::write(std::span<const unsigned char> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) {
+            throw failureOf(shownTarget_, "cannot be written: " + systemReason(errno));
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
+}
+
 void StagedFile::commit() {
-    errno = 0;
-    const bool written = std::fflush(stream_) == 0 && std::ferror(stream_) == 0 && ::fsync(::fileno(stream_)) == 0;
-    const int writeError = errno;
-    const bool closed = std::fclose(std::exchange(stream_, nullptr)) == 0;
-    if (!written || !closed) {
-        const int error = written ? errno : writeError;
-        throw failureOf(shownTarget_, "cannot be written: " + (error != 0 ? systemReason(error) : "a write failed"));
+    // Some file systems report a full disk only here.
+    if (::fsync(descriptor_) != 0 || ::close(std::exchange(descriptor_, -1)) != 0) {
+        throw failureOf(shownTarget_, "cannot be written: " + systemReason(errno));
     }
     check(shownTarget_, target_, clobber_);
     if (::rename(temporary_.c_str(), target_.c_str()) != 0) {

@@ -2,8 +2,8 @@
 // An output file that appears complete or not at all.
 #pragma once
 
-#include <cstdio>
 #include <filesystem>
+#include <span>
 
 namespace quorvel::cli {
 
@@ -19,8 +19,8 @@ public:
     StagedFile(const StagedFile&) = delete;
     StagedFile& operator=(const StagedFile&) = delete;
 
-    /// Open for writing and reading; closed by this object.
-    std::FILE* stream() const { return stream_; }
+    /// Appends bytes. Throws Failure, for example when the disk is full.
+    void write(std::span<const unsigned char> bytes);
 
     /// Makes sure that every byte has reached the disk, then gives the file its name. Throws Failure.
     void commit();
@@ -30,7 +30,7 @@ private:
     std::filesystem::path target_;
     std::filesystem::path temporary_;
     bool clobber_;
-    std::FILE* stream_ = nullptr;
+    int descriptor_ = -1;
 };
 
 /// Throws what the constructor of StagedFile would throw for this target, without touching the disk: lets a command
