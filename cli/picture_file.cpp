@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
-#include <set>
 #include <string_view>
 #include <utility>
 
@@ -254,7 +253,16 @@ void refuseUnusable(const std::string& name, const OIIO::ImageSpec& spec) {
     }
 }
 
-std::unique_ptr<OIIO::ImageInput> openInput(const fs::path& file) {
+/// Closing a damaged file may make the library complain once more.
+struct QuietClose {
+    void operator()(OIIO::ImageInput* input) const {
+        const QuietLibraries quiet;
+        delete input;
+    }
+};
+using OpenInput = std::unique_ptr<OIIO::ImageInput, QuietClose>;
+
+OpenInput openInput(const fs::path& file) {
     std::error_code error;
     const fs::file_status status = fs::status(file, error);
     if (!fs::exists(status)) {
@@ -264,15 +272,13 @@ std::unique_ptr<OIIO::ImageInput> openInput(const fs::path& file) {
     if (fs::is_directory(status)) {
         throw failureOf(file.string(), "is a folder, not a picture");
     }
-    if (std::FILE* readable = std::fopen(file.c_str(), "rb")) {
-        (void)std::fclose(readable);
-    } else {
+    if (::access(file.c_str(), R_OK) != 0) {
         throw failureOf(file.string(), std::strerror(errno));
     }
     OIIO::ImageSpec configuration;
     configuration.attribute("oiio:UnassociatedAlpha", 1);  // leave the colours of translucent pixels alone
     const QuietLibraries quiet;
-    auto input = OIIO::ImageInput::open(file.string(), &configuration);
+    OpenInput input(OIIO::ImageInput::open(file.string(), &configuration).release());
     if (!input) {
         throw failureOf(file.string(), "not a readable picture", OIIO::geterror());
     }
@@ -281,54 +287,46 @@ std::unique_ptr<OIIO::ImageInput> openInput(const fs::path& file) {
 
 // ---- Writing ----
 
-/// A file in memory. Every format is written here first: what a writer makes of a full disk (one ends the program)
-/// does not matter then. Readable, because the TIFF writer goes back over what it wrote.
-class MemoryFile final : public OIIO::Filesystem::IOVecOutput {
-public:
-    std::size_t read(void* to, std::size_t size) override {
-        const std::size_t count = pread(to, size, m_pos);
-        m_pos += static_cast<std::int64_t>(count);
-        return count;
-    }
-    std::size_t pread(void* to, std::size_t size, std::int64_t offset) override {
-        const auto& bytes = buffer();
-        const auto from = static_cast<std::size_t>(std::max<std::int64_t>(offset, 0));
-        const std::size_t count = from < bytes.size() ? std::min(size, bytes.size() - from) : 0;
-        std::copy_n(bytes.data() + std::min(from, bytes.size()), count, static_cast<unsigned char*>(to));
-        return count;
-    }
+/// A file format that pictures can be written in.
+struct Format {
+    std::string_view name;    ///< OpenImageIO's
+    std::string_view ending;  ///< the usual one, for messages
+    Depth deepest;            ///< the most that a sample can hold; the writers only tell by converting silently
+    bool floatOnly = false;
+};
+constexpr std::array kFormats{
+    Format{"png", ".png", Depth::Bits16},
+    Format{"tiff", ".tif", Depth::Float32},
+    Format{"openexr", ".exr", Depth::Float32, true},
+    Format{"jpeg", ".jpg", Depth::Bits8},
+    Format{"dpx", ".dpx", Depth::Float32},
+    Format{"hdr", ".hdr", Depth::Float32, true},
+    Format{"jpeg2000", ".jp2", Depth::Bits16},
+    Format{"webp", ".webp", Depth::Bits8},
+    Format{"targa", ".tga", Depth::Bits8},
+    Format{"bmp", ".bmp", Depth::Bits8},
+    Format{"gif", ".gif", Depth::Bits8},
+    Format{"pnm", ".ppm", Depth::Bits8},
 };
 
-/// The writer that the name's ending asks for; null when there is none that can write to memory.
-std::unique_ptr<OIIO::ImageOutput> createOutput(const std::string& formatOrName) {
-    auto output = OIIO::ImageOutput::create(formatOrName);
+const Format* formatNamed(std::string_view name) {
+    const auto* found = std::find_if(kFormats.begin(), kFormats.end(), [&](const Format& f) { return f.name == name; });
+    return found == kFormats.end() ? nullptr : found;
+}
+
+/// The writer that the name's ending (or a format's name) asks for; null when there is none.
+std::unique_ptr<OIIO::ImageOutput> createOutput(const std::string& formatOrFile) {
+    auto output = OIIO::ImageOutput::create(formatOrFile);
     if (!output) {
         (void)OIIO::geterror();  // otherwise kept, and printed when the program ends
         return nullptr;
     }
-    const bool realFormat = std::string_view(output->format_name()) != "null";
-    return realFormat && output->supports("ioproxy") ? std::move(output) : nullptr;
-}
-
-/// What a format can hold; the writers themselves only tell by converting silently.
-bool holds16(const std::string& format) {
-    static const std::set<std::string> formats{"png", "tiff", "dpx", "iff", "jpeg2000"};
-    return formats.count(format) != 0;
-}
-bool holdsFloat(const std::string& format) {
-    static const std::set<std::string> formats{"openexr", "tiff", "dpx", "hdr"};
-    return formats.count(format) != 0;
+    return formatNamed(output->format_name()) != nullptr ? std::move(output) : nullptr;
 }
 
 /// The depth of the samples to write for a world of that depth.
-Depth fileDepth(const std::string& format, Depth depth) {
-    if (format == "openexr" || format == "hdr") {
-        return Depth::Float32;
-    }
-    if (depth == Depth::Float32 && holdsFloat(format)) {
-        return Depth::Float32;
-    }
-    return depth != Depth::Bits8 && holds16(format) ? Depth::Bits16 : Depth::Bits8;
+Depth fileDepth(const Format& format, Depth depth) {
+    return format.floatOnly ? Depth::Float32 : std::min(depth, format.deepest);
 }
 
 /// The output's description: the input's metadata without what is true of the input file alone.
@@ -406,8 +404,9 @@ void writeRows(OIIO::ImageOutput& output, const std::string& name, const host::W
     }
 }
 
-/// Writes the world into `file`; returns notes for the user.
-std::vector<std::string> encode(MemoryFile& file, OIIO::ImageOutput& output, const std::string& name,
+/// Writes the world with a writer that needs nothing but to be opened; `name` is what the user calls the result.
+/// Returns notes for the user.
+std::vector<std::string> encode(OIIO::ImageOutput& output, const std::string& file, const std::string& name,
                                 const host::World& world, const PictureTraits& traits, WriteSettings settings) {
     const std::string format = output.format_name();
     std::vector<std::string> notes;
@@ -415,18 +414,42 @@ std::vector<std::string> encode(MemoryFile& file, OIIO::ImageOutput& output, con
         settings.alpha = false;
         notes.push_back(name + ": the format holds no alpha; written without it");
     }
-    const Depth depth = fileDepth(format, world.depth());
+    const Depth depth = fileDepth(*formatNamed(format), world.depth());
     if (depth < world.depth()) {
         notes.push_back(name + ": written with " + (depth == Depth::Bits8 ? "8" : "16") +
                         " bits a channel, the most that the format holds");
     }
-    OIIO::ImageSpec spec = outputSpec(format, world, traits, settings, depth);
-    if (!output.set_ioproxy(&file) || !output.open(name, spec)) {
+    if (!output.open(file, outputSpec(format, world, traits, settings, depth))) {
         throw failureOf(name, "cannot be written", output.geterror());
     }
     withTypeOf(depth, [&](auto sample) { writeRows<decltype(sample)>(output, name, world); });
     if (!output.close()) {
         throw failureOf(name, "cannot be written", output.geterror());
+    }
+    return notes;
+}
+
+/// Encodes to memory first: what the libraries make of a full disk (one of them ends the program) does not matter
+/// then.
+std::vector<std::string> encodeToMemory(OIIO::ImageOutput& output, std::vector<unsigned char>& bytes,
+                                        const std::string& name, const host::World& world, const PictureTraits& traits,
+                                        const WriteSettings& settings) {
+    OIIO::Filesystem::IOVecOutput memory(bytes);
+    output.set_ioproxy(&memory);
+    return encode(output, name, name, world, traits, settings);
+}
+
+/// The TIFF writer cannot write Exif data to memory: it goes back over the file. It reports failed writes of pixels
+/// itself; that the directory at the end arrived is seen by reading it.
+std::vector<std::string> encodeTiff(OIIO::ImageOutput& output, const StagedFile& staged, const std::string& name,
+                                    const host::World& world, const PictureTraits& traits,
+                                    const WriteSettings& settings) {
+    const std::string file = staged.path().string();
+    auto notes = encode(output, file, name, world, traits, settings);
+    OIIO::ImageSpec written;
+    const auto check = OIIO::ImageInput::create("tiff");
+    if (!check || !check->open(file, written) || written.width != world.width() || written.height != world.height()) {
+        throw failureOf(name, "cannot be written", "the file is not complete");
     }
     return notes;
 }
@@ -454,10 +477,16 @@ std::vector<std::string> writePicture(const fs::path& file, const host::World& w
     if (!output) {
         throw failureOf(file.string(), "no picture format can be written under that name");
     }
-    MemoryFile encoded;
-    auto notes = encode(encoded, *output, file.string(), world, traits, settings);
+    const std::string name = file.string();
     StagedFile staged(file, settings.clobber);
-    staged.write(encoded.buffer());
+    std::vector<std::string> notes;
+    if (std::string_view(output->format_name()) == "tiff") {
+        notes = encodeTiff(*output, staged, name, world, traits, settings);
+    } else {
+        std::vector<unsigned char> bytes;
+        notes = encodeToMemory(*output, bytes, name, world, traits, settings);
+        staged.write(bytes);
+    }
     staged.commit();
     return notes;
 }
@@ -465,9 +494,8 @@ std::vector<std::string> writePicture(const fs::path& file, const host::World& w
 std::vector<std::string> writePictureToStandardOutput(const host::World& world, const PictureTraits& traits,
                                                       const WriteSettings& settings) {
     const std::string name = "standard output";
-    MemoryFile encoded;
-    auto notes = encode(encoded, *createOutput("png"), name, world, traits, settings);
-    const std::vector<unsigned char>& bytes = encoded.buffer();
+    std::vector<unsigned char> bytes;
+    auto notes = encodeToMemory(*createOutput("png"), bytes, name, world, traits, settings);
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0) {
         throw failureOf(name, "cannot be written", std::strerror(errno));
     }
@@ -479,7 +507,12 @@ bool isWritableFormat(const fs::path& file) {
 }
 
 std::string writableFormats() {
-    return "a name ending in .png, .tif, .exr, .jpg, .dpx, .hdr, .webp, .jp2, .tga, .bmp or .pnm";
+    std::string list = "a name ending in ";
+    for (std::size_t i = 0; i < kFormats.size(); ++i) {
+        list += i == 0 ? "" : i + 1 == kFormats.size() ? " or " : ", ";
+        list += kFormats[i].ending;
+    }
+    return list;
 }
 
 }  // namespace quorvel::cli

@@ -55,7 +55,7 @@ std::vector<std::string> writePictureToStandardOutput(const host::World& world, 
 /// Whether a picture can be written under that name.
 bool isWritableFormat(const std::filesystem::path& file);
 
-/// The endings that `isWritableFormat` accepts, for messages: "png, tif, ...".
+/// What `isWritableFormat` accepts, for messages: "a name ending in .png, .tif, ...".
 std::string writableFormats();
 
 }  // namespace quorvel::cli

@@ -19,6 +19,9 @@ public:
     StagedFile(const StagedFile&) = delete;
     StagedFile& operator=(const StagedFile&) = delete;
 
+    /// The temporary name, for a writer that opens files itself.
+    const std::filesystem::path& path() const { return temporary_; }
+
     /// Appends bytes. Throws Failure, for example when the disk is full.
     void write(std::span<const unsigned char> bytes);
 
