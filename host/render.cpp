@@ -162,26 +162,38 @@ PF_SmartRenderCallbacks smartRenderCallbacks() {
 }
 
 struct PreRender::State {
-    HandleTable* handles = nullptr;
+    explicit State(Host::State& owner) : host(owner) {}
+    ~State();
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    Host::State& host;
     LayerRequests requests;
     PF_RenderRequest request{};
     PF_PreRenderOutput output{};
+    std::vector<HandleTable::Made> handles;  ///< what the module allocated in the pre-render and left
 };
+
+PreRender::State::~State() {
+    if (output.delete_pre_render_data_func != nullptr && output.pre_render_data != nullptr) {
+        const CurrentCall call(host, nullptr);
+        try {
+            output.delete_pre_render_data_func(output.pre_render_data);
+        } catch (...) {
+            host.ledger.breach("delete_pre_render_data_func threw an exception");
+        }
+    }
+    // The effect never frees its pre-render handle: the host keeps it until the frame is done. A command that failed
+    // on the way leaves its handle behind as well, locked or not.
+    for (const HandleTable::Made& made : handles) {
+        host.handles.discard(made);
+    }
+}
 
 PreRender::PreRender(std::unique_ptr<State> state) : state_(std::move(state)) {}
 PreRender::PreRender(PreRender&&) noexcept = default;
-
-PreRender& PreRender::operator=(PreRender&& other) noexcept {
-    std::swap(state_, other.state_);
-    return *this;
-}
-
-PreRender::~PreRender() {
-    // The effect never frees its pre-render handle: the host keeps it until the frame is done.
-    if (state_ != nullptr) {
-        state_->handles->discard(static_cast<PF_Handle>(state_->output.pre_render_data));
-    }
-}
+PreRender& PreRender::operator=(PreRender&&) noexcept = default;
+PreRender::~PreRender() = default;
 
 PF_LRect PreRender::resultRect() const {
     return state_->output.result_rect;
@@ -273,8 +285,7 @@ CommandResult Instance::render(const FrameRequest& request) {
 std::pair<CommandResult, PreRender> Instance::preRender(const FrameRequest& request) {
     Host::State& host = *host_.state_;
     const ParameterValues defaults(host.parameters);
-    auto state = std::make_unique<PreRender::State>();
-    state->handles = &host.handles;
+    auto state = std::make_unique<PreRender::State>(host);
     state->request.channel_mask = PF_ChannelMask_ARGB;
     if (request.output != nullptr) {
         state->request.rect = rectangleOf(request.output->def());
@@ -297,11 +308,7 @@ std::pair<CommandResult, PreRender> Instance::preRender(const FrameRequest& requ
     CommandResult result =
         host.send(PF_Cmd_SMART_PRE_RENDER, records.in, records.out, nullptr, nullptr, &extra, &frame);
     settle(host.ledger, frame);
-    for (PF_Handle handle : host.handles.madeSince(mark)) {
-        if (handle != static_cast<PF_Handle>(state->output.pre_render_data)) {
-            host.handles.discard(handle);  // a command that failed on the way leaves its handle behind
-        }
-    }
+    state->handles = host.handles.madeSince(mark);
     return {std::move(result), PreRender(std::move(state))};
 }
 
