@@ -71,6 +71,13 @@ PF_EffectWorld* handOut(FrameContext& frame, const World& world) {
     return &frame.worlds.emplace_back(world.def());
 }
 
+/// The frame's output, which there is, the one world that may be written.
+PF_EffectWorld* handOutOutput(FrameContext& frame) {
+    PF_EffectWorld* world = handOut(frame, *frame.request->output);
+    world->world_flags |= PF_WorldFlag_WRITEABLE;
+    return world;
+}
+
 PF_Err checkoutLayerPixels(PF_ProgPtr effectRef, A_long id, PF_EffectWorld** world) {
     constexpr std::string_view kName = "checkout_layer_pixels";
     CurrentCall* call = nullptr;
@@ -127,7 +134,7 @@ PF_Err checkoutOutput(PF_ProgPtr effectRef, PF_EffectWorld** world) {
         static_cast<void>(breach(*call, kName, "called before any input was checked out"));
     }
     const bool none = frame.request->output == nullptr || answersNull(call->host, kName);
-    *world = none ? nullptr : handOut(frame, *frame.request->output);
+    *world = none ? nullptr : handOutOutput(frame);
     return PF_Err_NONE;
 }
 
@@ -397,7 +404,7 @@ CommandResult Instance::plainRender(const FrameRequest& request) {
     frame.request = &request;
     frame.values = &values;
     FrameRecords records(host.in, host.out, sequenceData_, request);
-    PF_LayerDef* output = request.output != nullptr ? handOut(frame, *request.output) : nullptr;
+    PF_LayerDef* output = request.output != nullptr ? handOutOutput(frame) : nullptr;
     const auto send = [&](PF_Cmd cmd) {
         CommandResult result = host.send(cmd, records.in, records.out, params.data(), output, nullptr, &frame);
         settle(host.ledger, frame);

@@ -27,7 +27,7 @@ World::World(Depth depth, int width, int height, RowLayout layout) : depth_(dept
     def_.rowbytes = layout.bottomUp ? -rowBytes : rowBytes;
     def_.extent_hint = {0, 0, width, height};
     def_.pix_aspect_ratio = {1, 1};
-    def_.world_flags = PF_WorldFlag_WRITEABLE | (depth == Depth::Bits16 ? PF_WorldFlag_DEEP : 0);
+    def_.world_flags = depth == Depth::Bits16 ? PF_WorldFlag_DEEP : 0;
     std::byte* first = memory_.data();
     if (layout.bottomUp) {
         first += static_cast<std::ptrdiff_t>(rowBytes) * (height - 1);
