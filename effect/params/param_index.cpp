@@ -15,7 +15,7 @@ namespace {
 /// Which ids are known, a bit each, and their indices; never cleared. Written at parameter set-up, and by the first
 /// lookup of an id that this host does not declare, which may come from the panel while other threads render.
 std::atomic<std::uint32_t> knownIds;
-std::array<std::atomic<int>, PARAM_CURVE_PHASE_SPLIT + 1> idToIndex;
+std::array<std::atomic<int>, PARAM_CURVE_PHASE_SPLIT + 1> paramIdToIndex;
 
 std::uint32_t bitOf(int id) {
     return 1U << static_cast<unsigned>(id);
@@ -24,7 +24,7 @@ std::uint32_t bitOf(int id) {
 }  // namespace
 
 void addParam(int id) {
-    idToIndex[static_cast<std::size_t>(id)] = std::popcount(knownIds.load()) + 1;
+    paramIdToIndex[static_cast<std::size_t>(id)] = std::popcount(knownIds.load()) + 1;
     knownIds |= bitOf(id);
 }
 
@@ -32,7 +32,7 @@ int getParamIndexFromId(int id) {
     if ((knownIds & bitOf(id)) == 0) {
         knownIds |= bitOf(id);
     }
-    return idToIndex[static_cast<std::size_t>(id)];
+    return paramIdToIndex[static_cast<std::size_t>(id)];
 }
 
 void verifyNumParams(int numParams) {
