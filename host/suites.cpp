@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The basic suite and the table of suites that this host has.
-#include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <iterator>
 
 #include "host/session.h"
 #include "host/suite_tables.h"
@@ -37,10 +35,6 @@ PF_Err updateParamUI(PF_ProgPtr effectRef, PF_ParamIndex index, const PF_ParamDe
     if (def == nullptr || index < 1 || index >= static_cast<PF_ParamIndex>(call->host.parameters.size())) {
         return breach(*call, kName, "there is no such parameter, or no definition");
     }
-    // The looks are taken from the given definition, which need not be the panel's own.
-    PF_ParamDef& shown = *call->params[index];
-    shown.ui_flags = def->ui_flags;
-    std::copy(std::begin(def->name), std::end(def->name), std::begin(shown.name));
     return PF_Err_NONE;
 }
 
