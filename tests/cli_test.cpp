@@ -376,7 +376,7 @@ TEST_F(Cli, WhatAFileHasBesidesItsPixelsIsKept) {
     print.attribute("YResolution", 300.0f);
     print.attribute("ResolutionUnit", "in");
     print.attribute("Orientation", 6);
-    print.attribute("Exif:FNumber", 2.5f);
+    print.attribute("FNumber", 2.5f);
     const std::vector<unsigned char> profile(300, 7);
     print.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, 300), profile.data());
     const std::string photo = drawUsual("photo.jpg", TypeDesc::UINT8, 3, print);
@@ -385,7 +385,7 @@ TEST_F(Cli, WhatAFileHasBesidesItsPixelsIsKept) {
         const ImageSpec spec = read(output).spec;
         EXPECT_EQ(spec.get_float_attribute("XResolution"), 300.0f) << output;
         EXPECT_EQ(spec.get_int_attribute("Orientation"), 6) << output;
-        EXPECT_EQ(spec.get_float_attribute("Exif:FNumber"), 2.5f) << output;
+        EXPECT_EQ(spec.get_float_attribute("FNumber"), 2.5f) << output;
         const auto* kept = spec.find_attribute("ICCProfile");
         ASSERT_NE(kept, nullptr) << output;
         EXPECT_EQ(kept->type().size(), 300u);
