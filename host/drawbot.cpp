@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <string>
 
 #include "host/session.h"
 #include "host/suite_tables.h"
@@ -109,12 +111,13 @@ SPErr breach(const CurrentCall& call, const char* name, const char* what) {
 /// Enters a drawing call: `given`, the object it is made on, has to be what `expected` finds in the draw event of this
 /// thread. On success `call` is set and its event is being drawn.
 template <typename Expected>
-SPErr enterDrawing(const char* name, const void* given, Expected expected, CurrentCall*& call) {
+SPErr enterDrawing(const char* name, const void* given, Expected expected, CurrentCall*& call,
+                   std::string_view detail = {}) {
     call = CurrentCall::get();
     if (call == nullptr) {
         return PF_Err_INVALID_CALLBACK;
     }
-    if (const auto refused = enterCall(call->host, name)) {
+    if (const auto refused = enterCall(call->host, name, detail)) {
         return *refused;
     }
     const DrawEvent* event = call->frame != nullptr ? call->frame->event : nullptr;
@@ -234,15 +237,22 @@ SPErr releaseObject(DRAWBOT_ObjectRef object) {
     return refused.value_or(PF_Err_NONE);
 }
 
+std::string placeName(const DRAWBOT_PointF32& point) {
+    char text[64];
+    (void)std::snprintf(text, sizeof text, "at %g,%g", static_cast<double>(point.x), static_cast<double>(point.y));
+    return text;
+}
+
 SPErr drawImage(DRAWBOT_SurfaceRef surface, DRAWBOT_ImageRef image, const DRAWBOT_PointF32* origin, float alpha) {
     constexpr char kName[] = "DRAWBOT Surface Suite.DrawImage";
     CurrentCall* call = nullptr;
-    if (const SPErr error = enterDrawing(kName, surface, surfaceOf, call)) {
+    const std::string where = origin != nullptr ? placeName(*origin) : "nowhere";
+    if (const SPErr error = enterDrawing(kName, surface, surfaceOf, call, where)) {
         return error;
     }
     const auto picture = call->host.images.find(image);
     if (picture == nullptr || origin == nullptr) {
-        return breach(*call, kName, picture == nullptr ? "with an image that the host does not have" : "nowhere");
+        return breach(*call, kName, picture == nullptr ? "with an image that the host does not have" : "at no place");
     }
     call->frame->event->surface->draw(*picture, origin->x, origin->y, alpha);
     return PF_Err_NONE;
