@@ -39,6 +39,9 @@ struct [[nodiscard]] CommandResult {
     bool ok() const { return error == PF_Err_NONE && exception.empty(); }
 };
 
+/// What a failed command came to, for a message: "error 512: Internal Error".
+std::string describe(const CommandResult& result);
+
 /// What global set-up reported.
 struct Capabilities {
     A_u_long version = 0;
@@ -87,9 +90,10 @@ public:
     PF_InData& inData();
     PF_OutData& outData();
 
+    struct State;
+
 private:
     friend class Instance;
-    struct State;
     std::unique_ptr<State> state_;
 };
 
@@ -168,6 +172,9 @@ public:
     CommandResult updateParamsUI(ParameterValues& values);
 
 private:
+    CommandResult sendSequenceCommand(PF_Cmd cmd);
+    CommandResult sendPanelCommand(PF_Cmd cmd, ParameterValues& values, void* extra);
+
     Host& host_;
     PF_Handle sequenceData_ = nullptr;
     PF_Handle storedData_ = nullptr;

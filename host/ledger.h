@@ -46,6 +46,8 @@ public:
 
     /// Everything still out, sorted by kind and name; empty when all is balanced.
     std::vector<OpenLoan> open() const;
+    /// Everything the host had to clean up itself so far: what the module borrows for good by design shows here.
+    std::vector<OpenLoan> forgiven() const;
     std::int64_t openCount(Loan kind, std::string_view name) const;
 
     /// Records a breach of the protocol by the module ("released suite X that it does not hold").
@@ -63,6 +65,7 @@ public:
 private:
     mutable std::mutex mutex_;
     std::map<std::pair<Loan, std::string>, std::int64_t> open_;
+    std::map<std::pair<Loan, std::string>, std::int64_t> forgiven_;
     std::vector<std::string> breaches_;
     std::vector<std::string> calls_;
     bool recording_ = false;

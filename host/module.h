@@ -4,18 +4,14 @@
 
 #include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
+#include "host/error.h"
 #include "sdk/pf_effect.h"
 
 namespace quorvel::host {
 
-/// Anything that goes wrong on the host's side; the message is one line for the user.
-class HostError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+class LoadedLibrary;
 
 /// What a module says of itself through its identification callback.
 struct Identity {
@@ -49,9 +45,8 @@ public:
     void* symbol(const char* name) const;
 
 private:
-    struct Library;
     std::filesystem::path file_;
-    std::unique_ptr<Library> library_;
+    std::unique_ptr<LoadedLibrary> library_;
     PF_PluginDataEntryFunction pluginDataEntry_ = nullptr;
     PF_EffectMainFunction effectMain_ = nullptr;
     Identity identity_;

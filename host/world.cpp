@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "host/world.h"
+
+#include <string>
+
+#include "host/error.h"
+
+namespace quorvel::host {
+
+World::World(Depth depth, int width, int height, RowLayout layout) : depth_(depth), layout_(layout) {
+    if (width < 1 || height < 1 || width > kMaximumDimension || height > kMaximumDimension) {
+        throw HostError("a picture of " + std::to_string(width) + "x" + std::to_string(height) +
+                        " pixels: the host takes 1 to " + std::to_string(kMaximumDimension) + " in each direction");
+    }
+    const int rowBytes = width * pixelBytes(depth) + layout.paddingBytes;
+    memory_.resize(static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(height));
+    def_.width = width;
+    def_.height = height;
+    def_.rowbytes = layout.bottomUp ? -rowBytes : rowBytes;
+    def_.extent_hint = {0, 0, width, height};
+    def_.pix_aspect_ratio = {1, 1};
+    def_.world_flags = PF_WorldFlag_WRITEABLE | (depth == Depth::Bits16 ? PF_WorldFlag_DEEP : 0);
+    std::byte* first = memory_.data();
+    if (layout.bottomUp) {
+        first += static_cast<std::ptrdiff_t>(rowBytes) * (height - 1);
+    }
+    def_.data = reinterpret_cast<PF_Pixel8*>(first);
+}
+
+World World::clone() const {
+    World copy(depth_, width(), height(), layout_);
+    copy.memory_ = memory_;
+    copy.def_ = def_;
+    const std::ptrdiff_t start = reinterpret_cast<const std::byte*>(def_.data) - memory_.data();
+    copy.def_.data = reinterpret_cast<PF_Pixel8*>(copy.memory_.data() + start);
+    return copy;
+}
+
+void World::setOrigin(int x, int y) {
+    def_.origin_x = x;
+    def_.origin_y = y;
+}
+
+std::byte* World::row(int y) {
+    return reinterpret_cast<std::byte*>(def_.data) + static_cast<std::ptrdiff_t>(y) * def_.rowbytes;
+}
+
+const std::byte* World::row(int y) const {
+    return reinterpret_cast<const std::byte*>(def_.data) + static_cast<std::ptrdiff_t>(y) * def_.rowbytes;
+}
+
+}  // namespace quorvel::host
