@@ -38,8 +38,10 @@ public:
         }
         for (unsigned i = 0; i < sections; ++i) {
             const std::uint64_t at = optionalHeader_ + optionalSize + 40ULL * i;
-            sections_.push_back({file_.u32(at + 12, "the section table"), file_.u32(at + 16, "the section table"),
-                                 file_.u32(at + 20, "the section table")});
+            const Section section{file_.u32(at + 12, "the section table"), file_.u32(at + 16, "the section table"),
+                                  file_.u32(at + 20, "the section table")};
+            file_.range(section.fileOffset, section.size, "section " + std::to_string(i + 1));
+            sections_.push_back(section);
         }
     }
 

@@ -194,12 +194,12 @@ void printFrame(Host& host, Instance& instance, Random& random, const std::strin
 }
 
 /// The module's whole life under one host.
-void printLife(const char* moduleFile, const Profile& profile, const std::string& who) {
+void printLife(const char* moduleFile, const Profile& profile, const std::string& who, std::uint64_t seed) {
     Host host(moduleFile, profile);
     host.start();
     const CommandResult about = host.about();
     require(about, "about");
-    std::printf("%s is told: %.18s, %d parameters, version %08x, flags %08x %08x\n", who.c_str(), about.message.c_str(),
+    std::printf("%s is told: %.15s, %d parameters, version %08x, flags %08x %08x\n", who.c_str(), about.message.c_str(),
                 static_cast<int>(host.parameters().size()), host.capabilities().version,
                 static_cast<unsigned>(host.capabilities().outFlags),
                 static_cast<unsigned>(host.capabilities().outFlags2));
@@ -208,7 +208,7 @@ void printLife(const char* moduleFile, const Profile& profile, const std::string
         require(instance.sequenceSetup(), "sequence set-up");
         ParameterValues values(host.parameters());
         require(instance.updateParamsUI(values), "update of the panel");
-        Random random(20);
+        Random random(seed);
         for (const Depth depth : {Depth::Bits8, Depth::Bits16, Depth::Float32}) {
             for (int mode = 1; mode <= 6; ++mode) {
                 for (int curve = 1; curve <= 6; ++curve) {
@@ -239,9 +239,9 @@ int main(int argc, char** argv) {
     }
     try {
         printCurves();
-        printLife(argv[1], Profile::afterEffects(), "After Effects 22");
-        printLife(argv[1], Profile::afterEffects(13, 8), "After Effects CC 2014");
-        printLife(argv[1], Profile::premierePro(), "Premiere Pro");
+        printLife(argv[1], Profile::afterEffects(), "After Effects 22", 1);
+        printLife(argv[1], Profile::afterEffects(13, 8), "After Effects CC 2014", 2);
+        printLife(argv[1], Profile::premierePro(), "Premiere Pro", 3);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "quorvel_digest: %s\n", error.what());
         return 1;
