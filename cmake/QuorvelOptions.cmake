@@ -1,5 +1,6 @@
 # What every target of this project is compiled with.
-option(QUORVEL_BUILD_CLI "Build the command-line program (needs OpenImageIO and CLI11)" ON)
+option(QUORVEL_BUILD_CLI "Build the command-line program (needs CLI11 and nlohmann_json)" ON)
+option(QUORVEL_PICTURES "Build what reads and writes pictures (needs OpenImageIO)" ON)
 option(QUORVEL_BUILD_TESTS "Build the tests (needs GoogleTest)" ON)
 set(QUORVEL_SANITIZE "" CACHE STRING "Sanitizers, comma-separated: address,undefined or thread")
 

@@ -14,6 +14,13 @@ constexpr std::uintmax_t kMaximumFileSize = std::uintmax_t{1} << 28;
 
 std::vector<std::byte> readFile(const std::filesystem::path& file) {
     std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (!std::filesystem::exists(status)) {
+        throw HostError(file.string() + ": no such module");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw HostError(file.string() + ": not a module: not a regular file");
+    }
     const std::uintmax_t size = std::filesystem::file_size(file, error);
     if (error) {
         throw HostError(file.string() + ": " + error.message());
@@ -65,7 +72,7 @@ ModuleFile readModuleFile(const std::filesystem::path& file) {
                                 "\x7F"
                                 "ELF");
     if (!elf && !startsWith(bytes, "MZ")) {
-        throw HostError(file.string() + ": neither an ELF nor a PE module");
+        throw HostError(file.string() + ": not a module: neither ELF nor PE");
     }
     try {
         return elf ? parseElf(bytes) : parsePortableExecutable(bytes);

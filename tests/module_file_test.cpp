@@ -194,7 +194,7 @@ TEST(DamagedModule, IsRefusedInOneLine) {
             return error.what();
         }
     };
-    EXPECT_EQ(complaint(bytesOf("plain text")), file.string() + ": neither an ELF nor a PE module");
+    EXPECT_EQ(complaint(bytesOf("plain text")), file.string() + ": not a module: neither ELF nor PE");
     EXPECT_EQ(complaint(bytesOf("\x7F"
                                 "ELF")),
               file.string() +
