@@ -60,6 +60,10 @@ int parseAndRun(CLI::App& program, std::vector<std::string> arguments) {
         return kExitSuccess;
     } catch (const CLI::Success& wanted) {  // help or version
         return program.exit(wanted);
+    } catch (const CLI::ArgumentMismatch& error) {
+        // The parser's own words speak of types; they begin with the option's name.
+        const std::string words = error.what();
+        return fail(kExitUsage, words.substr(0, words.find(':')) + ": takes one value, which is missing");
     } catch (const CLI::ParseError& error) {
         const std::string unexpected = unexpectedArgument(program);
         return fail(kExitUsage, unexpected.empty() ? error.what() : unexpected);

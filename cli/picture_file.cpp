@@ -54,39 +54,30 @@ Failure failureOf(const std::string& file, const std::string& what, std::string 
 class QuietLibraries {
 public:
     QuietLibraries() {
-        const std::lock_guard lock(mutex());
-        if (living()++ == 0) {
+        const std::lock_guard lock(mutex_);
+        if (living_++ == 0) {
             (void)std::fflush(stderr);
-            saved() = ::dup(STDERR_FILENO);
+            saved_ = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
             const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
             ::dup2(nowhere, STDERR_FILENO);
             ::close(nowhere);
         }
     }
     ~QuietLibraries() {
-        const std::lock_guard lock(mutex());
-        if (--living() == 0) {
+        const std::lock_guard lock(mutex_);
+        if (--living_ == 0) {
             (void)std::fflush(stderr);
-            ::dup2(saved(), STDERR_FILENO);
-            ::close(saved());
+            ::dup2(saved_, STDERR_FILENO);
+            ::close(saved_);
         }
     }
     QuietLibraries(const QuietLibraries&) = delete;
     QuietLibraries& operator=(const QuietLibraries&) = delete;
 
 private:
-    static std::mutex& mutex() {
-        static std::mutex lock;
-        return lock;
-    }
-    static int& living() {
-        static int count = 0;
-        return count;
-    }
-    static int& saved() {
-        static int descriptor = -1;
-        return descriptor;
-    }
+    static inline std::mutex mutex_;
+    static inline int living_ = 0;
+    static inline int saved_ = -1;
 };
 
 Depth depthOf(TypeDesc type) {
@@ -203,7 +194,20 @@ void fillRow(Channel* row, int width, const Sample* samples, int sampleStep, con
     }
 }
 
-/// Reads the picture that `input` stands at, band by band, into the world.
+/// Reads the rows from `top` up to `end` of the first picture, the channels that `map` needs.
+template <typename Sample>
+bool readBand(OIIO::ImageInput& input, const ChannelMap& map, int top, int end, Sample* band) {
+    const QuietLibraries quiet;
+    const OIIO::ImageSpec& spec = input.spec();
+    const TypeDesc type = OIIO::BaseTypeFromC<Sample>::value;
+    if (spec.tile_width > 0) {
+        return input.read_tiles(0, 0, spec.x, spec.x + spec.width, top, end, spec.z, spec.z + 1, map.first(), map.end(),
+                                type, band);
+    }
+    return input.read_scanlines(0, 0, top, end, spec.z, map.first(), map.end(), type, band);
+}
+
+/// Reads the first picture, band by band, into the world.
 template <typename Sample>
 void readRows(OIIO::ImageInput& input, const std::string& name, const ChannelMap& map, int downsample,
               host::World& world) {
@@ -214,14 +218,10 @@ void readRows(OIIO::ImageInput& input, const std::string& name, const ChannelMap
     const int fittingRows = static_cast<int>(std::max<std::size_t>(1, kBandBytes / (rowSamples * sizeof(Sample))));
     const int bandRows = std::min(tiled ? spec.tile_height : fittingRows, spec.height);
     std::vector<Sample> band(rowSamples * static_cast<std::size_t>(bandRows));
-    const TypeDesc type = OIIO::BaseTypeFromC<Sample>::value;
     for (int top = 0; top < spec.height; top += bandRows) {
         const int rows = std::min(bandRows, spec.height - top);
         const int y = spec.y + top;
-        const bool read =
-            tiled ? input.read_tiles(0, 0, spec.x, spec.x + spec.width, y, y + rows, spec.z, spec.z + 1, map.first(),
-                                     map.end(), type, band.data())
-                  : input.read_scanlines(0, 0, y, y + rows, spec.z, map.first(), map.end(), type, band.data());
+        const bool read = readBand(input, map, y, y + rows, band.data());
         if (!read || input.has_error()) {
             throw failureOf(name, "damaged or cut short", input.geterror());
         }

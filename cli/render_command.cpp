@@ -134,9 +134,12 @@ Preview previewOf(std::vector<std::string> arguments) {
 
 CLI::App* RenderCommand::addTo(CLI::App& program) {
     CLI::App* command = program.add_subcommand("render", "Render a picture through the effect");
-    command->add_option("INPUT", options_.input, "The picture: PNG, JPEG, TIFF, OpenEXR, DPX, ...")->type_name("FILE");
+    command->add_option("INPUT", options_.input, "The picture: PNG, JPEG, TIFF, OpenEXR, DPX, ...")
+        ->type_name("FILE")
+        ->required();
     command->add_option("-o,--output", options_.output, "The picture to write; - is PNG on the standard output")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->required();
     command->add_flag("--no-clobber", options_.noClobber, "Refuse to replace an output file that is there");
     command->add_option("--depth", options_.depth, "Bits a channel: 8, 16 or 32 (default: those of the input)")
         ->type_name("BITS");
@@ -172,12 +175,6 @@ void RenderCommand::loadModule(CLI::App& command, const std::vector<std::string>
 }
 
 void RenderCommand::run() {
-    if (options_.input.empty()) {
-        throw UsageError("render: the picture to render is missing");
-    }
-    if (options_.output.empty()) {
-        throw UsageError("render: -o OUTPUT is missing");
-    }
     const bool toStandardOutput = options_.output == "-";
     if (!toStandardOutput && !isWritableFormat(options_.output)) {
         throw badValue("-o", options_.output, writableFormats());
