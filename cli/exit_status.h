@@ -20,9 +20,7 @@ public:
 };
 
 /// The usage error in its usual words: "OPTION VALUE: accepted is ACCEPTED".
-inline UsageError badValue(const std::string& option, const std::string& value, const std::string& accepted) {
-    return UsageError(option + " " + (value.empty() ? "''" : value) + ": accepted is " + accepted);
-}
+UsageError badValue(const std::string& option, const std::string& value, const std::string& accepted);
 
 /// The work cannot be done: ends with kExitFailure.
 class Failure : public std::runtime_error {

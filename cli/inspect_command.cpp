@@ -134,8 +134,10 @@ void printFile(const ModuleDescription& module) {
         printLine("file version", *module.contents.fileVersion);
     }
     printList("exports", module.contents.exports);
-    for (const std::string& name : module.missingEntryPoints) {
-        printLine("", name + " (missing)");
+    for (const auto& [name, exported] : module.entryPoints) {
+        if (!exported) {
+            printLine("", name + " (missing)");
+        }
     }
     printList("needs", module.contents.imports);
 }
@@ -253,12 +255,9 @@ Json resourceJson(const host::ResourceDescription& resource) {
 }
 
 void printJson(const ModuleDescription& module) {
-    Json json{{"file", module.file.string()},
-              {"format", host::formatName(module.contents.format)},
-              {"x86_64", module.contents.forX86_64},
-              {"exports", module.contents.exports},
-              {"missing_entry_points", module.missingEntryPoints},
-              {"needs", module.contents.imports},
+    Json json{{"file", module.file.string()},        {"format", host::formatName(module.contents.format)},
+              {"x86_64", module.contents.forX86_64}, {"exports", module.contents.exports},
+              {"entry_points", module.entryPoints},  {"needs", module.contents.imports},
               {"ran", module.reported.has_value()}};
     if (module.contents.fileVersion) {
         json["file_version"] = *module.contents.fileVersion;

@@ -14,10 +14,6 @@
 
 namespace quorvel::cli {
 
-void note(const std::string& text) {
-    std::cerr << "quorvel: note: " << text << '\n';
-}
-
 namespace {
 
 constexpr char kOverview[] =

@@ -2,7 +2,6 @@
 #include "cli/module_description.h"
 
 #include <algorithm>
-#include <set>
 
 namespace quorvel::cli {
 namespace {
@@ -20,7 +19,7 @@ ModuleDescription::Reported askModule(const ModuleOptions& options) {
 }  // namespace
 
 bool ModuleDescription::contradicts() const {
-    return !missingEntryPoints.empty() ||
+    return std::any_of(entryPoints.begin(), entryPoints.end(), [](const auto& entry) { return !entry.second; }) ||
            std::any_of(agreements.begin(), agreements.end(), [](const auto& one) { return !one.agree(); });
 }
 
@@ -33,17 +32,18 @@ ModuleDescription describeModule(const ModuleOptions& options) {
         module.reported = askModule(options);
     }
 
-    std::set<std::string> entryPoints{kIdentificationEntry};
+    const auto addEntryPoint = [&module](const std::string& name) {
+        module.entryPoints[name] = module.contents.exportsSymbol(name);
+    };
+    addEntryPoint(kIdentificationEntry);
     if (module.resource) {
         for (const auto& [key, name] : module.resource->entryPoints) {
-            entryPoints.insert(name);
+            addEntryPoint(name);
         }
     }
     if (module.reported) {
-        entryPoints.insert(module.reported->identity.entryPoint);
+        addEntryPoint(module.reported->identity.entryPoint);
     }
-    std::copy_if(entryPoints.begin(), entryPoints.end(), std::back_inserter(module.missingEntryPoints),
-                 [&](const std::string& name) { return !module.contents.exportsSymbol(name); });
     if (module.resource && module.reported) {
         module.agreements = host::compare(*module.resource, module.reported->identity, module.reported->capabilities);
     }

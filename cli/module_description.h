@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,9 +24,10 @@ struct ModuleDescription {
     std::filesystem::path file;
     host::ModuleFile contents;
     std::optional<host::ResourceDescription> resource;
-    std::optional<Reported> reported;             ///< nothing for a module of another platform
-    std::vector<host::Agreement> agreements;      ///< one a property, when there are a resource and a report
-    std::vector<std::string> missingEntryPoints;  ///< named by the resource or the report, but not exported
+    std::optional<Reported> reported;         ///< nothing for a module of another platform
+    std::vector<host::Agreement> agreements;  ///< one a property, when there are a resource and a report
+    /// What the host calls by name, and whether the file exports it.
+    std::map<std::string, bool> entryPoints;
 
     bool contradicts() const;
 };

@@ -81,15 +81,9 @@ std::unique_ptr<host::Host> startHost(const ModuleOptions& options) {
 }
 
 void require(const host::CommandResult& result, const std::string& command, const host::Host& host) {
-    if (result.ok()) {
-        return;
+    if (!result.ok()) {
+        throw Failure(host.module().file().string() + ": " + command + ": " + host::describe(result));
     }
-    const std::string what = host.module().file().string() + ": " + command;
-    if (!result.exception.empty()) {
-        throw Failure(what + " ended with an exception: " + result.exception);
-    }
-    throw Failure(what + " failed with error " + std::to_string(result.error) +
-                  (result.message.empty() ? "" : ": " + result.message));
 }
 
 }  // namespace quorvel::cli
