@@ -44,24 +44,23 @@ private:
 };
 
 /// Samples of the curve, the highest channel value, and how many samples 1/65536 of a degree is.
+template <int Levels, int Top>
+struct Range {
+    static constexpr int levels = Levels;
+    static constexpr int top = Top;
+};
 template <typename Channel>
 struct Numbers;
 template <>
-struct Numbers<std::uint8_t> {
-    static constexpr int levels = 256;
-    static constexpr int top = 255;
+struct Numbers<std::uint8_t> : Range<256, 255> {
     static constexpr float samplesPerAngle = 1.0850695e-5F;
 };
 template <>
-struct Numbers<std::uint16_t> {
-    static constexpr int levels = 4096;
-    static constexpr int top = 32768;
+struct Numbers<std::uint16_t> : Range<4096, 32768> {
     static constexpr float samplesPerAngle = 0.00017361112F;
 };
 template <>
-struct Numbers<float> {
-    static constexpr int levels = 4000;
-    static constexpr int top = 1;
+struct Numbers<float> : Range<4000, 1> {
     static constexpr float samplesPerAngle = 0.00016954211F;
 };
 

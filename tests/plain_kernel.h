@@ -2,19 +2,18 @@
 // The reference that every way of rendering is held against, besides the model.
 #pragma once
 
+#include <cstddef>
+#include <type_traits>
+
 #include "effect/render/grid.h"
 #include "tests/frames.h"
 
 namespace quorvel::test {
 
-template <typename T>
-PixelView<T> viewOf(World& world) {
-    return {world.channels<T>(0), world.width(), world.height(),
-            world.rowBytes() / static_cast<std::ptrdiff_t>(sizeof(T))};
-}
-template <typename T>
-PixelView<const T> viewOf(const World& world) {
-    return {world.channels<T>(0), world.width(), world.height(),
+/// `T` is const for a picture that is only read.
+template <typename T, typename AnyWorld>
+PixelView<T> viewOf(AnyWorld& world) {
+    return {world.template channels<std::remove_const_t<T>>(0), world.width(), world.height(),
             world.rowBytes() / static_cast<std::ptrdiff_t>(sizeof(T))};
 }
 
@@ -24,10 +23,10 @@ void renderPlainly(const Frame<typename Depth::Channel>& frame, const World& sou
     using T = typename Depth::Channel;
     PixelView<const T> layer;
     if (frame.layer) {
-        layer = viewOf<T>(*frame.layer);
+        layer = viewOf<const T>(*frame.layer);
     }
-    mosaicFrame<Depth>(viewOf<T>(output), viewOf<T>(source), frame.paramValues(), layer, frame.originX, frame.originY,
-                       0.5F);
+    mosaicFrame<Depth>(viewOf<T>(output), viewOf<const T>(source), frame.paramValues(), layer, frame.originX,
+                       frame.originY, 0.5F);
 }
 
 }  // namespace quorvel::test

@@ -102,7 +102,7 @@ private:
 bool CurveGraphDraw(std::uint8_t* pixels, PF_InData* in_data, PF_ParamDef* params[], drawControlData* control) {
     PF_ParamDef scratch{};
     const auto read = [&](int id) -> const PF_ParamDefUnion& { return getParam(in_data, params, id, &scratch)->u; };
-    const int curveType = read(control->curveTypeId).pd.value - 1;
+    const int curveType = wrappingAdd(read(control->curveTypeId).pd.value, -1);
     const int phaseOffset = phaseToSample(read(control->phaseId).ad.value);
     const float raise = control->raiseId == -1 ? 0.0F : static_cast<float>(read(control->raiseId).fs_d.value);
     const auto smoothness = static_cast<float>(read(control->smoothnessId).fs_d.value);

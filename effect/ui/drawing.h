@@ -23,7 +23,7 @@ public:
     void drawImage(const std::uint8_t* pixels, int width, int height, A_long left, A_long top);
 
     /// Gives the suites back, marks the event as handled when nothing went wrong, and returns the first error.
-    PF_Err finish();
+    [[nodiscard]] PF_Err finish();
 
 private:
     void keepFirst(PF_Err error) { error_ = error_ != PF_Err_NONE ? error_ : error; }
