@@ -35,6 +35,9 @@ PF_Err updateParamUI(PF_ProgPtr effectRef, PF_ParamIndex index, const PF_ParamDe
     if (def == nullptr || index < 1 || index >= static_cast<PF_ParamIndex>(call->host.parameters.size())) {
         return breach(*call, kName, "there is no such parameter, or no definition");
     }
+    if (call->frame != nullptr && call->frame->shownFlags != nullptr) {
+        call->frame->shownFlags->at(static_cast<std::size_t>(index)) = def->ui_flags;
+    }
     return PF_Err_NONE;
 }
 
@@ -243,6 +246,11 @@ const void* findSuite(const Host::State& host, std::string_view name, int versio
         {kPFWorldSuite, kPFWorldSuiteVersion, Where::Both, &worldSuite()},
         {kPFPixelFormatSuite, kPFPixelFormatSuiteVersion, Where::PremiereOnly, &pixelFormatSuite()},
         {kPFUtilitySuite, kPFUtilitySuiteVersion, Where::PremiereOnly, &utilitySuite()},
+        {kPFEffectCustomUISuite, kPFEffectCustomUISuiteVersion, Where::Both, &customUISuite()},
+        {kDRAWBOT_DrawSuite, kDRAWBOT_DrawSuiteVersion, Where::Both, &drawSuite()},
+        {kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuiteVersion, Where::Both, &supplierSuite()},
+        {kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuiteVersion, Where::Both, &surfaceSuite()},
+        {kDRAWBOT_PathSuite, kDRAWBOT_PathSuiteVersion, Where::Both, &pathSuite()},
     };
     for (const SuiteEntry& entry : suites) {
         if (entry.name == name && entry.version == version &&

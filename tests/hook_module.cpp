@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A module that does what the test tells it to: every command is handed to `hook`, when there is one.
+// A module that does what the test tells it to: every command is handed to the hook, when there is one.
 // Parts of it can be left out, to play modules that cannot be loaded.
 #include "sdk/pf_effect.h"
 
@@ -20,8 +20,12 @@ PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB 
 #endif
 
 #ifndef WITHOUT_ENTRY
-extern "C" {
-__attribute__((visibility("default"))) PF_EffectMainFunction hook = nullptr;
+namespace {
+PF_EffectMainFunction hook = nullptr;
+}
+
+PF_EXPORT void setHook(PF_EffectMainFunction function) {
+    hook = function;
 }
 
 PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],

@@ -105,10 +105,10 @@ public:
     using Hook = std::function<PF_Err(const Command&)>;
 
     explicit HookHost(Profile profile = Profile::afterEffects()) : Host(HOOK_WITHOUT_NOTHING, profile) {
-        *static_cast<PF_EffectMainFunction*>(module().symbol("hook")) =
-            [](PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef** params, PF_LayerDef* output, void* extra) {
-                return hook({cmd, in, out, params, output, extra});
-            };
+        const auto setHook = reinterpret_cast<void (*)(PF_EffectMainFunction)>(module().symbol("setHook"));
+        setHook([](PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef** params, PF_LayerDef* output, void* extra) {
+            return hook({cmd, in, out, params, output, extra});
+        });
     }
     /// Runs the code inside a command.
     CommandResult during(PF_Cmd cmd, Hook code) {
