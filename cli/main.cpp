@@ -20,6 +20,7 @@ constexpr char kOverview[] =
     "Examples:\n"
     "  quorvel render photo.jpg -o mosaic.png\n"
     "  quorvel render --help\n"
+    "  quorvel panel -o panel.png\n"
     "  quorvel params\n"
     "  quorvel inspect --json\n"
     "\n"
@@ -74,8 +75,10 @@ int run(const std::vector<std::string>& arguments) {
     program.get_formatter()->column_width(34);
     program.footer(kOverview);
     addRenderCommand(program, arguments);
+    addPanelCommand(program, arguments);
     addParamsCommand(program);
     addInspectCommand(program);
+    addAboutCommand(program);
     if (arguments.empty()) {
         return fail(kExitUsage, "a command is missing; accepted is what quorvel --help lists");
     }
