@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Prints one line for everything this platform's build of the module computes: the curve's values, and the frames of
-// a seeded series of requests in all depths as both hosts make them. Two platforms agree when their lines do.
+// a seeded series of requests in all depths as both hosts make them, and the panel's pictures. Two platforms agree
+// when their lines do.
 // Usage: quorvel_digest MODULE
 #include <array>
 #include <bit>
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "effect/render/curve.h"
+#include "host/drawbot.h"
 #include "host/host.h"
 #include "host/panel.h"
 
@@ -194,6 +196,32 @@ void printFrame(Host& host, Instance& instance, Random& random, const std::strin
                 digest);
 }
 
+/// The panel's pictures: the graph of each curve, and the banner where the host shows it.
+void printPanel(Host& host, Instance& instance, Random& random, const std::string& who) {
+    for (int curve = 1; curve <= 6; ++curve) {
+        ParameterValues values(host.parameters());
+        values.setPopup(idOf(host, "Channels"), 1 + random.upTo(6));
+        values.setPopup(idOf(host, "Curve"), curve);
+        values.setFixed(idOf(host, "Curve Phase"), degrees(random.upTo(160000) - 80000));
+        values.setFixed(idOf(host, "Curve Phase Split (RGB)"), degrees(random.upTo(80000) - 40000));
+        values.setFloat(idOf(host, "Curve Smoothness"), 16.0 * random.fraction());
+        Panel panel(instance, values);
+        require(panel.update(), "update of the panel");
+        Surface surface(340, 80);
+        for (const Parameter& parameter : host.parameters()) {
+            if (parameter.customUI) {
+                for (const PF_EffectArea area : {PF_EA_PARAM_TITLE, PF_EA_CONTROL}) {
+                    const Panel::Frames frames{{4, 2, 324, 19}, {4, 24, 54, 74}};
+                    require(panel.draw(parameter.index, area, frames, surface).command, "drawing");
+                }
+            }
+        }
+        Digest digest;
+        addPixels(digest, surface.world());
+        printDigest(who + " panel with curve " + std::to_string(curve), digest);
+    }
+}
+
 /// The module's whole life under one host.
 void printLife(const char* moduleFile, const Profile& profile, const std::string& who, std::uint64_t seed) {
     Host host(moduleFile, profile);
@@ -207,9 +235,8 @@ void printLife(const char* moduleFile, const Profile& profile, const std::string
     {
         Instance instance(host);
         require(instance.sequenceSetup(), "sequence set-up");
-        ParameterValues values(host.parameters());
-        require(Panel(instance, values).update(), "update of the panel");
         Random random(seed);
+        printPanel(host, instance, random, who);
         for (const Depth depth : {Depth::Bits8, Depth::Bits16, Depth::Float32}) {
             for (int mode = 1; mode <= 6; ++mode) {
                 for (int curve = 1; curve <= 6; ++curve) {
