@@ -20,6 +20,7 @@ constexpr char kOverview[] =
     "Examples:\n"
     "  quorvel render photo.jpg -o mosaic.png\n"
     "  quorvel render --help\n"
+    "  quorvel panel -o panel.png\n"
     "  quorvel params\n"
     "  quorvel inspect --json\n"
     "\n"
@@ -73,9 +74,13 @@ int run(const std::vector<std::string>& arguments) {
     program.require_subcommand(1);
     program.get_formatter()->column_width(34);
     program.footer(kOverview);
+#if defined(QUORVEL_PICTURES)
     addRenderCommand(program, arguments);
+    addPanelCommand(program, arguments);
+#endif
     addParamsCommand(program);
     addInspectCommand(program);
+    addAboutCommand(program);
     if (arguments.empty()) {
         return fail(kExitUsage, "a command is missing; accepted is what quorvel --help lists");
     }
@@ -91,7 +96,9 @@ int run(const std::vector<std::string>& arguments) {
 
 int main(int argumentCount, char** arguments) {
     using namespace quorvel::cli;
+#if defined(QUORVEL_PICTURES)
     removeStagedFilesOnSignals();
+#endif
     try {
         return run({arguments + 1, arguments + argumentCount});
     } catch (const UsageError& error) {

@@ -479,6 +479,7 @@ TEST_F(Cli, ModulesThatFailAreNamed) {
     refused(QUORVEL_ENTRYLESS_MODULE, "no entry point \"EffectMain\"");
     refused(QUORVEL_REFUSING_MODULE, "error 512: No wish to");
     expectFailure(run({"inspect", path("none.so")}), kExitFailure, "none.so: no such module");
+    expectFailure(run({"inspect", input}), kExitFailure, "in.png: not a module: neither ELF nor PE");
     expectFailure(render(input, path("out.png"), {"--module", QUORVEL_REFUSING_MODULE, "--tile-count", "8"}),
                   kExitUsage, "--tile-count 8: accepted is 3 to 7");
     expectFailure(render(input, path("out.png"), {"--module", QUORVEL_REFUSING_MODULE, "--grid-width", "8"}),
@@ -511,6 +512,11 @@ TEST_F(Cli, ParamsAndInspectTellWhatTheModuleDeclares) {
     EXPECT_EQ(module.at("out_flags").at("word"), 0x06008000);
     EXPECT_EQ(module.at("out_flags2").at("names").size(), 5u);
     EXPECT_TRUE(module.at("entry_points").at("EffectMain").get<bool>());
+    EXPECT_EQ(module.at("resource").at("out_flags"), module.at("out_flags"));
+    EXPECT_EQ(module.at("agreements").size(), 11u);
+    for (const auto& property : module.at("agreements")) {
+        EXPECT_TRUE(property.at("agree").get<bool>()) << property;
+    }
     EXPECT_EQ(run({"--version"}).out, "quorvel " QUORVEL_VERSION "\n");
 }
 
