@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+// Averages of filled blocks.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "effect/render/depth.h"
+#include "effect/render/fast/geometry.h"
+#include "effect/render/fast/vector.h"
+
+namespace quorvel {
+namespace {
+
+/// Sums of the four channels of a block of integers.
+template <typename T>
+class IntegerSums {
+public:
+    static_assert(sizeof(T) <= 2);
+
+    IntegerSums(const PixelView<const T>& source, const Region& region) {
+        const std::int32_t lanes = region.width * kChannelsPerPixel;
+        const T* from =
+            source.pixels + region.y * source.stride + static_cast<std::ptrdiff_t>(region.x) * kChannelsPerPixel;
+        if (lanes >= kLanes<T>) {
+            addRows<Lanes<T>>(from, source.stride, lanes, region.height);
+        } else if (region.width >= 4) {
+            addRows<Quartet<T>>(from, source.stride, lanes, region.height);
+        } else {
+            for (std::int32_t j = 0; j < region.height; ++j, from += source.stride) {
+                for (std::int32_t i = 0; i < lanes; ++i) {
+                    total[i % kChannelsPerPixel] += from[i];
+                }
+            }
+        }
+    }
+
+    std::int64_t total[kChannelsPerPixel] = {};
+
+private:
+    template <typename V>
+    [[gnu::always_inline]] inline void addRows(const T* from, std::ptrdiff_t stride, std::int32_t lanes,
+                                               std::int32_t rows) {
+        if constexpr (sizeof(T) == 1) {
+            addRowsAs<V, std::uint16_t>(from, stride, lanes, rows);
+        } else {
+            addRowsAs<V, std::uint32_t>(from, stride, lanes, rows);
+        }
+    }
+
+    template <typename V, typename W>
+    [[gnu::always_inline]] inline void addRowsAs(const T* from, std::ptrdiff_t stride, std::int32_t lanes,
+                                                 std::int32_t rows) {
+        constexpr int kBits = 8 * sizeof(T);
+        constexpr auto kLow = static_cast<W>((1U << kBits) - 1);
+        // 2^bits + 1 summands of 2^bits - 1 still fit.
+        constexpr std::int32_t kMostSummands = 1 << kBits;
+        constexpr auto kStep = static_cast<std::int32_t>(sizeof(V) / sizeof(T));
+        using Sums = Vector<W, sizeof(V)>;
+
+        const std::int32_t rest = lanes % kStep;
+        const Sums lastOnes = restMask<Sums>(rest);
+        Sums even{};
+        Sums odd{};
+        std::int32_t summands = 0;
+        for (std::int32_t j = 0; j < rows; ++j, from += stride) {
+            std::int32_t i = 0;
+            for (; i + kStep <= lanes; i += kStep) {
+                if (summands == kMostSummands) {
+                    flush<W>(even, odd);
+                    summands = 0;
+                }
+                ++summands;
+                const Sums value = load<Sums>(from + i);
+                even += value & kLow;
+                odd += value >> kBits;
+            }
+            if (rest != 0) {
+                if (summands == kMostSummands) {
+                    flush<W>(even, odd);
+                    summands = 0;
+                }
+                ++summands;
+                const Sums value = load<Sums>(from + lanes - kStep) & lastOnes;
+                even += value & kLow;
+                odd += value >> kBits;
+            }
+        }
+        flush<W>(even, odd);
+    }
+
+    /// Ones in the last `rest` channels.
+    template <typename Sums>
+    static Sums restMask(std::int32_t rest) {
+        alignas(64) T channels[sizeof(Sums) / sizeof(T)];
+        constexpr auto kCount = static_cast<std::int32_t>(sizeof(Sums) / sizeof(T));
+        for (std::int32_t i = 0; i < kCount; ++i) {
+            channels[i] = static_cast<T>(i >= kCount - rest ? -1 : 0);
+        }
+        return load<Sums>(channels);
+    }
+
+    template <typename W, typename Sums>
+    [[gnu::always_inline]] inline void flush(Sums& even, Sums& odd) {
+        // A pixel is two sums of each kind: channels 0 and 2, and 1 and 3.
+        for (std::size_t i = 0; i < sizeof(Sums) / sizeof(W); i += 2) {
+            total[0] += even[i];
+            total[1] += odd[i];
+            total[2] += even[i + 1];
+            total[3] += odd[i + 1];
+        }
+        even = Sums{};
+        odd = Sums{};
+    }
+};
+
+/// Truncated quotients. With half a unit added the exact quotient stays at least 0.5 / count off every integer that
+/// it is below, far more than the rounding errors as long as sums stay below 2^50; theirs end at 2^47.
+template <typename T>
+[[gnu::always_inline]] inline Pixel<T> averageOf(const std::int64_t* sums, std::int32_t count) {
+    const double reciprocal = 1.0 / static_cast<double>(count);
+    Pixel<T> average;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        average.channel[c] =
+            static_cast<T>(static_cast<std::int64_t>((static_cast<double>(sums[c]) + 0.5) * reciprocal));
+    }
+    return average;
+}
+
+using FloatPixel = Vector<float, 16>;
+
+/// Sums in the order that is part of the result, one chain per channel. Blocks are summed side by side, because each
+/// addition waits for the one before it. They may differ by a row and a column.
+template <std::size_t Count>
+void sumSideBySide(const PixelView<const float>& source, const Region* regions, FloatPixel* sums) {
+    const float* from[Count];
+    std::int32_t commonWidth = regions[0].width;
+    std::int32_t rows = 0;
+    for (std::size_t b = 0; b < Count; ++b) {
+        from[b] = source.pixels + regions[b].y * source.stride +
+                  static_cast<std::ptrdiff_t>(regions[b].x) * kChannelsPerPixel;
+        commonWidth = regions[b].width < commonWidth ? regions[b].width : commonWidth;
+        rows = regions[b].height > rows ? regions[b].height : rows;
+        sums[b] = FloatPixel{};
+    }
+    FloatPixel running[Count] = {};
+    for (std::int32_t j = 0; j < rows; ++j) {
+        bool full = true;
+        for (std::size_t b = 0; b < Count; ++b) {
+            full = full && j < regions[b].height;
+        }
+        if (full) {
+            for (std::int32_t i = 0; i < commonWidth; ++i) {
+                for (std::size_t b = 0; b < Count; ++b) {
+                    running[b] += load<FloatPixel>(from[b] + i * kChannelsPerPixel);
+                }
+            }
+        }
+        for (std::size_t b = 0; b < Count; ++b) {
+            if (j < regions[b].height) {
+                for (std::int32_t i = full ? commonWidth : 0; i < regions[b].width; ++i) {
+                    running[b] += load<FloatPixel>(from[b] + i * kChannelsPerPixel);
+                }
+            }
+            from[b] += source.stride;
+        }
+    }
+    for (std::size_t b = 0; b < Count; ++b) {
+        sums[b] = running[b];
+    }
+}
+
+/// The colour of a filled block, in all four channels. `joint`: as the form for R, G and B together rounds.
+template <typename Depth>
+[[gnu::always_inline]] inline Pixel<typename Depth::Channel> averageOf(
+    const PixelView<const typename Depth::Channel>& source, const Region& region, [[maybe_unused]] bool joint) {
+    using T = typename Depth::Channel;
+    const std::int32_t count = region.width * region.height;
+    if constexpr (sizeof(T) <= 2) {
+        const IntegerSums<T> sums(source, region);
+        return averageOf<T>(sums.total, count);
+    } else {
+        FloatPixel sum;
+        sumSideBySide<1>(source, &region, &sum);
+        Pixel<T> average;
+        for (int c = 0; c < kChannelsPerPixel; ++c) {
+            average.channel[c] = joint ? Depth::jointAverage(sum[c], count) : Depth::singleAverage(sum[c], count);
+        }
+        return average;
+    }
+}
+
+}  // namespace
+}  // namespace quorvel
