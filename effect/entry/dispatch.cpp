@@ -4,7 +4,9 @@
 #include "effect/entry/global_setup.h"
 #include "effect/entry/identity.h"
 #include "effect/entry/sequence_data.h"
+#include "effect/entry/ui_event.h"
 #include "effect/params/param_table.h"
+#include "effect/params/param_ui_state.h"
 #include "effect/render/frame.h"
 #include "sdk/pf_effect.h"
 
@@ -35,6 +37,12 @@ PF_Err dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
             return getFlattenedSequenceData(in_data, out_data);
         case PF_Cmd_RENDER:
             return render(in_data, out_data, params, output);
+        case PF_Cmd_USER_CHANGED_PARAM:
+            return UIOnUserChangedParam(in_data, out_data, params, static_cast<PF_UserChangedParamExtra*>(extra));
+        case PF_Cmd_UPDATE_PARAMS_UI:
+            return UIOnParamsUpdated(in_data, out_data, params);
+        case PF_Cmd_EVENT:
+            return uiEvent(in_data, out_data, params, static_cast<PF_EventExtra*>(extra));
         case PF_Cmd_SMART_PRE_RENDER:
             return smartPreRender(in_data, out_data, static_cast<PF_PreRenderExtra*>(extra));
         case PF_Cmd_SMART_RENDER:

@@ -1,30 +1,42 @@
 // SPDX-License-Identifier: MIT
 #include "effect/params/param_index.h"
 
-#include <map>
+#include <array>
+#include <atomic>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 
 namespace quorvel {
 
 namespace {
 
-/// Written at parameter set-up only (but for lookups of undeclared ids) and never cleared.
-std::map<int, int> paramIdToIndex;
+/// Which ids are known, a bit each, and their indices; never cleared. Written at parameter set-up, and by the first
+/// lookup of an id that this host does not declare, which may come from the panel while other threads render.
+std::atomic<std::uint32_t> knownIds;
+std::array<std::atomic<int>, PARAM_CURVE_PHASE_SPLIT + 1> paramIdToIndex;
+
+std::uint32_t bitOf(int id) {
+    return 1U << static_cast<unsigned>(id);
+}
 
 }  // namespace
 
 void addParam(int id) {
-    const int index = static_cast<int>(paramIdToIndex.size()) + 1;
-    paramIdToIndex[id] = index;
+    paramIdToIndex[static_cast<std::size_t>(id)] = std::popcount(knownIds.load()) + 1;
+    knownIds |= bitOf(id);
 }
 
 int getParamIndexFromId(int id) {
-    const auto found = paramIdToIndex.find(id);
-    return found != paramIdToIndex.end() ? found->second : paramIdToIndex.emplace(id, 0).first->second;
+    if ((knownIds & bitOf(id)) == 0) {
+        knownIds |= bitOf(id);
+    }
+    return paramIdToIndex[static_cast<std::size_t>(id)];
 }
 
 void verifyNumParams(int numParams) {
-    if (static_cast<int>(paramIdToIndex.size()) != numParams - 1) {
+    if (std::popcount(knownIds.load()) != numParams - 1) {
         throw std::logic_error(
             "Reported parameter count does not match actual parameter count. This would lead to incorrect values.");
     }

@@ -26,8 +26,8 @@ enum ParamId : int {
 /// it one past the entries there are. Called at parameter set-up only, before any render.
 void addParam(int id);
 
-/// The host index of `id`. An id that was never declared is entered with index 0 (the input layer), so render
-/// threads ask only for ids that every host declares.
+/// The host index of `id`, one of ParamId. One that was never declared is entered with index 0 (the input layer) and
+/// counts as known from then on. Safe while other threads look up theirs.
 int getParamIndexFromId(int id);
 
 /// Throws std::logic_error when not exactly numParams - 1 ids are known: the host would then read values from the

@@ -22,22 +22,22 @@ public:
     explicit Declaration(PF_InData* in_data) : in_data_(in_data) {}
 
     void popup(int id, const char* name, A_short choices, const char* texts) {
-        PF_ParamDef def = definition(id, name, PF_Param_POPUP);
+        PF_ParamDef def = definition(id, PF_Param_POPUP);
         def.u.pd.value = 1;
         def.u.pd.dephault = 1;
         def.u.pd.num_choices = choices;
         def.u.pd.u.namesptr = texts;
-        add(def);
+        add(def, name);
     }
 
     void layer(int id, const char* name) {
-        PF_ParamDef def = definition(id, name, PF_Param_LAYER);
+        PF_ParamDef def = definition(id, PF_Param_LAYER);
         def.u.ld.dephault = PF_LayerDefault_NONE;
-        add(def);
+        add(def, name);
     }
 
     void floatSlider(int id, const char* name, float maximum, float value, PF_ValueDisplayFlags display) {
-        PF_ParamDef def = definition(id, name, PF_Param_FLOAT_SLIDER);
+        PF_ParamDef def = definition(id, PF_Param_FLOAT_SLIDER);
         PF_FloatSliderDef& slider = def.u.fs_d;
         slider.valid_max = slider.slider_max = maximum;
         slider.value = static_cast<double>(value);
@@ -45,39 +45,39 @@ public:
         slider.precision = 3;
         slider.display_flags = display;
         slider.curve_tolerance = 0.05F;
-        add(def);
+        add(def, name);
     }
 
     /// Whole numbers from 1 to 32 on a fixed-point slider.
     void countSlider(int id, const char* name, int value) {
-        PF_ParamDef def = definition(id, name, PF_Param_FIX_SLIDER);
+        PF_ParamDef def = definition(id, PF_Param_FIX_SLIDER);
         PF_FixedSliderDef& slider = def.u.fd;
         slider.valid_min = slider.slider_min = fixed(1);
         slider.valid_max = slider.slider_max = fixed(32);
         slider.value = slider.dephault = fixed(value);
-        add(def);
+        add(def, name);
     }
 
     /// 0 degrees, its dial folded at first.
     void angle(int id, const char* name) {
-        PF_ParamDef def = definition(id, name, PF_Param_ANGLE);
+        PF_ParamDef def = definition(id, PF_Param_ANGLE);
         def.flags = PF_ParamFlag_START_COLLAPSED;
-        add(def);
+        add(def, name);
     }
 
     PF_Err error() const { return error_; }
 
 private:
-    PF_ParamDef definition(int id, const char* name, PF_ParamType type) const {
+    static PF_ParamDef definition(int id, PF_ParamType type) {
         PF_ParamDef def{};
         def.param_type = type;
-        in_data_->utils->ansi.strcpy(def.name, name);
         def.uu.id = id;
         return def;
     }
 
-    void add(PF_ParamDef& def) {
+    void add(PF_ParamDef& def, const char* name) {
         if (error_ == PF_Err_NONE) {
+            in_data_->utils->ansi.strcpy(def.name, name);
             error_ = in_data_->inter.add_param(in_data_->effect_ref, -1, &def);
             if (error_ == PF_Err_NONE) {
                 addParam(def.uu.id);

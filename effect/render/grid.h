@@ -23,13 +23,13 @@ struct IntensityMapping {
 };
 
 /// Reads the layer 1:1 where it covers the output's rectangle at a non-negative origin; otherwise stretches it over
-/// the output. `width` and `height` are the output's, at least 1.
+/// the output. A layer without area counts as none. `width` and `height` are the output's, at least 1.
 template <typename T>
 IntensityMapping<T> mapIntensity(PixelView<const T> layer, std::int32_t width, std::int32_t height,
                                  std::int32_t originX, std::int32_t originY) {
     IntensityMapping<T> mapping;
     IntensitySampling<T>& sampling = mapping.sampling;
-    if (layer.pixels == nullptr) {
+    if (layer.pixels == nullptr || layer.width < 1 || layer.height < 1) {
         return mapping;
     }
     sampling.pixels = layer.pixels;
@@ -39,8 +39,9 @@ IntensityMapping<T> mapIntensity(PixelView<const T> layer, std::int32_t width, s
     // Positions of smaller layers never leave 31 bits, nor the layer.
     sampling.clamped = layer.width >= 32768 || layer.height >= 32768;
 
+    // As differences: the sums of origin and size could overflow.
     const bool covers = originX >= 0 && originY >= 0 && layer.height >= height && layer.width >= width &&
-                        wrappingAdd(originY, height) <= layer.height && wrappingAdd(originX, width) <= layer.width;
+                        originY <= layer.height - height && originX <= layer.width - width;
     if (covers) {
         mapping.originX = wrappingMultiply(originX, 65536);
         mapping.originY = wrappingMultiply(originY, 65536);

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// The program's commands. Each adds itself to the program and runs inside the parsing of the command line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace quorvel::cli {
+
+/// Needs all arguments beforehand, because the module that they name decides which options there are.
+void addRenderCommand(CLI::App& program, const std::vector<std::string>& arguments);
+void addParamsCommand(CLI::App& program);
+void addInspectCommand(CLI::App& program);
+
+}  // namespace quorvel::cli

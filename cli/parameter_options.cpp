@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "cli/parameter_options.h"
+
+#include <CLI/CLI.hpp>
+
+#include "cli/exit_status.h"
+#include "cli/parameter_text.h"
+
+namespace quorvel::cli {
+namespace {
+
+std::string typeName(ParameterKind kind) {
+    switch (kind) {
+        case ParameterKind::Layer:
+            return "FILE";
+        case ParameterKind::Angle:
+            return "DEGREES";
+        case ParameterKind::Choice:
+            return "CHOICE";
+        default:
+            return "NUMBER";
+    }
+}
+
+std::string describe(const host::Parameter& parameter) {
+    const std::string standard = defaultText(parameter);
+    return acceptedText(parameter) + (standard.empty() ? "" : " (default " + standard + ")");
+}
+
+}  // namespace
+
+void ParameterOptions::addTo(CLI::App& command, const std::vector<host::Parameter>& declared) {
+    declared_ = &declared;
+    for (const host::Parameter& parameter : declared) {
+        const std::vector<std::string> names = optionNames(parameter);
+        if (names.empty()) {
+            continue;
+        }
+        std::string spelled;
+        for (const std::string& name : names) {
+            spelled += (spelled.empty() ? "--" : ",--") + name;
+        }
+        Given& given = options_.emplace_back(Given{&parameter, "--" + names.front(), {}, nullptr});
+        given.option = command.add_option(spelled, given.text, describe(parameter))
+                           ->type_name(typeName(kindOf(parameter)))
+                           ->group("Parameters");
+    }
+}
+
+host::ParameterValues ParameterOptions::values() const {
+    host::ParameterValues values(*declared_);
+    for (const Given& given : options_) {
+        if (given.option->count() == 0 || kindOf(*given.parameter) == ParameterKind::Layer) {
+            continue;
+        }
+        const auto value = parseValue(*given.parameter, given.text);
+        if (!value) {
+            throw badValue(given.optionName, given.text, acceptedText(*given.parameter));
+        }
+        const A_long id = given.parameter->id();
+        switch (value->form) {
+            case ParameterValue::Form::Popup:
+                values.setPopup(id, static_cast<A_long>(value->number));
+                break;
+            case ParameterValue::Form::Fixed:
+                values.setFixed(id, toFixed(value->number));
+                break;
+            case ParameterValue::Form::Float:
+                values.setFloat(id, value->number);
+                break;
+        }
+    }
+    return values;
+}
+
+std::vector<ParameterOptions::LayerFile> ParameterOptions::layerFiles() const {
+    std::vector<LayerFile> files;
+    for (const Given& given : options_) {
+        if (given.option->count() != 0 && kindOf(*given.parameter) == ParameterKind::Layer) {
+            files.push_back({given.parameter->id(), given.text});
+        }
+    }
+    return files;
+}
+
+}  // namespace quorvel::cli

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// quorvel params: the parameters as the module declares them.
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "cli/module_options.h"
+#include "cli/parameter_text.h"
+#include "cli/table.h"
+#include "cli/text.h"
+
+namespace quorvel::cli {
+namespace {
+
+constexpr char kExamples[] =
+    "Examples:\n"
+    "  quorvel params\n"
+    "  quorvel params --host premiere-pro\n"
+    "  quorvel params --api-version 13.8 --json\n"
+    "\n"
+    "Exit status: 0 done, 1 failed, 2 the command line is wrong.";
+
+struct Options {
+    bool json = false;
+    ModuleOptions module;
+};
+
+std::string rangeText(const host::Parameter& parameter) {
+    // The table says what a layer is by its kind; only as an option's value is it a file.
+    return kindOf(parameter) == ParameterKind::Layer ? std::string{} : acceptedText(parameter);
+}
+
+std::string optionText(const host::Parameter& parameter) {
+    const auto names = optionNames(parameter);
+    return names.empty() ? "" : "--" + names.front();
+}
+
+std::string shownName(const host::Parameter& parameter) {
+    if (parameter.index == 0) {
+        return "(input layer)";
+    }
+    return parameter.name().empty() ? "(no name)" : parameter.name();
+}
+
+void printTable(const std::vector<host::Parameter>& parameters) {
+    Table table({"INDEX", "ID", "NAME", "OPTION", "KIND", "DEFAULT", "ACCEPTED"});
+    for (const host::Parameter& parameter : parameters) {
+        table.add({std::to_string(parameter.index), parameter.index == 0 ? "" : std::to_string(parameter.id()),
+                   shownName(parameter), optionText(parameter), kindName(kindOf(parameter)), defaultText(parameter),
+                   rangeText(parameter)});
+    }
+    table.print(std::cout);
+}
+
+nlohmann::ordered_json describe(const host::Parameter& parameter) {
+    nlohmann::ordered_json entry;
+    entry["index"] = parameter.index;
+    entry["id"] = parameter.index == 0 ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(parameter.id());
+    entry["name"] = parameter.name();
+    entry["option"] =
+        optionText(parameter).empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(optionText(parameter));
+    entry["kind"] = kindName(kindOf(parameter));
+    if (const auto range = rangeOf(parameter)) {
+        entry["minimum"] = range->minimum;
+        entry["maximum"] = range->maximum;
+    }
+    if (kindOf(parameter) == ParameterKind::Choice) {
+        entry["choices"] = parameter.choices;
+    }
+    const std::string standard = defaultText(parameter);
+    if (const auto number = parseNumber(standard)) {
+        entry["default"] = *number;
+    } else if (!standard.empty()) {
+        entry["default"] = standard;
+    }
+    if (parameter.customUI) {
+        entry["control"] = {{"width", parameter.def.ui_width}, {"height", parameter.def.ui_height}};
+    }
+    return entry;
+}
+
+void run(const Options& options) {
+    const auto host = startHost(options.module);
+    if (!options.json) {
+        printTable(host->parameters());
+        return;
+    }
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const host::Parameter& parameter : host->parameters()) {
+        list.push_back(describe(parameter));
+    }
+    std::cout << list.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+}
+
+}  // namespace
+
+void addParamsCommand(CLI::App& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = program.add_subcommand("params", "List the effect's parameters as the module declares them");
+    command->add_flag("--json", options->json, "For programs: a JSON array");
+    addHostOptions(*command, options->module);
+    addModuleOption(*command, options->module);
+    command->footer(kExamples);
+    command->callback([options] { run(*options); });
+}
+
+}  // namespace quorvel::cli

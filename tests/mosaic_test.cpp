@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <vector>
+
+#include "effect/render/grid.h"
+#include "tests/plain_kernel.h"
+
+namespace quorvel::test {
+namespace {
+
+/// One channel's values, row by row, and what they have to become in a single cell under a plain ramp.
+struct Example {
+    const char* what;
+    int width;
+    double intensity;
+    std::vector<double> source;
+    std::vector<double> expected;
+    int iterations = 32;
+};
+
+template <typename Depth>
+void check(ChannelMode mode, int channel, const std::vector<Example>& examples) {
+    using T = typename Depth::Channel;
+    for (const Example& example : examples) {
+        const int height = static_cast<int>(example.source.size()) / example.width;
+        model::Picture<T> source(example.width, height);
+        model::Picture<T> output(example.width, height);
+        for (std::size_t i = 0; i < example.source.size(); ++i) {
+            source.values[i * 4 + static_cast<std::size_t>(channel)] = static_cast<T>(example.source[i]);
+        }
+        ParamValues values{};
+        values.channels = mode;
+        values.mosaicIntensity = example.intensity;
+        values.gridWidth = values.gridHeight = 1;
+        values.maxIterations = example.iterations;
+        mosaicFrame<Depth>({output.values.data(), output.width, output.height, output.width * 4},
+                           {source.values.data(), source.width, source.height, source.width * 4}, values, {}, 0, 0,
+                           1.0F);
+        for (std::size_t i = 0; i < example.expected.size(); ++i) {
+            const T got = output.values[i * 4 + static_cast<std::size_t>(channel)];
+            const T wanted = static_cast<T>(example.expected[i]);
+            EXPECT_TRUE(got == wanted || (got != got && wanted != wanted))
+                << example.what << ", pixel " << i << ": expected " << +wanted << ", got " << +got;
+        }
+    }
+}
+
+// With the ramp a block's value is its contrast: in 8 bits, a threshold of 0.2 is 51.
+TEST(Block, WorkedExamples) {
+    const std::vector<double> busy = {0, 100, 104, 50, 9, 20, 51, 31, 42};
+    std::vector<double> edge(20, 7);
+    edge[19] = 207;
+    check<Depth8>(kLuminosity, kChannelR, {{"averages are truncated", 2, 0.5, {10, 11}, {10, 10}}});
+    check<Depth8>(
+        kRed, kChannelR,
+        {
+            {"depth 0 copies", 2, 1.0, {10, 11}, {10, 11}, 0},
+            {"depth -1 leaves it to the threshold: fill", 2, 0.5, {10, 12}, {11, 11}, -1},
+            {"depth -1 leaves it to the threshold: copy", 2, 0.0, {10, 12}, {10, 12}, -1},
+            {"on the threshold nothing splits", 3, 0.2, {0, 51, 0, 0, 0, 0, 0, 0, 0}, std::vector<double>(9, 5)},
+            {"3x3 splits into 1x1, 2x1, 1x2 and 2x2", 3, 0.1, busy, {0, 102, 102, 50, 9, 20, 50, 31, 42}},
+            {"the deepest level is never averaged", 3, 0.1, busy, busy, 1},
+            {"2x10 above the threshold is copied", 2, 0.5, edge, edge},
+            {"2x10 below it is averaged", 2, 0.9, edge, std::vector<double>(20, 17)},
+            {"5x4 splits into columns of 2 and 3",
+             5,
+             0.5,
+             {10, 20, 200, 210, 205, 10, 20, 200, 210, 205, 0, 2, 90, 90, 93, 0, 2, 90, 90, 93},
+             {15, 15, 205, 205, 205, 15, 15, 205, 205, 205, 1, 1, 91, 91, 91, 1, 1, 91, 91, 91}},
+        });
+    check<Depth16>(kAlpha, kChannelA,
+                   {
+                       {"past the last level comes the first of the next turn", 2, 0.5, {0, 32777}, {16388, 16388}},
+                       {"and so on up to the last but two", 2, 0.5, {0, 65535}, {0, 65535}},
+                   });
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    check<DepthFloat>(kRed, kChannelR,
+                      {
+                          {"contrast is clamped, averages are not", 2, 1.0, {1.5, -0.5}, {0.5, 0.5}},
+                          {"a NaN has no contrast but spoils the average", 2, 0.1, {nan, 0.5}, {nan, nan}},
+                          {"nothing but NaN is level 0", 2, 0.0, {nan, nan}, {nan, nan}},
+                      });
+}
+
+template <typename Depth>
+class Kernel : public testing::Test {};
+using Depths = testing::Types<Depth8, Depth16, DepthFloat>;
+TYPED_TEST_SUITE(Kernel, Depths);
+
+TYPED_TEST(Kernel, EqualsTheModel) {
+    for (std::uint32_t seed = 1; seed <= 700; ++seed) {
+        Frame<typename TypeParam::Channel> frame(seed, Values::Any);
+        World output = frame.output.clone();
+        renderPlainly<TypeParam>(frame, frame.source, output);
+        ASSERT_TRUE(sameWorld<typename TypeParam::Channel>(expectedOutput(frame), output)) << frame.describe();
+    }
+}
+
+TYPED_TEST(Kernel, RendersInPlace) {
+    for (std::uint32_t seed = 1001; seed <= 1100; ++seed) {
+        using T = typename TypeParam::Channel;
+        Frame<T> frame(seed);
+        frame.output = frame.source.clone();
+        World picture = frame.source.clone();
+        renderPlainly<TypeParam>(frame, picture, picture);
+        ASSERT_TRUE(sameWorld<T>(expectedOutput(frame), picture)) << frame.describe();
+    }
+}
+
+TYPED_TEST(Kernel, HugeLayersAndOriginsStayInsideTheLayer) {
+    using T = typename TypeParam::Channel;
+    for (std::uint32_t seed = 2001; seed <= 2020; ++seed) {
+        Frame<T> frame(seed);
+        model::Picture<T> layer(frame.random.oneOf({32768, 50000, 65537}), frame.random.between(1, 2));
+        for (T& value : layer.values) {
+            value = static_cast<T>(frame.random.unit() * model::Numbers<T>::top);
+        }
+        if (frame.random.chance(50)) {
+            std::swap(layer.width, layer.height);
+        }
+        const int originX = frame.random.oneOf({0, 40000, std::numeric_limits<int>::max()});
+        model::Picture<T> expected = pictureOf<T>(frame.output);
+        const model::Picture<T> source = pictureOf<T>(frame.source);
+        model::Mosaic<T>(expected, source, frame.settings, &layer, originX, 0).draw();
+
+        model::Picture<T> output = pictureOf<T>(frame.output);
+        mosaicFrame<TypeParam>({output.values.data(), output.width, output.height, output.width * 4},
+                               {source.values.data(), source.width, source.height, source.width * 4},
+                               frame.paramValues(), {layer.values.data(), layer.width, layer.height, layer.width * 4},
+                               originX, 0, 1.0F);
+        ASSERT_TRUE(std::equal(output.values.begin(), output.values.end(), expected.values.begin(),
+                               [](T a, T b) { return a == b || (a != a && b != b); }))
+            << frame.describe() << ", but layer " << layer.width << "x" << layer.height << " at " << originX;
+    }
+}
+
+}  // namespace
+}  // namespace quorvel::test

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// A module that declares one parameter and refuses to render, and (with QUORVEL_TEST_NO_ENTRY) one whose identity names
+// an entry point that is not there.
+#include <cstring>
+
+#include "sdk/pf_effect.h"
+
+namespace {
+
+const A_u_char* bytes(const char* text) {
+    return reinterpret_cast<const A_u_char*>(text);
+}
+
+#ifndef QUORVEL_TEST_NO_ENTRY
+PF_Err declareParameter(PF_InData* in_data, PF_OutData* out_data) {
+    PF_ParamDef tiles{};
+    tiles.uu.id = 1;
+    tiles.param_type = PF_Param_FIX_SLIDER;
+    std::strcpy(tiles.name, "Tile Count (rough)");
+    tiles.u.fd.valid_min = tiles.u.fd.slider_min = 3 << 16;
+    tiles.u.fd.valid_max = tiles.u.fd.slider_max = 7 << 16;
+    tiles.u.fd.value = tiles.u.fd.dephault = 5 << 16;
+    out_data->num_params = 2;
+    return in_data->inter.add_param(in_data->effect_ref, -1, &tiles);
+}
+#endif
+
+}  // namespace
+
+PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB callback, SPBasicSuite*, const char*,
+                                         const char*) {
+    return callback(host, bytes("Refusing"), bytes("Refusing"), bytes("Tests"), bytes("EffectMain"),
+                    PF_FourCharCode("eFKT"), 13, 27, 8);
+}
+
+#ifndef QUORVEL_TEST_NO_ENTRY
+PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef**, PF_LayerDef*, void*) {
+    switch (cmd) {
+        case PF_Cmd_PARAMS_SETUP:
+            return declareParameter(in_data, out_data);
+        case PF_Cmd_RENDER:
+        case PF_Cmd_SMART_PRE_RENDER:
+            out_data->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
+            std::strcpy(out_data->return_msg, "No wish to");
+            return PF_Err_INTERNAL_STRUCT_DAMAGED;
+        default:
+            return PF_Err_NONE;
+    }
+}
+#endif
