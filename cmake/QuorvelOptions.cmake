@@ -1,6 +1,7 @@
 # What every target of this project is compiled with.
 option(QUORVEL_BUILD_CLI "Build the command-line program (needs OpenImageIO and CLI11)" ON)
 option(QUORVEL_BUILD_TESTS "Build the tests (needs GoogleTest)" ON)
+option(QUORVEL_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
 set(QUORVEL_SANITIZE "" CACHE STRING "Sanitizers, comma-separated: address,undefined or thread")
 
 set(CMAKE_CXX_STANDARD 20)

@@ -152,6 +152,16 @@ RandomFrame<Depth>::RandomFrame(std::uint64_t seed) : seed_(seed), random_(seed)
 }
 
 template <typename Depth>
+RandomFrame<Depth>::RandomFrame(std::uint64_t seed, std::int32_t width, std::int32_t height)
+    : seed_(seed), random_(seed) {
+    chooseSettings(width, height);
+    values_.gridWidth = values_.gridHeight = 1;
+    values_.maxIterations = 32;
+    source_.emplace(randomPicture(width, height));
+    output_.emplace(randomPicture(width, height));
+}
+
+template <typename Depth>
 std::int64_t RandomFrame<Depth>::between(std::int64_t low, std::int64_t high) {
     const auto count = static_cast<std::uint64_t>(high - low + 1);
     return low + static_cast<std::int64_t>(random_() % count);
@@ -169,7 +179,7 @@ bool RandomFrame<Depth>::chance(double probability) {
 
 template <typename Depth>
 void RandomFrame<Depth>::chooseSettings(std::int32_t width, std::int32_t height) {
-    values_.channels = static_cast<std::int32_t>(chance(0.4) ? kLuminosity : between(chance(0.02) ? -1 : 0, 5));
+    values_.channels = static_cast<std::int32_t>(chance(0.4) ? 0 : between(chance(0.02) ? -1 : 0, 5));
     values_.mosaicIntensity = chance(0.4) ? 0.25 : uniform(0.0, chance(0.5) ? 1.0 : 0.1);
     if (chance(0.05)) {
         values_.mosaicIntensity = static_cast<double>(between(0, 1));
@@ -184,7 +194,7 @@ void RandomFrame<Depth>::chooseSettings(std::int32_t width, std::int32_t height)
         values_.gridHeight = std::max(1, values_.gridWidth * height / width);
     }
     values_.maxIterations = static_cast<std::int32_t>(chance(0.6) ? 32 : between(-1, 6));
-    values_.curveType = static_cast<std::int32_t>(chance(0.3) ? kLinearRampUp : between(0, chance(0.05) ? 6 : 5));
+    values_.curveType = static_cast<std::int32_t>(chance(0.3) ? 0 : between(0, chance(0.05) ? 6 : 5));
     values_.curvePhase = static_cast<std::int32_t>(chance(0.5) ? 0 : between(-400, 800) * 65536 + between(0, 65535));
     values_.curvePhaseSplit = static_cast<std::int32_t>(chance(0.5) ? 0 : between(-400, 400) * 65536);
     values_.curveSmoothness = chance(0.7) ? 0.0 : uniform(0.0, 0.3);

@@ -64,6 +64,8 @@ public:
     using T = typename Depth::Channel;
 
     explicit RandomFrame(std::uint64_t seed);
+    /// One cell, no intensity layer, everything else random.
+    RandomFrame(std::uint64_t seed, std::int32_t width, std::int32_t height);
 
     /// Renders with both kernels; nothing when they agree, otherwise what differs, with the frame's description.
     std::optional<std::string> compare(InstructionSet set);

@@ -176,19 +176,18 @@ template <typename Depth>
 Spread<typename Depth::Channel> spreadOf(const DecidingPicture<typename Depth::Channel>& picture, Region region,
                                          Workspace<typename Depth::Channel>& work) {
     using T = typename Depth::Channel;
-    Spread<T> spread;
     const std::int32_t end = region.x + region.width;
-    for (bool first = true; region.x < end; region.x += region.width, first = false) {
+    T* low = work.minimum[0].channels();
+    T* high = work.maximum[0].channels();
+    const auto measureNext = [&] {
         region.width = end - region.x < kRowPixels<T> ? end - region.x : kRowPixels<T>;
-        T* low = work.minimum[0].channels();
-        T* high = work.maximum[0].channels();
         spreadDown<Depth>(picture, region, low, high, work.sampled);
-        const Spread<T> part = spreadAcross<T>(low, high, region.width);
-        if (first) {
-            spread = part;
-        } else {
-            widen(spread, part);
-        }
+        region.x += region.width;
+        return spreadAcross<T>(low, high, region.width);
+    };
+    Spread<T> spread = measureNext();
+    while (region.x < end) {
+        widen(spread, measureNext());
     }
     return spread;
 }
