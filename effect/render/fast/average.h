@@ -25,7 +25,8 @@ public:
         if (lanes >= kLanes<T>) {
             addRows<Lanes<T>>(from, source.stride, lanes, region.height);
         } else if (region.width >= 4) {
-            addRows<Quartet<T>>(from, source.stride, lanes, region.height);
+            addRows<Vector<T, (kQuartetBytes<T> < kVectorBytes ? kQuartetBytes<T> : kVectorBytes)>>(
+                from, source.stride, lanes, region.height);
         } else {
             for (std::int32_t j = 0; j < region.height; ++j, from += source.stride) {
                 for (std::int32_t i = 0; i < lanes; ++i) {
@@ -127,6 +128,12 @@ template <typename T>
     return average;
 }
 
+template <typename T>
+[[gnu::always_inline]] inline Pixel<T> averageOf(const PixelView<const T>& source, const Region& region) {
+    const IntegerSums<T> sums(source, region);
+    return averageOf<T>(sums.total, region.width * region.height);
+}
+
 using FloatPixel = Vector<float, 16>;
 
 /// Sums in the order that is part of the result, one chain per channel. Blocks are summed side by side, because each
@@ -170,24 +177,44 @@ void sumSideBySide(const PixelView<const float>& source, const Region* regions, 
     }
 }
 
-/// The colour of a filled block, in all four channels. `joint`: as the form for R, G and B together rounds.
+/// The colour of a part of at most four by four pixels, in all four channels. `joint`: as the form for R, G and B
+/// together rounds.
 template <typename Depth>
-[[gnu::always_inline]] inline Pixel<typename Depth::Channel> averageOf(
+[[gnu::always_inline]] inline Pixel<typename Depth::Channel> smallAverage(
     const PixelView<const typename Depth::Channel>& source, const Region& region, [[maybe_unused]] bool joint) {
     using T = typename Depth::Channel;
+    const T* row = source.pixels + region.y * source.stride + static_cast<std::ptrdiff_t>(region.x) * kChannelsPerPixel;
+    const std::int32_t lanes = region.width * kChannelsPerPixel;
     const std::int32_t count = region.width * region.height;
+    Pixel<T> average;
     if constexpr (sizeof(T) <= 2) {
-        const IntegerSums<T> sums(source, region);
-        return averageOf<T>(sums.total, count);
-    } else {
-        FloatPixel sum;
-        sumSideBySide<1>(source, &region, &sum);
-        Pixel<T> average;
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            average.channel[c] = joint ? Depth::jointAverage(sum[c], count) : Depth::singleAverage(sum[c], count);
+        using Sums = Vector<std::int32_t, 16>;
+        Sums sums{};
+        for (std::int32_t j = 0; j < region.height; ++j, row += source.stride) {
+            for (std::int32_t i = 0; i < lanes; i += kChannelsPerPixel) {
+                sums += Sums{row[i], row[i + 1], row[i + 2], row[i + 3]};
+            }
         }
-        return average;
+        // As in averageOf: half a unit is at least 1/32 of a quotient's step here, the rounding errors of quotients
+        // below 2^16 are less than 1/64.
+        const FloatPixel quotients =
+            (__builtin_convertvector(sums, FloatPixel) + 0.5F) * (1.0F / static_cast<float>(count));
+        const auto truncated = __builtin_convertvector(quotients, Sums);
+        for (int c = 0; c < kChannelsPerPixel; ++c) {
+            average.channel[c] = static_cast<T>(truncated[c]);
+        }
+    } else {
+        FloatPixel sums{};
+        for (std::int32_t j = 0; j < region.height; ++j, row += source.stride) {
+            for (std::int32_t i = 0; i < lanes; i += kChannelsPerPixel) {
+                sums += load<FloatPixel>(row + i);
+            }
+        }
+        for (int c = 0; c < kChannelsPerPixel; ++c) {
+            average.channel[c] = joint ? Depth::jointAverage(sums[c], count) : Depth::singleAverage(sums[c], count);
+        }
     }
+    return average;
 }
 
 }  // namespace

@@ -104,7 +104,7 @@ private:
             return;
         }
         if constexpr (sizeof(T) <= 2) {
-            setFill(level, row, column, averageOf<Depth>(job_.source, pyramid_.region(level, row, column), job_.joint));
+            setFill(level, row, column, averageOf<T>(job_.source, pyramid_.region(level, row, column)));
         } else {
             // Only blocks of the same level are of about the same size.
             if (pendingCount_ == kSideBySide || (pendingCount_ > 0 && pending_[0].level != level)) {

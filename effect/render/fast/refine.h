@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Inside tiles that are split: two more halvings make up to four by four parts of one or two pixels a side.
 //
-// Half a tile's width, one to four pixels, is handled as four pixels in a vector: the two of each part side by side, a
-// part of a single pixel twice. Then neighbours make the smallest parts, and pairs of neighbours the parts above.
+// Half a tile's width, one to four pixels, is arranged as four pixels: the two of each part side by side, a part of a
+// single pixel twice. Then neighbours make the smallest parts, and pairs of neighbours the parts above, for many tiles
+// at once.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
+#include <utility>
 
 #include "effect/render/fast/average.h"
 #include "effect/render/fast/kernel.h"
@@ -17,73 +21,33 @@
 namespace quorvel {
 namespace {
 
-/// The pixels of `width` (1 to 4) at `from`, arranged as above.
-template <typename T>
-[[gnu::always_inline]] inline Quartet<T> arranged(const T* from, std::int32_t width) {
-    using Q = Quartet<T>;
-    using M = Vector<Mask<T>, sizeof(Q)>;
-    if (width == 4) {
-        return load<Q>(from);
-    }
-    if (width == 3) {
-        // Pixels 0 0 1 2: the first from here, the others from one pixel back.
-        M first{};
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            first[c] = kKept<T>;
-        }
-        return reinterpret<Q>(
-            select(first, reinterpret<M>(load<Q>(from)), reinterpret<M>(load<Q>(from - kChannelsPerPixel))));
-    }
-    Pixel<T> pixels[4];
-    const std::ptrdiff_t second = static_cast<std::ptrdiff_t>(width - 1) * kChannelsPerPixel;
-    __builtin_memcpy(&pixels[0], from, sizeof pixels[0]);
-    __builtin_memcpy(&pixels[2], from + second, sizeof pixels[2]);
-    pixels[1] = pixels[0];
-    pixels[3] = pixels[2];
-    return load<Q>(pixels);
-}
-
 /// Puts the lowest (highest) of R, G and B into all three.
-template <typename T, bool Highest>
-[[gnu::always_inline]] inline Lanes<T> foldJoint(Lanes<T> value) {
-    const auto fold = [](Lanes<T> a, Lanes<T> b) { return Highest ? larger(a, b) : smaller(a, b); };
+template <typename T, bool Highest, typename V>
+[[gnu::always_inline]] inline V foldJoint(V value) {
+    const auto fold = [](V a, V b) { return Highest ? larger(a, b) : smaller(a, b); };
     if constexpr (sizeof(T) <= 2) {
         // A pixel is one integer: shifted right, G and then B come to stand in R's place.
         constexpr int kBits = 8 * sizeof(T);
         using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
-        using Words = Vector<Word, kVectorBytes>;
-        constexpr auto kLow = static_cast<Word>((1U << kBits) - 1);
-        const auto shifted = [](Lanes<T> v, int bits) { return reinterpret<Lanes<T>>(reinterpret<Words>(v) >> bits); };
-        const Lanes<T> folded = fold(fold(value, shifted(value, kBits)), shifted(value, 2 * kBits));
-        Words word = (reinterpret<Words>(folded) >> kBits) & kLow;
-        word |= word << kBits;
-        word |= word << (2 * kBits);
-        return reinterpret<Lanes<T>>(word);
-    } else if constexpr (kVectorBytes == 64) {
-        const auto a = __builtin_shufflevector(value, value, 1, 1, 2, 3, 5, 5, 6, 7, 9, 9, 10, 11, 13, 13, 14, 15);
-        const auto b = __builtin_shufflevector(value, value, 2, 2, 3, 1, 6, 6, 7, 5, 10, 10, 11, 9, 14, 14, 15, 13);
-        const auto c = __builtin_shufflevector(value, value, 3, 3, 1, 2, 7, 7, 5, 6, 11, 11, 9, 10, 15, 15, 13, 14);
-        return fold(fold(a, b), c);
-    } else if constexpr (kVectorBytes == 32) {
-        const auto a = __builtin_shufflevector(value, value, 1, 1, 2, 3, 5, 5, 6, 7);
-        const auto b = __builtin_shufflevector(value, value, 2, 2, 3, 1, 6, 6, 7, 5);
-        const auto c = __builtin_shufflevector(value, value, 3, 3, 1, 2, 7, 7, 5, 6);
-        return fold(fold(a, b), c);
+        using Words = Vector<Word, sizeof(V)>;
+        const auto words = reinterpret<Words>(value);
+        const V folded = fold(fold(value, reinterpret<V>(shiftedRight<kBits>(words))),
+                              reinterpret<V>(shiftedRight<2 * kBits>(words)));
+        Words word = shiftedRight<kBits>(reinterpret<Words>(folded)) & splat<Words>(Word{(1U << kBits) - 1});
+        word = word | shiftedLeft<kBits>(word);
+        word = word | shiftedLeft<2 * kBits>(word);
+        return reinterpret<V>(word);
     } else {
-        const auto a = __builtin_shufflevector(value, value, 1, 1, 2, 3);
-        const auto b = __builtin_shufflevector(value, value, 2, 2, 3, 1);
-        const auto c = __builtin_shufflevector(value, value, 3, 3, 1, 2);
-        return fold(fold(a, b), c);
+        return fold(fold(permuteItems<1, 1, 1, 2, 3>(value), permuteItems<1, 2, 2, 3, 1>(value)),
+                    permuteItems<1, 3, 3, 1, 2>(value));
     }
 }
 
-/// One row of tiles, some of which are split: plans and writes it.
+/// Rows of tiles some of which are split: plans and writes them.
 template <typename Depth>
 class Refiner {
 public:
     using T = typename Depth::Channel;
-    using Q = Quartet<T>;
-    using M = Vector<Mask<T>, sizeof(Q)>;
 
     Refiner(const MosaicJob<Depth>& job, const DecidingPicture<T>& picture, Workspace<T>& work, bool useTables)
         : job_(job), picture_(picture), work_(work), useTables_(useTables) {
@@ -95,44 +59,29 @@ public:
             last.channel[c] = job.busy[c].last;
             outside.channel[c] = job.busy[c].outside ? kKept<T> : kFilled<T>;
         }
-        first_ = repeat<T>(first);
-        last_ = repeat<T>(last);
-        outside_ = reinterpret<M>(repeat<T>(reinterpret<Pixel<T>>(outside)));
+        first_ = repeat<Wide>(first);
+        last_ = repeat<Wide>(last);
+        outside_ = repeat<WideMask>(outside);
     }
 
     void drawTileRow(const Pyramid<T>& pyramid, std::int32_t row) {
-        const std::int32_t left = pyramid.columns[0];
-        const std::int32_t columns = pyramid.tileColumns();
-        const Tile<T>* tiles = pyramid.tileRow(row);
-        const Quarters ys = quartersOf(pyramid.rows[row], pyramid.rows[row + 1]);
+        tiles_ = pyramid.tileRow(row);
+        columns_ = pyramid.columns;
         depth_ = pyramid.depth + pyramid.levels;
+        const std::int32_t columns = pyramid.tileColumns();
+        const std::int32_t width = columns_[columns] - columns_[0];
+        const Quarters ys = quartersOf(pyramid.rows[row], pyramid.rows[row + 1]);
         for (int half = 0; half < 2; ++half) {
-            const std::int32_t* y = ys.bounds + 2 * half;
-            if (y[0] == y[2]) {
+            if (ys.bounds[2 * half] == ys.bounds[2 * half + 2]) {
                 continue;
             }
-            for (std::int32_t c = 0; c < columns;) {
-                std::int32_t runEnd = c;
-                while (runEnd < columns && isSplit(tiles[runEnd].verdict)) {
-                    ++runEnd;
-                }
-                if (runEnd > c) {
-                    measureRun(pyramid, pyramid.columns[c], pyramid.columns[runEnd], y);
-                }
-                for (; c < runEnd; ++c) {
-                    drawTile(tiles[c].verdict, pyramid.columns[c], pyramid.columns[c + 1], left, y);
-                }
-                for (; c < columns && !isSplit(tiles[c].verdict); ++c) {
-                    const std::int32_t x = pyramid.columns[c];
-                    for (int k = 0; k < 2; ++k) {
-                        planEvenly(work_.keep[k], work_.fill[k], x - left, pyramid.columns[c + 1] - x,
-                                   tiles[c].verdict);
-                    }
-                }
+            for (int i = 0; i < 3; ++i) {
+                y_[i] = ys.bounds[2 * half + i];
             }
-            const std::int32_t width = pyramid.columns[columns] - left;
+            plan(columns, width);
             for (int k = 0; k < 2; ++k) {
-                mergeRows(job_.output, job_.source, {left, y[k], width, y[k + 1] - y[k]}, work_.keep[k], work_.fill[k]);
+                mergeRows(job_.output, job_.source, {columns_[0], y_[k], width, y_[k + 1] - y_[k]}, work_.keep[k],
+                          work_.fill[k]);
             }
         }
     }
@@ -146,179 +95,300 @@ public:
     }
 
 private:
-    /// Spreads down the one or two rows of each part, at the pixels' places in the scratch rows.
-    void measureRun(const Pyramid<T>& pyramid, std::int32_t begin, std::int32_t end, const std::int32_t* y) {
-        const std::int32_t left = pyramid.columns[0];
-        const std::int32_t right = pyramid.columns[pyramid.tileColumns()];
-        // Whole vectors: a little more is measured rather than less.
-        constexpr std::int32_t kLeast = kLanes<T> / kChannelsPerPixel;
-        if (end - begin < kLeast) {
-            begin = right - kLeast < begin ? right - kLeast : begin;
-            begin = begin < left ? left : begin;
-            end = begin + kLeast < right ? begin + kLeast : right;
-        }
-        for (int k = 0; k < 2; ++k) {
-            T* low = work_.minimum[k].pixel(begin - left);
-            T* high = work_.maximum[k].pixel(begin - left);
-            const std::int32_t lanes = (end - begin) * kChannelsPerPixel;
-            if (y[k] == y[k + 1]) {
-                spreadRows<Depth>(low, 0, 0, lanes, low, high, true);
+    using Q = Quartet<T>;
+    using M = Vector<Mask<T>, sizeof(Q)>;
+    /// A register, but four pixels at the least.
+    static constexpr std::size_t kWideBytes = kVectorBytes > kQuartetBytes<T> ? kVectorBytes : kQuartetBytes<T>;
+    static constexpr auto kWideLanes = static_cast<std::int32_t>(kWideBytes / sizeof(T));
+    using Wide = Vector<T, kWideBytes>;
+    using WideMask = Vector<Mask<T>, kWideBytes>;
+
+    /// So many split tiles are decided together.
+    static constexpr std::int32_t kBatch = 16;
+    static constexpr std::int32_t kSideChannels = 4 * kChannelsPerPixel;
+    static constexpr std::int32_t kTileChannels = 2 * kSideChannels;
+
+    /// The upper or lower half of the split tiles of a batch, as arranged pixels: measured, then decided.
+    struct Batch {
+        T low[2][kBatch * kTileChannels];
+        T high[2][kBatch * kTileChannels];
+        Mask<T> keep[2][kBatch * kTileChannels];  ///< for parts of both halvings
+        Mask<T> busy[kBatch * kTileChannels];     ///< for those of the first
+    };
+
+    /// Plans the two row intervals of one half of the tiles.
+    void plan(std::int32_t columns, std::int32_t width) {
+        findRows(width);
+        Batch batch;
+        std::int32_t batchBegin = 0;
+        std::int32_t batched = 0;
+        for (std::int32_t c = 0; c < columns; ++c) {
+            if (!isSplit(tiles_[c].verdict)) {
                 continue;
             }
-            spreadDown<Depth>(picture_, {begin, y[k], end - begin, y[k + 1] - y[k]}, low, high, work_.sampled);
-            if (job_.joint) {
-                for (std::int32_t i = 0; i < lanes; i += kLanes<T>) {
-                    // May reach over the end, into what is not used; but not over another run's.
-                    store(low + i, foldJoint<T, false>(load<Lanes<T>>(low + i)));
-                    store(high + i, foldJoint<T, true>(load<Lanes<T>>(high + i)));
+            gather(batch, batched++, c);
+            if (batched == kBatch) {
+                decide(batch, batched);
+                emit(batch, batchBegin, c + 1);
+                batchBegin = c + 1;
+                batched = 0;
+            }
+        }
+        decide(batch, batched);
+        emit(batch, batchBegin, columns);
+    }
+
+    /// Where the deciding picture's rows start, for each row interval its first and its last row.
+    void findRows(std::int32_t width) {
+        for (int k = 0; k < 2; ++k) {
+            const std::int32_t ends[2] = {y_[k], y_[k + 1] > y_[k] ? y_[k + 1] - 1 : y_[k]};
+            for (int end = 0; end < 2; ++end) {
+                if (picture_.origin != nullptr) {
+                    rowBegins_[k][end] = picture_.at(columns_[0], ends[end]);
+                } else if (end == 0 || ends[1] != ends[0]) {
+                    T* sampled = (end == 0 ? work_.minimum : work_.maximum)[k].channels();
+                    sampleRow(picture_, columns_[0], ends[end], width, sampled);
+                    rowBegins_[k][end] = sampled;
+                } else {
+                    rowBegins_[k][1] = rowBegins_[k][0];
                 }
             }
         }
     }
 
-    [[gnu::always_inline]] inline M busyMask(Q low, Q high) const {
+    /// One half of a tile's width out of a row: the two pixels of each part side by side.
+    [[gnu::always_inline]] inline Q arranged(const T* row, std::int32_t x, std::int32_t width) const {
+        const T* from = row + static_cast<std::ptrdiff_t>(x - columns_[0]) * kChannelsPerPixel;
+        if (width == 4) {
+            return load<Q>(from);
+        }
+        if (width == 3) {
+            // Pixels 0 0 1 2, without a look at what is behind them; before them there is another pixel, or another
+            // one behind them in the tile.
+            return x > 0 ? permutePixels<T, 1, 1, 2, 3>(load<Q>(from - kChannelsPerPixel))
+                         : permutePixels<T, 0, 0, 1, 2>(load<Q>(from));
+        }
+        Pixel<T> pixels[4];
+        const std::ptrdiff_t second = static_cast<std::ptrdiff_t>(width - 1) * kChannelsPerPixel;
+        __builtin_memcpy(&pixels[0], from, sizeof pixels[0]);
+        __builtin_memcpy(&pixels[2], from + second, sizeof pixels[2]);
+        pixels[1] = pixels[0];
+        pixels[3] = pixels[2];
+        return load<Q>(pixels);
+    }
+
+    [[gnu::always_inline]] inline void gather(Batch& batch, std::int32_t index, std::int32_t column) const {
+        const std::int32_t begin = columns_[column];
+        const std::int32_t end = columns_[column + 1];
+        const std::int32_t middle = begin + (end - begin) / 2;
+        gatherSide(batch, index * kTileChannels, begin, middle - begin);
+        gatherSide(batch, index * kTileChannels + kSideChannels, middle, end - middle);
+    }
+
+    [[gnu::always_inline]] inline void gatherSide(Batch& batch, std::int32_t place, std::int32_t x,
+                                                  std::int32_t width) const {
+        gatherInterval<0>(batch, place, x, width);
+        gatherInterval<1>(batch, place, x, width);
+    }
+
+    template <int K>
+    [[gnu::always_inline]] inline void gatherInterval(Batch& batch, std::int32_t place, std::int32_t x,
+                                                      std::int32_t width) const {
+        Q low = splat<Q>(Depth::kMinimumStart);
+        Q high = splat<Q>(Depth::kMaximumStart);
+        if (y_[K] < y_[K + 1]) {
+            const Q first = arranged(rowBegins_[K][0], x, width);
+            const Q last = arranged(rowBegins_[K][1], x, width);
+            low = smaller(last, smaller(first, low));
+            high = larger(last, larger(first, high));
+        }
+        store(batch.low[K] + place, low);
+        store(batch.high[K] + place, high);
+    }
+
+    /// What is kept, if the halves of the tiles can be halved again.
+    void decide(Batch& batch, std::int32_t tiles) const {
+        const bool halvesAreLast = depth_ + 1 == job_.maximumDepth;
+        const bool quartersAreDecided = y_[2] - y_[0] >= 3 && depth_ + 2 != job_.maximumDepth;
+        for (std::int32_t i = 0; i < tiles * kTileChannels; i += kWideLanes) {
+            if (halvesAreLast) {
+                store(batch.busy + i, ~WideMask{});
+                store(batch.keep[0] + i, ~WideMask{});
+                store(batch.keep[1] + i, ~WideMask{});
+            } else if (job_.joint) {
+                decideLanes<true>(batch, i, quartersAreDecided);
+            } else {
+                decideLanes<false>(batch, i, quartersAreDecided);
+            }
+        }
+    }
+
+    template <bool Joint>
+    [[gnu::always_inline]] inline void decideLanes(Batch& batch, std::int32_t place, bool quartersAreDecided) const {
+        const auto narrowest = [](Wide low) {
+            low = smaller(swapNeighbours<T>(low), low);
+            return Joint ? foldJoint<T, false>(low) : low;
+        };
+        const auto widest = [](Wide high) {
+            high = larger(swapNeighbours<T>(high), high);
+            return Joint ? foldJoint<T, true>(high) : high;
+        };
+        const Wide low0 = narrowest(load<Wide>(batch.low[0] + place));
+        const Wide low1 = narrowest(load<Wide>(batch.low[1] + place));
+        const Wide high0 = widest(load<Wide>(batch.high[0] + place));
+        const Wide high1 = widest(load<Wide>(batch.high[1] + place));
+        Wide low = smaller(low1, low0);
+        Wide high = larger(high1, high0);
+        low = smaller(swapPairs<T>(low), low);
+        high = larger(swapPairs<T>(high), high);
+        const WideMask busy = busyMask(low, high);
+        WideMask keep0 = busy;
+        WideMask keep1 = busy;
+        if (quartersAreDecided) {
+            keep0 = keep0 & busyMask(low0, high0);
+            keep1 = keep1 & busyMask(low1, high1);
+        }
+        store(batch.busy + place, busy);
+        store(batch.keep[0] + place, keep0);
+        store(batch.keep[1] + place, keep1);
+    }
+
+    [[gnu::always_inline]] inline WideMask busyMask(Wide low, Wide high) const {
         if (useTables_) {
             return busyByTable(low, high);
         }
-        Q contrast;
+        Wide contrast;
         if constexpr (sizeof(T) <= 2) {
             contrast = high - low;
         } else {
-            contrast = smaller(splat<Q>(1.0F), high) - larger(splat<Q>(0.0F), low);
+            contrast = smaller(splat<Wide>(1.0F), high) - larger(splat<Wide>(0.0F), low);
         }
-        return (reinterpret<M>(contrast >= first_) & reinterpret<M>(contrast <= last_)) ^ outside_;
+        return within<WideMask>(contrast, first_, last_) ^ outside_;
     }
 
-    M busyByTable(Q low, Q high) const {
-        M busy{};
-        for (int i = 0; i < 4 * kChannelsPerPixel; ++i) {
+    [[gnu::noinline]] WideMask busyByTable(Wide low, Wide high) const {
+        T lows[kWideBytes / sizeof(T)];
+        T highs[kWideBytes / sizeof(T)];
+        Mask<T> busy[kWideBytes / sizeof(T)];
+        store(lows, low);
+        store(highs, high);
+        for (int i = 0; i < kWideLanes; ++i) {
             const T* table = job_.tables[i % kChannelsPerPixel];
-            if (table != nullptr && table[Depth::levelOf(low[i], high[i])] > job_.threshold) {
-                busy[i] = kKept<T>;
-            }
+            const bool isBusy = table != nullptr && table[Depth::levelOf(lows[i], highs[i])] > job_.threshold;
+            busy[i] = isBusy ? kKept<T> : kFilled<T>;
         }
-        return busy;
+        return load<WideMask>(busy);
     }
 
-    void drawTile(const Verdict<T>& verdict, std::int32_t x0, std::int32_t x1, std::int32_t left,
-                  const std::int32_t* y) {
-        const Quarters xs = quartersOf(x0, x1);
-        const auto state = repeat<T>(reinterpret<Pixel<T>>(verdict.state));
-        Pixel<Mask<T>> splitPixel;
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            splitPixel.channel[c] = verdict.state.channel[c] == kSplit<T> ? kKept<T> : kFilled<T>;
-        }
-        const M split = reinterpret<M>(repeat<T>(reinterpret<Pixel<T>>(splitPixel)));
-        const M kept = reinterpret<M>(state) & ~split;
-        const Q fill = repeat<T>(verdict.fill);
-        for (int side = 0; side < 2; ++side) {
-            const std::int32_t* x = xs.bounds + 2 * side;
-            if (x[0] < x[2]) {
-                drawQuadrant(x, y, left, split, kept, fill);
-            }
-        }
-    }
-
-    /// One quadrant of a tile: a column interval of one to four pixels, and two row intervals of up to two.
-    [[gnu::always_inline]] inline void drawQuadrant(const std::int32_t* x, const std::int32_t* y, std::int32_t left,
-                                                    M split, M kept, Q tileFill) {
-        const std::int32_t width = x[2] - x[0];
-        const std::int32_t height = y[2] - y[0];
-        M keep[2];
-        M busy{};
-        if (depth_ + 1 == job_.maximumDepth) {
-            busy = ~M{};
-            keep[0] = keep[1] = busy;
-        } else {
-            Q low[2];
-            Q high[2];
-            for (int k = 0; k < 2; ++k) {
-                low[k] = arranged<T>(work_.minimum[k].pixel(x[0] - left), width);
-                high[k] = arranged<T>(work_.maximum[k].pixel(x[0] - left), width);
-                low[k] = smaller(swapNeighbours<T>(low[k]), low[k]);
-                high[k] = larger(swapNeighbours<T>(high[k]), high[k]);
-            }
-            Q lowest = smaller(low[0], low[1]);
-            Q highest = larger(high[0], high[1]);
-            lowest = smaller(swapPairs<T>(lowest), lowest);
-            highest = larger(swapPairs<T>(highest), highest);
-            busy = busyMask(lowest, highest);
-            keep[0] = keep[1] = busy;
-            if (width >= 3 && height >= 3 && depth_ + 2 != job_.maximumDepth) {
-                for (int k = 0; k < 2; ++k) {
-                    keep[k] &= busyMask(low[k], high[k]);
-                }
-            }
-        }
-
-        Q fill[2] = {tileFill, tileFill};
-        for (int k = 0; k < 2; ++k) {
-            keep[k] &= split;
-        }
-        if (anyDifferent(keep[0] & keep[1], split)) {
-            fillParts(x, y, busy, keep, split, fill);
-        }
-        for (int k = 0; k < 2; ++k) {
-            const M planned = keep[k] | kept;
-            storeFirstPair<T>(work_.fill[k].pixel(x[0] - left), fill[k]);
-            storeSecondPair<T>(work_.fill[k].pixel(x[1] - left), fill[k]);
-            storeFirstPair<T>(reinterpretChannels(work_.keep[k].pixel(x[0] - left)), reinterpret<Q>(planned));
-            storeSecondPair<T>(reinterpretChannels(work_.keep[k].pixel(x[1] - left)), reinterpret<Q>(planned));
-        }
-    }
-
-    /// Only an address to store vectors at.
-    static T* reinterpretChannels(Mask<T>* mask) { return reinterpret_cast<T*>(mask); }
-
-    [[gnu::always_inline]] static bool anyDifferent(M a, M b) {
-        const auto words = reinterpret<Vector<std::uint64_t, sizeof(M)>>(a ^ b);
-        std::uint64_t any = 0;
-        for (std::size_t i = 0; i < sizeof(M) / sizeof(std::uint64_t); ++i) {
-            any |= words[i];
-        }
-        return any != 0;
-    }
-
-    /// Averages of those parts of a quadrant that are not kept.
-    void fillParts(const std::int32_t* x, const std::int32_t* y, M busy, const M* keep, M split, Q* fill) {
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            if (!split[c]) {
+    /// Puts tiles into the scratch rows, the split ones from the batch.
+    void emit(const Batch& batch, std::int32_t begin, std::int32_t end) {
+        std::int32_t index = 0;
+        for (std::int32_t c = begin; c < end; ++c) {
+            const Verdict<T>& verdict = tiles_[c].verdict;
+            const std::int32_t x0 = columns_[c];
+            const std::int32_t x2 = columns_[c + 1];
+            if (isSplit(verdict)) {
+                const std::int32_t x1 = x0 + (x2 - x0) / 2;
+                const std::int32_t place = index++ * kTileChannels;
+                emitSide(batch, place, verdict, x0, x1);
+                emitSide(batch, place + kSideChannels, verdict, x1, x2);
                 continue;
             }
-            const int group = job_.joint && c == kChannelR ? 3 : 1;
-            const auto put = [&](int k, int firstPixel, int pixels, const Pixel<T>& average) {
-                for (int p = firstPixel; p < firstPixel + pixels; ++p) {
+            for (int k = 0; k < 2; ++k) {
+                planEvenly(work_.keep[k], work_.fill[k], x0 - columns_[0], x2 - x0, verdict);
+            }
+        }
+    }
+
+    [[gnu::always_inline]] inline void emitSide(const Batch& batch, std::int32_t place, const Verdict<T>& verdict,
+                                                std::int32_t x0, std::int32_t x2) {
+        const std::int32_t width = x2 - x0;
+        // Too narrow to be halved again.
+        const Mask<T>* from[2] = {(width < 3 ? batch.busy : batch.keep[0]) + place,
+                                  (width < 3 ? batch.busy : batch.keep[1]) + place};
+        const M state = repeat<M>(verdict.state);
+        const M split = within<M>(state, splat<M>(kSplit<T>), splat<M>(kSplit<T>));
+        const M kept = state & ~split;
+        const M keep0 = (load<M>(from[0]) & split) | kept;
+        const M keep1 = (load<M>(from[1]) & split) | kept;
+        storeArranged(work_.keep[0].pixel(x0 - columns_[0]), keep0, width);
+        storeArranged(work_.keep[1].pixel(x0 - columns_[0]), keep1, width);
+        if (allOnes(keep0 & keep1)) {
+            return;
+        }
+        Fills fills{{repeat<Q>(verdict.fill), repeat<Q>(verdict.fill)}};
+        fillParts({x0, x0 + width / 2, x2}, batch.busy + place, from[0], from[1], verdict, fills);
+        storeArranged(work_.fill[0].pixel(x0 - columns_[0]), fills.row[0], width);
+        storeArranged(work_.fill[1].pixel(x0 - columns_[0]), fills.row[1], width);
+    }
+
+    /// Undoes the arrangement. Up to three pixels behind are overwritten.
+    template <typename C, typename V>
+    [[gnu::always_inline]] static void storeArranged(C* to, V value, std::int32_t width) {
+        store(to, width == 4 ? value : permutePixels<T, 1, 2, 3, 3>(value));
+    }
+
+    struct ColumnPair {
+        std::int32_t bounds[3];
+    };
+    struct Fills {
+        Q row[2];
+    };
+
+    /// Averages of those parts of a half that are not kept.
+    [[gnu::noinline]] void fillParts(const ColumnPair& columns, const Mask<T>* busy, const Mask<T>* keep0,
+                                     const Mask<T>* keep1, const Verdict<T>& verdict, Fills& fills) const {
+        const std::int32_t* x = columns.bounds;
+        Pixel<T> pixels[2][4];
+        __builtin_memcpy(pixels, &fills, sizeof pixels);
+        for (int c = 0, group = 1; c < kChannelsPerPixel; c += group) {
+            group = job_.joint && c == kChannelR ? 3 : 1;
+            if (verdict.state.channel[c] != kSplit<T>) {
+                continue;
+            }
+            const auto put = [&](int k, int firstPixel, int count, const Region& region) {
+                const Pixel<T> average = smallAverage<Depth>(job_.source, region, job_.joint);
+                for (int p = firstPixel; p < firstPixel + count; ++p) {
                     for (int g = c; g < c + group; ++g) {
-                        fill[k][p * kChannelsPerPixel + g] = average.channel[g];
+                        pixels[k][p].channel[g] = average.channel[g];
                     }
                 }
             };
-            if (!busy[c]) {
-                const auto average = averageOf<Depth>(job_.source, {x[0], y[0], x[2] - x[0], y[2] - y[0]}, job_.joint);
-                put(0, 0, 4, average);
-                put(1, 0, 4, average);
-            } else {
-                for (int k = 0; k < 2; ++k) {
-                    for (int part = 0; part < 2; ++part) {
-                        if (!keep[k][2 * part * kChannelsPerPixel + c]) {
-                            const Region region{x[part], y[k], x[part + 1] - x[part], y[k + 1] - y[k]};
-                            put(k, 2 * part, 2, averageOf<Depth>(job_.source, region, job_.joint));
-                        }
+            if (busy[c] == kFilled<T>) {
+                put(0, 0, 4, {x[0], y_[0], x[2] - x[0], y_[2] - y_[0]});
+                for (int p = 0; p < 4; ++p) {
+                    for (int g = c; g < c + group; ++g) {
+                        pixels[1][p].channel[g] = pixels[0][p].channel[g];
                     }
                 }
+                continue;
             }
-            c += group - 1;
+            for (int part = 0; part < 2; ++part) {
+                const std::int32_t lane = 2 * part * kChannelsPerPixel + c;
+                const std::int32_t width = x[part + 1] - x[part];
+                if (keep0[lane] == kFilled<T>) {
+                    put(0, 2 * part, 2, {x[part], y_[0], width, y_[1] - y_[0]});
+                }
+                if (keep1[lane] == kFilled<T>) {
+                    put(1, 2 * part, 2, {x[part], y_[1], width, y_[2] - y_[1]});
+                }
+            }
         }
+        __builtin_memcpy(&fills, pixels, sizeof pixels);
     }
 
     const MosaicJob<Depth>& job_;
     const DecidingPicture<T>& picture_;
     Workspace<T>& work_;
     const bool useTables_;
-    std::int32_t depth_ = 0;  ///< of the tiles
-    Q first_;
-    Q last_;
-    M outside_;
+    const Tile<T>* tiles_ = nullptr;
+    const std::int32_t* columns_ = nullptr;
+    std::int32_t depth_ = 0;         ///< of the tiles
+    std::int32_t y_[3] = {};         ///< bounds of the two row intervals
+    const T* rowBegins_[2][2] = {};  ///< of the deciding picture, at the first column
+    Wide first_;
+    Wide last_;
+    WideMask outside_;
 };
 
 }  // namespace

@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
+#include <utility>
 
 #include "effect/render/pixels.h"
 
@@ -22,11 +24,42 @@ inline constexpr std::size_t kVectorBytes = 16;
 #endif
 
 template <typename T, std::size_t Bytes>
-struct VectorOf {
+struct NativeVector {
     typedef T Type __attribute__((vector_size(Bytes)));
 };
+
 template <typename T, std::size_t Bytes>
-using Vector = typename VectorOf<T, Bytes>::Type;
+struct WideVector;
+/// A vector of any power of two of bytes; what is wider than a register is made of halves, because compilers take
+/// comparisons of too wide vectors apart into single lanes.
+template <typename T, std::size_t Bytes>
+using Vector = typename std::conditional_t<(Bytes > kVectorBytes), WideVector<T, Bytes>, NativeVector<T, Bytes>>::Type;
+
+template <typename T, std::size_t Bytes>
+struct WideVector {
+    using Type = WideVector;
+    using Half = Vector<T, Bytes / 2>;
+    Half low;
+    Half high;
+
+    [[gnu::always_inline]] friend inline WideVector operator&(WideVector a, WideVector b) {
+        return {a.low & b.low, a.high & b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator|(WideVector a, WideVector b) {
+        return {a.low | b.low, a.high | b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator^(WideVector a, WideVector b) {
+        return {a.low ^ b.low, a.high ^ b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator~(WideVector a) { return {~a.low, ~a.high}; }
+    [[gnu::always_inline]] friend inline WideVector operator-(WideVector a, WideVector b) {
+        return {a.low - b.low, a.high - b.high};
+    }
+};
+template <typename V>
+inline constexpr bool kIsWide = false;
+template <typename T, std::size_t Bytes>
+inline constexpr bool kIsWide<WideVector<T, Bytes>> = true;
 
 /// The unsigned integer as wide as a channel: masks are all ones or all zeros.
 template <typename T>
@@ -78,17 +111,30 @@ template <typename V>
 
 template <typename V, typename T>
 [[gnu::always_inline]] inline V splat(T value) {
-    return value - V{};  // a scalar operand is repeated; subtracting zero changes no bit, not even of a float
+    if constexpr (kIsWide<V>) {
+        const auto half = splat<typename V::Half>(value);
+        return {half, half};
+    } else {
+        return value - V{};  // a scalar operand is repeated; subtracting zero changes no bit, not even of a float
+    }
 }
 
 /// `value` where it is smaller (larger), else `kept`: a NaN in `value` leaves `kept` alone.
 template <typename V>
 [[gnu::always_inline]] inline V smaller(V value, V kept) {
-    return value < kept ? value : kept;
+    if constexpr (kIsWide<V>) {
+        return {smaller(value.low, kept.low), smaller(value.high, kept.high)};
+    } else {
+        return value < kept ? value : kept;
+    }
 }
 template <typename V>
 [[gnu::always_inline]] inline V larger(V value, V kept) {
-    return value > kept ? value : kept;
+    if constexpr (kIsWide<V>) {
+        return {larger(value.low, kept.low), larger(value.high, kept.high)};
+    } else {
+        return value > kept ? value : kept;
+    }
 }
 
 template <typename To, typename From>
@@ -99,69 +145,136 @@ template <typename To, typename From>
     return result;
 }
 
+/// Ones where `value` is from `first` to `last`, in a vector M of masks.
+template <typename M, typename V>
+[[gnu::always_inline]] inline M within(V value, V first, V last) {
+    if constexpr (kIsWide<V>) {
+        using Half = typename M::Half;
+        return {within<Half>(value.low, first.low, last.low), within<Half>(value.high, first.high, last.high)};
+    } else {
+        return reinterpret<M>(value >= first) & reinterpret<M>(value <= last);
+    }
+}
+
+/// Each lane of an integer vector shifted right, left.
+template <int Bits, typename V>
+[[gnu::always_inline]] inline V shiftedRight(V value) {
+    if constexpr (kIsWide<V>) {
+        return {shiftedRight<Bits>(value.low), shiftedRight<Bits>(value.high)};
+    } else {
+        return value >> Bits;
+    }
+}
+template <int Bits, typename V>
+[[gnu::always_inline]] inline V shiftedLeft(V value) {
+    if constexpr (kIsWide<V>) {
+        return {shiftedLeft<Bits>(value.low), shiftedLeft<Bits>(value.high)};
+    } else {
+        return value << Bits;
+    }
+}
+
+/// Whether all bits are ones.
+template <typename V>
+[[gnu::always_inline]] inline bool allOnes(V mask) {
+    if constexpr (kIsWide<V>) {
+        return allOnes(mask.low & mask.high);
+    } else {
+        using Words = Vector<std::uint64_t, sizeof(V)>;
+        const auto words = reinterpret<Words>(mask);
+        std::uint64_t all = words[0];
+        for (std::size_t i = 1; i < sizeof(V) / sizeof(std::uint64_t); ++i) {
+            all &= words[i];
+        }
+        return all == ~std::uint64_t{0};
+    }
+}
+
 /// Bits of `a` where the mask is set, of `b` elsewhere.
 template <typename V>
 [[gnu::always_inline]] inline V select(V mask, V a, V b) {
     return (a & mask) | (b & ~mask);
 }
 
-/// The same pixel four times.
-template <typename T>
-[[gnu::always_inline]] inline Quartet<T> repeat(Pixel<T> pixel) {
-    if constexpr (sizeof(T) == 1) {
-        const auto bits = reinterpret<std::uint32_t>(pixel);
-        return reinterpret<Quartet<T>>(Vector<std::uint32_t, 16>{bits, bits, bits, bits});
-    } else if constexpr (sizeof(T) == 2) {
-        const auto bits = reinterpret<std::uint64_t>(pixel);
-        return reinterpret<Quartet<T>>(Vector<std::uint64_t, 32>{bits, bits, bits, bits});
+/// The same pixel again and again.
+template <typename V, typename P>
+[[gnu::always_inline]] inline V repeat(P pixel) {
+    if constexpr (kIsWide<V>) {
+        const auto half = repeat<typename V::Half>(pixel);
+        return {half, half};
+    } else if constexpr (sizeof(P) == 4) {
+        return reinterpret<V>(splat<Vector<std::uint32_t, sizeof(V)>>(reinterpret<std::uint32_t>(pixel)));
+    } else if constexpr (sizeof(P) == 8) {
+        return reinterpret<V>(splat<Vector<std::uint64_t, sizeof(V)>>(reinterpret<std::uint64_t>(pixel)));
     } else {
         const auto bits = reinterpret<Vector<std::uint32_t, 16>>(pixel);
-        return reinterpret<Quartet<T>>(
-            __builtin_shufflevector(bits, bits, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3));
+        const auto repeated = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
+            return __builtin_shufflevector(bits, bits, (Lane % 4)...);
+        };
+        return reinterpret<V>(repeated(std::make_index_sequence<sizeof(V) / 4>{}));
     }
 }
 
-/// Pixels 1 0 3 2.
-template <typename T>
-[[gnu::always_inline]] inline Quartet<T> swapNeighbours(Quartet<T> quartet) {
-    if constexpr (sizeof(T) == 1) {
-        const auto bits = reinterpret<Vector<std::uint32_t, 16>>(quartet);
-        return reinterpret<Quartet<T>>(__builtin_shufflevector(bits, bits, 1, 0, 3, 2));
-    } else if constexpr (sizeof(T) == 2) {
-        const auto bits = reinterpret<Vector<std::uint64_t, 32>>(quartet);
-        return reinterpret<Quartet<T>>(__builtin_shufflevector(bits, bits, 1, 0, 3, 2));
+/// The items of `Units` 32-bit units at these places of two registers, taken as one row.
+template <std::size_t Units, typename V, std::size_t... Order>
+[[gnu::always_inline]] inline V pickItems(V a, V b, std::index_sequence<Order...>) {
+    const auto picked = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
+        constexpr std::size_t kOrder[] = {Order...};
+        using Words = Vector<std::uint32_t, sizeof(V)>;
+        return __builtin_shufflevector(reinterpret<Words>(a), reinterpret<Words>(b),
+                                       (kOrder[Lane / Units] * Units + Lane % Units)...);
+    };
+    return reinterpret<V>(picked(std::make_index_sequence<sizeof(V) / 4>{}));
+}
+
+/// Item `Index` of a vector made of registers that hold one item each.
+template <std::size_t Index, typename V>
+[[gnu::always_inline]] inline auto registerOf(V value) {
+    if constexpr (Index == 0) {
+        return value.low.low;
+    } else if constexpr (Index == 1) {
+        return value.low.high;
+    } else if constexpr (Index == 2) {
+        return value.high.low;
     } else {
-        const auto bits = reinterpret<Vector<std::uint64_t, 64>>(quartet);
-        return reinterpret<Quartet<T>>(__builtin_shufflevector(bits, bits, 2, 3, 0, 1, 6, 7, 4, 5));
+        return value.high.high;
     }
 }
 
-/// Pixels 2 3 0 1.
-template <typename T>
-[[gnu::always_inline]] inline Quartet<T> swapPairs(Quartet<T> quartet) {
-    if constexpr (sizeof(T) == 1) {
-        const auto bits = reinterpret<Vector<std::uint64_t, 16>>(quartet);
-        return reinterpret<Quartet<T>>(__builtin_shufflevector(bits, bits, 1, 0));
-    } else if constexpr (sizeof(T) == 2) {
-        const auto bits = reinterpret<Vector<std::uint64_t, 32>>(quartet);
-        return reinterpret<Quartet<T>>(__builtin_shufflevector(bits, bits, 2, 3, 0, 1));
+/// Permutes items of `Units` 32-bit units among the four of each group.
+template <std::size_t Units, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
+[[gnu::always_inline]] inline V permuteItems(V value) {
+    constexpr std::size_t kItemBytes = 4 * Units;
+    constexpr std::size_t kGroupBytes = 4 * kItemBytes;
+    if constexpr (sizeof(V) > kGroupBytes && kIsWide<V>) {
+        return {permuteItems<Units, A, B, C, D>(value.low), permuteItems<Units, A, B, C, D>(value.high)};
+    } else if constexpr (!kIsWide<V>) {
+        const auto permuted = [&]<std::size_t... Item>(std::index_sequence<Item...>) {
+            constexpr std::size_t kOrder[] = {A, B, C, D};
+            return pickItems<Units>(value, value, std::index_sequence<(Item / 4 * 4 + kOrder[Item % 4])...>{});
+        };
+        return permuted(std::make_index_sequence<sizeof(V) / kItemBytes>{});
+    } else if constexpr (kIsWide<typename V::Half>) {
+        static_assert(kItemBytes == kVectorBytes);
+        return {{registerOf<A>(value), registerOf<B>(value)}, {registerOf<C>(value), registerOf<D>(value)}};
     } else {
-        const auto bits = reinterpret<Vector<std::uint64_t, 64>>(quartet);
-        return reinterpret<Quartet<T>>(__builtin_shufflevector(bits, bits, 4, 5, 6, 7, 0, 1, 2, 3));
+        return {pickItems<Units>(value.low, value.high, std::index_sequence<A, B>{}),
+                pickItems<Units>(value.low, value.high, std::index_sequence<C, D>{})};
     }
 }
 
-/// Writes pixels 0 and 1, or 2 and 3.
-template <typename T>
-[[gnu::always_inline]] inline void storeFirstPair(T* to, Quartet<T> quartet) {
-    using Pair = Vector<T, kQuartetBytes<T> / 2>;
-    Pair pair;
-    __builtin_memcpy(&pair, &quartet, sizeof pair);
-    store(to, pair);
+/// Pixels A B C D of each four.
+template <typename T, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
+[[gnu::always_inline]] inline V permutePixels(V value) {
+    return permuteItems<sizeof(T), A, B, C, D>(value);
 }
-template <typename T>
-[[gnu::always_inline]] inline void storeSecondPair(T* to, Quartet<T> quartet) {
-    storeFirstPair<T>(to, swapPairs<T>(quartet));
+template <typename T, typename V>
+[[gnu::always_inline]] inline V swapNeighbours(V value) {
+    return permutePixels<T, 1, 0, 3, 2>(value);
+}
+template <typename T, typename V>
+[[gnu::always_inline]] inline V swapPairs(V value) {
+    return permutePixels<T, 2, 3, 0, 1>(value);
 }
 
 }  // namespace

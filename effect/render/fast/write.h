@@ -51,8 +51,8 @@ void mergeRows(const PixelView<T>& output, const PixelView<const T>& source, con
 template <typename T>
 [[gnu::always_inline]] inline void planEvenly(Row<Mask<T>>& keep, Row<T>& fill, std::int32_t x, std::int32_t width,
                                               const Verdict<T>& verdict) {
-    const auto keeps = repeat<T>(reinterpret<Pixel<T>>(verdict.state));
-    const auto fills = repeat<T>(verdict.fill);
+    const auto keeps = repeat<Quartet<T>>(verdict.state);
+    const auto fills = repeat<Quartet<T>>(verdict.fill);
     for (std::int32_t i = 0; i < width; i += 4) {
         store(keep.pixel(x + i), keeps);
         store(fill.pixel(x + i), fills);
