@@ -31,19 +31,21 @@ public:
 
     /// Calls nest once per level of the pyramid.
     void walk(std::int32_t level, std::int32_t row, std::int32_t column) {
-        const bool isTile = level == pyramid_.levels;
-        const Spread<T>& spread = isTile ? pyramid_.tileRow(row)[column].spread
-                                         : pyramid_.level(level)[row * (pyramid_.blocks << level) + column];
-        const bool busy = isBusy(spread);
+        if (level == pyramid_.levels) {
+            judgeTile(row, column);
+            return;
+        }
         const std::int32_t depth = pyramid_.depth + level;
+        const bool busy = isBusy(pyramid_.level(level)[row * (pyramid_.blocks << level) + column]);
         if (depth >= job_.maximumDepth) {
             finish(level, row, column, busy || depth == job_.maximumDepth);
         } else if (!busy) {
             finish(level, row, column, false);
-        } else if (isTile) {
-            const Region region = pyramid_.region(level, row, column);
-            const bool tooSmall = region.width < 3 || region.height < 3;
-            setState(level, row, column, tooSmall ? kKept<T> : kSplit<T>);
+        } else if (level + 1 == pyramid_.levels) {
+            judgeTile(2 * row, 2 * column);
+            judgeTile(2 * row, 2 * column + 1);
+            judgeTile(2 * row + 1, 2 * column);
+            judgeTile(2 * row + 1, 2 * column + 1);
         } else {
             walk(level + 1, 2 * row, 2 * column);
             walk(level + 1, 2 * row, 2 * column + 1);
@@ -60,7 +62,22 @@ private:
     };
     static constexpr int kSideBySide = 4;
 
-    bool isBusy(const Spread<T>& spread) const {
+    [[gnu::always_inline]] inline void judgeTile(std::int32_t row, std::int32_t column) {
+        Tile<T>& tile = pyramid_.tileRow(row)[column];
+        const bool busy = isBusy(tile.spread);
+        const std::int32_t depth = pyramid_.depth + pyramid_.levels;
+        if (!busy || depth >= job_.maximumDepth) {
+            finish(pyramid_.levels, row, column, busy || depth == job_.maximumDepth);
+            return;
+        }
+        const Region region = pyramid_.region(pyramid_.levels, row, column);
+        const bool tooSmall = region.width < 3 || region.height < 3;
+        for (int c = group_.first; c < group_.first + group_.count; ++c) {
+            tile.verdict.state.channel[c] = tooSmall ? kKept<T> : kSplit<T>;
+        }
+    }
+
+    [[gnu::always_inline]] inline bool isBusy(const Spread<T>& spread) const {
         T low = spread.minimum.channel[group_.first];
         T high = spread.maximum.channel[group_.first];
         for (int c = group_.first + 1; c < group_.first + group_.count; ++c) {

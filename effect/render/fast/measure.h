@@ -97,11 +97,15 @@ template <typename Depth>
         }
         return;
     }
-    std::int32_t i = 0;
+    // Measuring a column twice changes nothing.
+    std::int32_t i = lanesToAlignment(from);
+    if (i > 0) {
+        spreadColumn<Depth, Lanes<T>>(from, stride, rows, minimum, maximum, fresh);
+    }
     for (; i + kLanes<T> <= lanes; i += kLanes<T>) {
         spreadColumn<Depth, Lanes<T>>(from + i, stride, rows, minimum + i, maximum + i, fresh);
     }
-    if (i < lanes) {  // measuring a column twice changes nothing
+    if (i < lanes) {
         i = lanes - kLanes<T>;
         spreadColumn<Depth, Lanes<T>>(from + i, stride, rows, minimum + i, maximum + i, fresh);
     }

@@ -116,17 +116,32 @@ private:
         Mask<T> busy[kBatch * kTileChannels];     ///< for those of the first
     };
 
+    /// The first and the last row of each row interval in the deciding picture, from the first column on.
+    struct Rows {
+        const T* begin[2][2];
+        bool empty[2];
+    };
+
     /// Plans the two row intervals of one half of the tiles.
     void plan(std::int32_t columns, std::int32_t width) {
-        findRows(width);
+        // All that the loop reads stands in its own frame: nothing written through channel pointers can change it.
+        const Rows rows = findRows(width);
+        const Tile<T>* const tiles = tiles_;
+        const std::int32_t* const bounds = columns_;
+        const std::int32_t left = bounds[0];
         Batch batch;
         std::int32_t batchBegin = 0;
         std::int32_t batched = 0;
         for (std::int32_t c = 0; c < columns; ++c) {
-            if (!isSplit(tiles_[c].verdict)) {
+            if (!isSplit(tiles[c].verdict)) {
                 continue;
             }
-            gather(batch, batched++, c);
+            const std::int32_t begin = bounds[c];
+            const std::int32_t end = bounds[c + 1];
+            const std::int32_t middle = begin + (end - begin) / 2;
+            const std::int32_t place = batched++ * kTileChannels;
+            gather(batch, rows, place, begin, middle - begin, left);
+            gather(batch, rows, place + kSideChannels, middle, end - middle, left);
             if (batched == kBatch) {
                 decide(batch, batched);
                 emit(batch, batchBegin, c + 1);
@@ -134,39 +149,67 @@ private:
                 batched = 0;
             }
         }
-        decide(batch, batched);
+        if (batched > 0) {
+            decide(batch, batched);
+        }
         emit(batch, batchBegin, columns);
     }
 
-    /// Where the deciding picture's rows start, for each row interval its first and its last row.
-    void findRows(std::int32_t width) {
+    Rows findRows(std::int32_t width) {
+        Rows rows;
         for (int k = 0; k < 2; ++k) {
-            const std::int32_t ends[2] = {y_[k], y_[k + 1] > y_[k] ? y_[k + 1] - 1 : y_[k]};
-            for (int end = 0; end < 2; ++end) {
-                if (picture_.origin != nullptr) {
-                    rowBegins_[k][end] = picture_.at(columns_[0], ends[end]);
-                } else if (end == 0 || ends[1] != ends[0]) {
-                    T* sampled = (end == 0 ? work_.minimum : work_.maximum)[k].channels();
-                    sampleRow(picture_, columns_[0], ends[end], width, sampled);
-                    rowBegins_[k][end] = sampled;
-                } else {
-                    rowBegins_[k][1] = rowBegins_[k][0];
-                }
+            rows.empty[k] = y_[k] == y_[k + 1];
+            const std::int32_t first = y_[k];
+            const std::int32_t last = rows.empty[k] ? first : y_[k + 1] - 1;
+            if (picture_.origin != nullptr) {
+                rows.begin[k][0] = picture_.at(columns_[0], first);
+                rows.begin[k][1] = picture_.at(columns_[0], last);
+                continue;
+            }
+            rows.begin[k][0] = rows.begin[k][1] = work_.minimum[k].channels();
+            if (!rows.empty[k]) {
+                sampleRow(picture_, columns_[0], first, width, work_.minimum[k].channels());
+            }
+            if (last != first) {
+                rows.begin[k][1] = work_.maximum[k].channels();
+                sampleRow(picture_, columns_[0], last, width, work_.maximum[k].channels());
             }
         }
+        return rows;
     }
 
-    /// One half of a tile's width out of a row: the two pixels of each part side by side.
-    [[gnu::always_inline]] inline Q arranged(const T* row, std::int32_t x, std::int32_t width) const {
-        const T* from = row + static_cast<std::ptrdiff_t>(x - columns_[0]) * kChannelsPerPixel;
+    /// One half of a tile's width: both row intervals, measured down.
+    [[gnu::always_inline]] static void gather(Batch& batch, const Rows& rows, std::int32_t place, std::int32_t x,
+                                              std::int32_t width, std::int32_t left) {
+        gatherInterval<0>(batch, rows, place, x, width, left);
+        gatherInterval<1>(batch, rows, place, x, width, left);
+    }
+
+    template <int K>
+    [[gnu::always_inline]] static void gatherInterval(Batch& batch, const Rows& rows, std::int32_t place,
+                                                      std::int32_t x, std::int32_t width, std::int32_t left) {
+        Q low = splat<Q>(Depth::kMinimumStart);
+        Q high = splat<Q>(Depth::kMaximumStart);
+        if (!rows.empty[K]) {
+            const std::ptrdiff_t across = static_cast<std::ptrdiff_t>(x - left) * kChannelsPerPixel;
+            const Q first = arranged(rows.begin[K][0] + across, width, x > 0);
+            const Q last = arranged(rows.begin[K][1] + across, width, x > 0);
+            low = smaller(last, smaller(first, low));
+            high = larger(last, larger(first, high));
+        }
+        store(batch.low[K] + place, low);
+        store(batch.high[K] + place, high);
+    }
+
+    /// Half a tile's width out of a row: the two pixels of each part side by side.
+    [[gnu::always_inline]] static Q arranged(const T* from, std::int32_t width, bool hasPixelBefore) {
         if (width == 4) {
             return load<Q>(from);
         }
         if (width == 3) {
-            // Pixels 0 0 1 2, without a look at what is behind them; before them there is another pixel, or another
-            // one behind them in the tile.
-            return x > 0 ? permutePixels<T, 1, 1, 2, 3>(load<Q>(from - kChannelsPerPixel))
-                         : permutePixels<T, 0, 0, 1, 2>(load<Q>(from));
+            // Pixels 0 0 1 2, without a look at what is behind them, unless it is known to be in the same tile.
+            return hasPixelBefore ? permutePixels<T, 1, 1, 2, 3>(load<Q>(from - kChannelsPerPixel))
+                                  : permutePixels<T, 0, 0, 1, 2>(load<Q>(from));
         }
         Pixel<T> pixels[4];
         const std::ptrdiff_t second = static_cast<std::ptrdiff_t>(width - 1) * kChannelsPerPixel;
@@ -175,35 +218,6 @@ private:
         pixels[1] = pixels[0];
         pixels[3] = pixels[2];
         return load<Q>(pixels);
-    }
-
-    [[gnu::always_inline]] inline void gather(Batch& batch, std::int32_t index, std::int32_t column) const {
-        const std::int32_t begin = columns_[column];
-        const std::int32_t end = columns_[column + 1];
-        const std::int32_t middle = begin + (end - begin) / 2;
-        gatherSide(batch, index * kTileChannels, begin, middle - begin);
-        gatherSide(batch, index * kTileChannels + kSideChannels, middle, end - middle);
-    }
-
-    [[gnu::always_inline]] inline void gatherSide(Batch& batch, std::int32_t place, std::int32_t x,
-                                                  std::int32_t width) const {
-        gatherInterval<0>(batch, place, x, width);
-        gatherInterval<1>(batch, place, x, width);
-    }
-
-    template <int K>
-    [[gnu::always_inline]] inline void gatherInterval(Batch& batch, std::int32_t place, std::int32_t x,
-                                                      std::int32_t width) const {
-        Q low = splat<Q>(Depth::kMinimumStart);
-        Q high = splat<Q>(Depth::kMaximumStart);
-        if (y_[K] < y_[K + 1]) {
-            const Q first = arranged(rowBegins_[K][0], x, width);
-            const Q last = arranged(rowBegins_[K][1], x, width);
-            low = smaller(last, smaller(first, low));
-            high = larger(last, larger(first, high));
-        }
-        store(batch.low[K] + place, low);
-        store(batch.high[K] + place, high);
     }
 
     /// What is kept, if the halves of the tiles can be halved again.
@@ -282,26 +296,29 @@ private:
 
     /// Puts tiles into the scratch rows, the split ones from the batch.
     void emit(const Batch& batch, std::int32_t begin, std::int32_t end) {
+        const Tile<T>* const tiles = tiles_;
+        const std::int32_t* const bounds = columns_;
+        const std::int32_t left = bounds[0];
         std::int32_t index = 0;
         for (std::int32_t c = begin; c < end; ++c) {
-            const Verdict<T>& verdict = tiles_[c].verdict;
-            const std::int32_t x0 = columns_[c];
-            const std::int32_t x2 = columns_[c + 1];
+            const Verdict<T>& verdict = tiles[c].verdict;
+            const std::int32_t x0 = bounds[c];
+            const std::int32_t x2 = bounds[c + 1];
             if (isSplit(verdict)) {
                 const std::int32_t x1 = x0 + (x2 - x0) / 2;
                 const std::int32_t place = index++ * kTileChannels;
-                emitSide(batch, place, verdict, x0, x1);
-                emitSide(batch, place + kSideChannels, verdict, x1, x2);
+                emitSide(batch, place, verdict, x0, x1, left);
+                emitSide(batch, place + kSideChannels, verdict, x1, x2, left);
                 continue;
             }
             for (int k = 0; k < 2; ++k) {
-                planEvenly(work_.keep[k], work_.fill[k], x0 - columns_[0], x2 - x0, verdict);
+                planEvenly(work_.keep[k], work_.fill[k], x0 - left, x2 - x0, verdict);
             }
         }
     }
 
     [[gnu::always_inline]] inline void emitSide(const Batch& batch, std::int32_t place, const Verdict<T>& verdict,
-                                                std::int32_t x0, std::int32_t x2) {
+                                                std::int32_t x0, std::int32_t x2, std::int32_t left) {
         const std::int32_t width = x2 - x0;
         // Too narrow to be halved again.
         const Mask<T>* from[2] = {(width < 3 ? batch.busy : batch.keep[0]) + place,
@@ -311,15 +328,15 @@ private:
         const M kept = state & ~split;
         const M keep0 = (load<M>(from[0]) & split) | kept;
         const M keep1 = (load<M>(from[1]) & split) | kept;
-        storeArranged(work_.keep[0].pixel(x0 - columns_[0]), keep0, width);
-        storeArranged(work_.keep[1].pixel(x0 - columns_[0]), keep1, width);
+        storeArranged(work_.keep[0].pixel(x0 - left), keep0, width);
+        storeArranged(work_.keep[1].pixel(x0 - left), keep1, width);
         if (allOnes(keep0 & keep1)) {
             return;
         }
         Fills fills{{repeat<Q>(verdict.fill), repeat<Q>(verdict.fill)}};
         fillParts({x0, x0 + width / 2, x2}, batch.busy + place, from[0], from[1], verdict, fills);
-        storeArranged(work_.fill[0].pixel(x0 - columns_[0]), fills.row[0], width);
-        storeArranged(work_.fill[1].pixel(x0 - columns_[0]), fills.row[1], width);
+        storeArranged(work_.fill[0].pixel(x0 - left), fills.row[0], width);
+        storeArranged(work_.fill[1].pixel(x0 - left), fills.row[1], width);
     }
 
     /// Undoes the arrangement. Up to three pixels behind are overwritten.
@@ -383,9 +400,8 @@ private:
     const bool useTables_;
     const Tile<T>* tiles_ = nullptr;
     const std::int32_t* columns_ = nullptr;
-    std::int32_t depth_ = 0;         ///< of the tiles
-    std::int32_t y_[3] = {};         ///< bounds of the two row intervals
-    const T* rowBegins_[2][2] = {};  ///< of the deciding picture, at the first column
+    std::int32_t depth_ = 0;  ///< of the tiles
+    std::int32_t y_[3] = {};  ///< bounds of the two row intervals
     Wide first_;
     Wide last_;
     WideMask outside_;

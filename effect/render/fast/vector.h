@@ -109,6 +109,13 @@ template <typename V>
     __builtin_memcpy(to, &value, sizeof value);
 }
 
+/// How many channels further a register's worth begins at a multiple of its size; less than a register holds.
+template <typename T>
+[[gnu::always_inline]] inline std::int32_t lanesToAlignment(const T* address) {
+    const auto over = static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(address) % kVectorBytes);
+    return static_cast<std::int32_t>((kVectorBytes - over) % kVectorBytes / sizeof(T));
+}
+
 template <typename V, typename T>
 [[gnu::always_inline]] inline V splat(T value) {
     if constexpr (kIsWide<V>) {
@@ -218,13 +225,16 @@ template <typename V, typename P>
 /// The items of `Units` 32-bit units at these places of two registers, taken as one row.
 template <std::size_t Units, typename V, std::size_t... Order>
 [[gnu::always_inline]] inline V pickItems(V a, V b, std::index_sequence<Order...>) {
+    // As few and wide lanes as there can be, for the compiler to see what it is.
+    using Word = std::conditional_t<Units % 2 == 0, std::uint64_t, std::uint32_t>;
+    constexpr std::size_t kWords = 4 * Units / sizeof(Word);
     const auto picked = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
         constexpr std::size_t kOrder[] = {Order...};
-        using Words = Vector<std::uint32_t, sizeof(V)>;
+        using Words = Vector<Word, sizeof(V)>;
         return __builtin_shufflevector(reinterpret<Words>(a), reinterpret<Words>(b),
-                                       (kOrder[Lane / Units] * Units + Lane % Units)...);
+                                       (kOrder[Lane / kWords] * kWords + Lane % kWords)...);
     };
-    return reinterpret<V>(picked(std::make_index_sequence<sizeof(V) / 4>{}));
+    return reinterpret<V>(picked(std::make_index_sequence<sizeof(V) / sizeof(Word)>{}));
 }
 
 /// Item `Index` of a vector made of registers that hold one item each.

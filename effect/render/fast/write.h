@@ -26,7 +26,8 @@ void mergeRow(T* output, const T* source, const Mask<T>* keep, const T* fill, st
         }
         return;
     }
-    std::int32_t i = 0;
+    mergeLanes<V>(output, source, keep, fill);
+    std::int32_t i = lanesToAlignment(output);
     for (; i + kLanes<T> <= lanes; i += kLanes<T>) {
         mergeLanes<V>(output + i, source + i, keep + i, fill + i);
     }
