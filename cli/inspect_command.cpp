@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// quorvel inspect: what a module says of itself.
+// quorvel inspect: what a module file shows, what the module says of itself, and whether the two agree.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <iostream>
@@ -8,7 +8,8 @@
 #include <utility>
 
 #include "cli/commands.h"
-#include "cli/module_options.h"
+#include "cli/exit_status.h"
+#include "cli/module_description.h"
 #include "cli/text.h"
 
 namespace quorvel::cli {
@@ -17,37 +18,15 @@ namespace {
 constexpr char kExamples[] =
     "Examples:\n"
     "  quorvel inspect\n"
-    "  quorvel inspect build/release/Quorvel.so --json\n"
+    "  quorvel inspect Quorvel.aex --json\n"
     "\n"
-    "Exit status: 0 done, 1 failed, 2 the command line is wrong.";
+    "A module of another platform is read, but not run.\n"
+    "Exit status: 0 done, 1 failed or the module contradicts itself, 2 the command line is wrong.";
 
 struct Options {
     bool json = false;
     ModuleOptions module;
 };
-
-/// Everything that is shown of a module, wherever it was learnt.
-struct Description {
-    std::string file;
-    host::Identity identity;
-    host::Capabilities capabilities;
-    std::vector<std::pair<std::string, bool>> entryPoints;  ///< name, and whether the file exports it
-};
-
-/// Learns the description by loading the module and sending it global set-up.
-Description describeByRunning(const ModuleOptions& options) {
-    host::Host host(moduleFile(options), profileFrom(options));
-    Description description;
-    description.file = host.module().file().string();
-    description.identity = host.module().identity();
-    for (const std::string& name : {std::string("PluginDataEntryFunction"), description.identity.entryPoint}) {
-        description.entryPoints.emplace_back(name, host.module().symbol(name.c_str()) != nullptr);
-    }
-    require(host.globalSetup(), "global set-up", host);
-    description.capabilities = host.capabilities();
-    require(host.globalSetdown(), "global set-down", host);
-    return description;
-}
 
 /// The parts of the packed version word.
 struct Version {
@@ -120,83 +99,213 @@ std::string codeText(A_long code) {
     return text;
 }
 
-void printLine(const char* label, const std::string& text) {
-    std::cout << label << std::string(16 - std::string(label).size(), ' ') << text << '\n';
+void printLine(const std::string& label, const std::string& text) {
+    constexpr std::size_t kColumn = 20;
+    std::cout << label << std::string(label.size() < kColumn ? kColumn - label.size() : 1, ' ') << text << '\n';
 }
 
-void printFlags(const char* label, A_long word, const FlagNames& names) {
+void printList(const std::string& label, const std::vector<std::string>& entries) {
+    printLine(label, entries.empty() ? "none" : entries.front());
+    for (std::size_t i = 1; i < entries.size(); ++i) {
+        printLine("", entries[i]);
+    }
+}
+
+void printFlags(const std::string& label, A_long word, const FlagNames& names) {
     printLine(label, hexText(static_cast<A_u_long>(word)));
     for (const std::string& name : flagNames(word, names)) {
         printLine("", "  " + name);
     }
 }
 
-void print(const Description& module) {
-    const host::Identity& identity = module.identity;
-    printLine("file", module.file);
+std::string versionLine(A_u_long word) {
+    return versionText(word) + " (" + hexText(word) + ")";
+}
+
+std::string apiText(A_long major, A_long minor) {
+    return std::to_string(major) + "." + std::to_string(minor);
+}
+
+void printFile(const ModuleDescription& module) {
+    printLine("file", module.file.string());
+    printLine("format", std::string(host::formatName(module.contents.format)) +
+                            (module.contents.forX86_64 ? ", x86-64" : ", another processor"));
+    if (module.contents.fileVersion) {
+        printLine("file version", *module.contents.fileVersion);
+    }
+    printList("exports", module.contents.exports);
+    for (const auto& [name, exported] : module.entryPoints) {
+        if (!exported) {
+            printLine("", name + " (missing)");
+        }
+    }
+    printList("needs", module.contents.imports);
+}
+
+/// One line for a property that the resource has.
+template <typename Value, typename Text>
+void printProperty(const char* label, const std::optional<Value>& value, Text text) {
+    if (value) {
+        printLine(std::string("PiPL ") + label, text(*value));
+    }
+}
+
+void printResource(const host::ResourceDescription& resource) {
+    const auto plain = [](const std::string& text) { return text; };
+    const auto flags = [](A_long word) { return hexText(static_cast<A_u_long>(word)); };
+    std::string keys;
+    for (const std::string& key : resource.keys) {
+        keys += (keys.empty() ? "" : " ") + key;
+    }
+    printLine("PiPL properties", keys);
+    printProperty("name", resource.name, plain);
+    printProperty("match name", resource.matchName, plain);
+    printProperty("category", resource.category, plain);
+    printProperty("kind", resource.kind, codeText);
+    printProperty("API version", resource.apiVersion, [](const auto& v) { return apiText(v.first, v.second); });
+    printProperty("reserved", resource.reservedInfo, [](A_long value) { return std::to_string(value); });
+    for (const auto& [key, name] : resource.entryPoints) {
+        printLine("PiPL entry " + key, name);
+    }
+    printProperty("version", resource.version, versionLine);
+    printProperty("out flags", resource.outFlags, flags);
+    printProperty("out flags 2", resource.outFlags2, flags);
+}
+
+void printReported(const ModuleDescription::Reported& reported) {
+    const host::Identity& identity = reported.identity;
     printLine("name", identity.name);
     printLine("match name", identity.matchName);
     printLine("category", identity.category);
     printLine("kind", codeText(identity.kind));
-    printLine("API version", std::to_string(identity.apiMajor) + "." + std::to_string(identity.apiMinor));
+    printLine("API version", apiText(identity.apiMajor, identity.apiMinor));
     printLine("reserved info", std::to_string(identity.reservedInfo));
-    for (const auto& [name, present] : module.entryPoints) {
-        printLine("entry point", name + (present ? "" : " (missing)"));
-    }
-    printLine("version", versionText(module.capabilities.version) + " (" + hexText(module.capabilities.version) + ")");
-    printFlags("out flags", module.capabilities.outFlags, outFlagNames());
-    printFlags("out flags 2", module.capabilities.outFlags2, outFlag2Names());
+    printLine("entry point", identity.entryPoint);
+    printLine("version", versionLine(reported.capabilities.version));
+    printFlags("out flags", reported.capabilities.outFlags, outFlagNames());
+    printFlags("out flags 2", reported.capabilities.outFlags2, outFlag2Names());
 }
 
-void printJson(const Description& module) {
-    using Json = nlohmann::ordered_json;
-    const host::Identity& identity = module.identity;
-    const Version version = unpack(module.capabilities.version);
-    Json entryPoints = Json::object();
-    for (const auto& [name, present] : module.entryPoints) {
-        entryPoints[name] = present;
+void printAgreement(const ModuleDescription& module) {
+    if (!module.resource) {
+        printLine("agreement", "not checked: there is no resource description (PiPL)");
+    } else if (!module.reported) {
+        printLine("agreement", "not checked: the module is for another platform, so it was not run");
+    } else {
+        std::vector<std::string> differences;
+        for (const host::Agreement& one : module.agreements) {
+            if (!one.agree()) {
+                differences.push_back(one.what + ": PiPL " + one.described + ", module " + one.reported);
+            }
+        }
+        if (differences.empty()) {
+            differences.push_back("PiPL, identification record and global set-up agree in all " +
+                                  std::to_string(module.agreements.size()) + " properties");
+        }
+        printList("agreement", differences);
     }
-    const Json description{
-        {"file", module.file},
-        {"name", identity.name},
-        {"match_name", identity.matchName},
-        {"category", identity.category},
-        {"kind", codeText(identity.kind)},
-        {"api_version", {{"major", identity.apiMajor}, {"minor", identity.apiMinor}}},
-        {"reserved_info", identity.reservedInfo},
-        {"entry_points", entryPoints},
-        {"version",
-         {{"word", module.capabilities.version},
-          {"major", version.version},
-          {"minor", version.subversion},
-          {"bugfix", version.bugfix},
-          {"stage", version.stage},
-          {"build", version.build}}},
-        {"out_flags",
-         {{"word", module.capabilities.outFlags}, {"names", flagNames(module.capabilities.outFlags, outFlagNames())}}},
-        {"out_flags2",
-         {{"word", module.capabilities.outFlags2},
-          {"names", flagNames(module.capabilities.outFlags2, outFlag2Names())}}},
+}
+
+void print(const ModuleDescription& module) {
+    printFile(module);
+    if (module.resource) {
+        printResource(*module.resource);
+    }
+    if (module.reported) {
+        printReported(*module.reported);
+    }
+    printAgreement(module);
+}
+
+using Json = nlohmann::ordered_json;
+
+Json versionJson(A_u_long word) {
+    const Version version = unpack(word);
+    return {
+        {"word", word},           {"major", version.version}, {"minor", version.subversion}, {"bugfix", version.bugfix},
+        {"stage", version.stage}, {"build", version.build}};
+}
+
+Json flagsJson(A_long word, const FlagNames& names) {
+    return {{"word", word}, {"names", flagNames(word, names)}};
+}
+
+Json apiJson(A_long major, A_long minor) {
+    return {{"major", major}, {"minor", minor}};
+}
+
+Json resourceJson(const host::ResourceDescription& resource) {
+    Json json{{"properties", resource.keys}, {"entry_points", resource.entryPoints}};
+    const auto add = [&json](const char* key, const auto& value, auto convert) {
+        if (value) {
+            json[key] = convert(*value);
+        }
     };
-    std::cout << description.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    const auto plain = [](const auto& value) { return value; };
+    add("name", resource.name, plain);
+    add("match_name", resource.matchName, plain);
+    add("category", resource.category, plain);
+    add("kind", resource.kind, codeText);
+    add("api_version", resource.apiVersion, [](const auto& v) { return apiJson(v.first, v.second); });
+    add("reserved_info", resource.reservedInfo, plain);
+    add("version", resource.version, versionJson);
+    add("out_flags", resource.outFlags, [](A_long word) { return flagsJson(word, outFlagNames()); });
+    add("out_flags2", resource.outFlags2, [](A_long word) { return flagsJson(word, outFlag2Names()); });
+    return json;
+}
+
+void printJson(const ModuleDescription& module) {
+    Json json{{"file", module.file.string()},        {"format", host::formatName(module.contents.format)},
+              {"x86_64", module.contents.forX86_64}, {"exports", module.contents.exports},
+              {"entry_points", module.entryPoints},  {"needs", module.contents.imports},
+              {"ran", module.reported.has_value()}};
+    if (module.contents.fileVersion) {
+        json["file_version"] = *module.contents.fileVersion;
+    }
+    if (module.reported) {
+        const host::Identity& identity = module.reported->identity;
+        const host::Capabilities& capabilities = module.reported->capabilities;
+        json.update(Json{{"name", identity.name},
+                         {"match_name", identity.matchName},
+                         {"category", identity.category},
+                         {"kind", codeText(identity.kind)},
+                         {"api_version", apiJson(identity.apiMajor, identity.apiMinor)},
+                         {"reserved_info", identity.reservedInfo},
+                         {"entry_point", identity.entryPoint},
+                         {"version", versionJson(capabilities.version)},
+                         {"out_flags", flagsJson(capabilities.outFlags, outFlagNames())},
+                         {"out_flags2", flagsJson(capabilities.outFlags2, outFlag2Names())}});
+    }
+    json["resource"] = module.resource ? resourceJson(*module.resource) : Json();
+    json["agreements"] = Json::array();
+    for (const host::Agreement& one : module.agreements) {
+        json["agreements"].push_back(
+            {{"what", one.what}, {"resource", one.described}, {"module", one.reported}, {"agree", one.agree()}});
+    }
+    std::cout << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
 }  // namespace
 
 void addInspectCommand(CLI::App& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* command = program.add_subcommand("inspect", "Show a module's identity, version, flags and entry points");
+    CLI::App* command = program.add_subcommand(
+        "inspect", "Show a module's identity, version, flags, entry points and resource description");
     command->add_option("MODULE", options->module.module, "The module (default: the one that came with this program)")
         ->type_name("FILE");
     command->add_flag("--json", options->json, "For programs: a JSON object");
     addHostOptions(*command, options->module);
     command->footer(kExamples);
     command->callback([options] {
-        const Description description = describeByRunning(options->module);
+        const ModuleDescription description = describeModule(options->module);
         if (options->json) {
             printJson(description);
         } else {
             print(description);
+        }
+        if (description.contradicts()) {
+            std::cout.flush();
+            throw Failure(description.file.string() + ": the module contradicts itself");
         }
     });
 }

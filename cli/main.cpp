@@ -73,7 +73,9 @@ int run(const std::vector<std::string>& arguments) {
     program.require_subcommand(1);
     program.get_formatter()->column_width(34);
     program.footer(kOverview);
+#if defined(QUORVEL_PICTURES)
     addRenderCommand(program, arguments);
+#endif
     addParamsCommand(program);
     addInspectCommand(program);
     if (arguments.empty()) {
@@ -91,7 +93,9 @@ int run(const std::vector<std::string>& arguments) {
 
 int main(int argumentCount, char** arguments) {
     using namespace quorvel::cli;
+#if defined(QUORVEL_PICTURES)
     removeStagedFilesOnSignals();
+#endif
     try {
         return run({arguments + 1, arguments + argumentCount});
     } catch (const UsageError& error) {

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "cli/exit_status.h"
+#include "cli/program_file.h"
 #include "cli/text.h"
 
 namespace quorvel::cli {
@@ -67,9 +68,9 @@ fs::path moduleFile(const ModuleOptions& options) {
         return options.module;
     }
     std::error_code error;
-    const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
-    const fs::path beside = folder / "Quorvel.so";
-    const fs::path installed = folder.parent_path() / "lib" / "quorvel" / "Quorvel.so";
+    const fs::path folder = programFile().parent_path();
+    const fs::path beside = folder / kModuleName;
+    const fs::path installed = folder.parent_path() / "lib" / "quorvel" / kModuleName;
     return !fs::exists(beside, error) && fs::exists(installed, error) ? installed : beside;
 }
 

@@ -50,6 +50,7 @@ struct Capabilities {
 };
 
 class Instance;
+struct FrameContext;
 
 /// One host process with one module in it. The constructor loads a fresh copy of the module and asks its identity;
 /// no command has been sent yet. Set-up commands belong on one thread; rendering may use many.
@@ -131,7 +132,8 @@ private:
 };
 
 /// The effect applied to a layer: its sequence data and its frames. `render`, `preRender` and `smartRender` may be
-/// called from several threads at once on one instance; everything else belongs on one thread.
+/// called from several threads at once on one instance, beside the panel on its own thread; everything else belongs on
+/// one thread.
 class Instance {
 public:
     /// Sends no command yet.
@@ -167,13 +169,11 @@ public:
     /// PF_Cmd_RENDER alone.
     CommandResult plainRender(const FrameRequest& request);
 
-    /// User-changed-param and update-params-UI on the values' own definitions.
-    CommandResult userChangedParam(ParameterValues& values, PF_ParamIndex index);
-    CommandResult updateParamsUI(ParameterValues& values);
-
 private:
+    friend class Panel;
     CommandResult sendSequenceCommand(PF_Cmd cmd);
-    CommandResult sendPanelCommand(PF_Cmd cmd, ParameterValues& values, void* extra);
+    /// With the values' own definitions, which the module may write to, or none. The caller says what `frame` is for.
+    CommandResult sendPanelCommand(PF_Cmd cmd, ParameterValues* values, void* extra, FrameContext& frame);
 
     Host& host_;
     PF_Handle sequenceData_ = nullptr;

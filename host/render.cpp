@@ -353,26 +353,17 @@ CommandResult Instance::plainRender(const FrameRequest& request) {
     return result;
 }
 
-CommandResult Instance::userChangedParam(ParameterValues& values, PF_ParamIndex index) {
-    PF_UserChangedParamExtra extra{index};
-    return sendPanelCommand(PF_Cmd_USER_CHANGED_PARAM, values, &extra);
-}
-
-CommandResult Instance::updateParamsUI(ParameterValues& values) {
-    return sendPanelCommand(PF_Cmd_UPDATE_PARAMS_UI, values, nullptr);
-}
-
-CommandResult Instance::sendPanelCommand(PF_Cmd cmd, ParameterValues& values, void* extra) {
+CommandResult Instance::sendPanelCommand(PF_Cmd cmd, ParameterValues* values, void* extra, FrameContext& frame) {
     Host::State& host = *host_.state_;
     std::vector<PF_ParamDef*> params;
-    for (PF_ParamIndex index = 0; index < values.count(); ++index) {
-        params.push_back(&values.at(index));
+    for (PF_ParamIndex index = 0; values != nullptr && index < values->count(); ++index) {
+        params.push_back(&values->at(index));
     }
-    FrameContext frame;
-    frame.values = &values;
-    host.in.sequence_data = sequenceData_;
-    CommandResult result = host.send(cmd, host.in, host.out, params.data(), nullptr, extra, &frame);
-    host.in.sequence_data = nullptr;
+    // Records of its own, because frames may render meanwhile.
+    PF_InData in = host.in;
+    PF_OutData out = host.out;
+    in.sequence_data = sequenceData_;
+    CommandResult result = host.send(cmd, in, out, values != nullptr ? params.data() : nullptr, nullptr, extra, &frame);
     settle(host.ledger, frame);
     return result;
 }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/drawbot.h"
 #include "host/handles.h"
 #include "host/host.h"
 
@@ -18,7 +19,15 @@ namespace quorvel::host {
 /// Which layers a pre-render asked for: parameter index by checkout id.
 using LayerRequests = std::map<A_long, PF_ParamIndex>;
 
-/// The frame that a command works on.
+/// An event on its way to the module. The addresses of the members are the references that the module draws with.
+struct DrawEvent {
+    PF_ContextH context = nullptr;  ///< the panel's own
+    bool drawing = false;           ///< only draw events may draw
+    Surface* surface = nullptr;     ///< null: a panel that has nothing to draw on
+    char supplier = 0;
+};
+
+/// The frame or the panel that a command works on.
 struct FrameContext {
     const FrameRequest* request = nullptr;
     const ParameterValues* values = nullptr;
@@ -27,7 +36,9 @@ struct FrameContext {
     std::multiset<std::string> layersOut;  ///< ids not checked in yet, as the ledger names them
     std::multiset<std::string> paramsOut;  ///< checked-out parameters, as the ledger names them
     bool inputTaken = false;
-    std::deque<PF_LayerDef> worlds;  ///< the records handed out; the pixels are the request's
+    DrawEvent* event = nullptr;                          ///< set for events
+    std::vector<PF_ParamUIFlags>* shownFlags = nullptr;  ///< by index; what PF_UpdateParamUI changes
+    std::deque<PF_LayerDef> worlds;                      ///< the records handed out; the pixels are the request's
 };
 
 struct Host::State {
@@ -37,6 +48,7 @@ struct Host::State {
     Ledger ledger;
     Faults faults;
     HandleTable handles{ledger};
+    DrawImages images{ledger};
     Capabilities capabilities;
     std::optional<A_long> parameterCount;
     std::vector<Parameter> parameters;

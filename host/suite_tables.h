@@ -5,7 +5,7 @@
 #include <array>
 #include <bit>
 
-#include "sdk/pf_suites.h"
+#include "sdk/drawbot.h"
 
 namespace quorvel::host {
 
@@ -18,7 +18,17 @@ Suite filledWith(PF_OpaqueSlot slot) {
     return std::bit_cast<Suite>(slots);
 }
 
+/// What stands in the slots that this host does not offer: records a breach.
+void unusedSlot();
+
 /// "PF Handle Suite" 2, beside the utility callbacks that do the same.
 const PF_HandleSuite& handleSuite();
+
+/// The suites that custom controls draw with.
+const PF_EffectCustomUISuite& customUISuite();
+const DRAWBOT_DrawbotSuite& drawSuite();
+const DRAWBOT_SupplierSuite& supplierSuite();
+const DRAWBOT_SurfaceSuite& surfaceSuite();
+const DRAWBOT_PathSuite& pathSuite();
 
 }  // namespace quorvel::host

@@ -22,20 +22,23 @@ struct SuiteEntry {
     const void* table;
 };
 
-void unusedSlot() {
-    if (CurrentCall* call = CurrentCall::get()) {
-        call->host.ledger.breach("a suite function that this host does not offer was called");
-    }
-}
-
 PF_Err updateParamUI(PF_ProgPtr effectRef, PF_ParamIndex index, const PF_ParamDef* def) {
     CurrentCall* call = CurrentCall::get();
     if (call == nullptr || effectRef != &call->host || def == nullptr) {
         return PF_Err_BAD_CALLBACK_PARAM;
     }
-    return enterCall(call->host, "PF Param Utils Suite.PF_UpdateParamUI",
-                     std::to_string(index) + " ui_flags " + std::to_string(def->ui_flags))
-        .value_or(PF_Err_NONE);
+    if (const auto refused = enterCall(call->host, "PF Param Utils Suite.PF_UpdateParamUI",
+                                       std::to_string(index) + " ui_flags " + std::to_string(def->ui_flags))) {
+        return *refused;
+    }
+    if (call->frame != nullptr && call->frame->shownFlags != nullptr) {
+        std::vector<PF_ParamUIFlags>& shown = *call->frame->shownFlags;
+        if (index < 0 || static_cast<std::size_t>(index) >= shown.size()) {
+            return PF_Err_INVALID_INDEX;
+        }
+        shown[static_cast<std::size_t>(index)] = def->ui_flags;
+    }
+    return PF_Err_NONE;
 }
 
 /// The depth of a world of the current frame, told by its pixels.
@@ -224,6 +227,12 @@ SPErr undefined() {
 
 }  // namespace
 
+void unusedSlot() {
+    if (CurrentCall* call = CurrentCall::get()) {
+        call->host.ledger.breach("a suite function that this host does not offer was called");
+    }
+}
+
 const void* findSuite(const Host::State& host, std::string_view name, int version) {
     static const SuiteEntry suites[] = {
         {kPFHandleSuite, kPFHandleSuiteVersion, Where::Both, &handleSuite()},
@@ -231,6 +240,11 @@ const void* findSuite(const Host::State& host, std::string_view name, int versio
         {kPFWorldSuite, kPFWorldSuiteVersion, Where::Both, &worldSuite()},
         {kPFPixelFormatSuite, kPFPixelFormatSuiteVersion, Where::PremiereOnly, &pixelFormatSuite()},
         {kPFUtilitySuite, kPFUtilitySuiteVersion, Where::PremiereOnly, &utilitySuite()},
+        {kPFEffectCustomUISuite, kPFEffectCustomUISuiteVersion, Where::Both, &customUISuite()},
+        {kDRAWBOT_DrawSuite, kDRAWBOT_DrawSuiteVersion, Where::Both, &drawSuite()},
+        {kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuiteVersion, Where::Both, &supplierSuite()},
+        {kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuiteVersion, Where::Both, &surfaceSuite()},
+        {kDRAWBOT_PathSuite, kDRAWBOT_PathSuiteVersion, Where::Both, &pathSuite()},
     };
     for (const SuiteEntry& entry : suites) {
         if (entry.name == name && entry.version == version &&

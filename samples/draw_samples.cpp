@@ -341,6 +341,8 @@ const Mood kNight{.zenith = {0.010, 0.014, 0.045},
 /// Throws std::runtime_error with the writer's words.
 void write(const std::string& file, OIIO::ImageSpec spec, const std::vector<float>& pixels) {
     spec.attribute("oiio:UnassociatedAlpha", 1);
+    // Otherwise the writers put in the present time, and drawing again would give other bytes.
+    spec.attribute("DateTime", "2000:01:01 00:00:00");
     const auto output = OIIO::ImageOutput::create(file);
     if (!output || !output->open(file, spec) ||
         !output->write_image(OIIO::TypeDesc::FLOAT, pixels.data(), 4 * sizeof(float)) || !output->close()) {

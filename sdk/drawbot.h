@@ -57,7 +57,7 @@ struct DRAWBOT_SupplierSuite {
     PF_OpaqueSlot PrefersPixelLayoutBGRA;
     PF_OpaqueSlot SupportsPixelLayoutARGB;
     PF_OpaqueSlot PrefersPixelLayoutARGB;
-    PF_OpaqueSlot RetainObject;
+    SPErr (*RetainObject)(DRAWBOT_ObjectRef object);
     SPErr (*ReleaseObject)(DRAWBOT_ObjectRef object);
 };
 static_assert(sizeof(DRAWBOT_SupplierSuite) == 13 * 8 && offsetof(DRAWBOT_SupplierSuite, NewImageFromBuffer) == 5 * 8 &&

@@ -376,7 +376,7 @@ TEST_F(Cli, WhatAFileHasBesidesItsPixelsIsKept) {
     print.attribute("YResolution", 300.0f);
     print.attribute("ResolutionUnit", "in");
     print.attribute("Orientation", 6);
-    print.attribute("Exif:FNumber", 2.5f);
+    print.attribute("FNumber", 2.5f);
     const std::vector<unsigned char> profile(300, 7);
     print.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, 300), profile.data());
     const std::string photo = drawUsual("photo.jpg", TypeDesc::UINT8, 3, print);
@@ -385,7 +385,7 @@ TEST_F(Cli, WhatAFileHasBesidesItsPixelsIsKept) {
         const ImageSpec spec = read(output).spec;
         EXPECT_EQ(spec.get_float_attribute("XResolution"), 300.0f) << output;
         EXPECT_EQ(spec.get_int_attribute("Orientation"), 6) << output;
-        EXPECT_EQ(spec.get_float_attribute("Exif:FNumber"), 2.5f) << output;
+        EXPECT_EQ(spec.get_float_attribute("FNumber"), 2.5f) << output;
         const auto* kept = spec.find_attribute("ICCProfile");
         ASSERT_NE(kept, nullptr) << output;
         EXPECT_EQ(kept->type().size(), 300u);
@@ -477,6 +477,7 @@ TEST_F(Cli, ModulesThatFailAreNamed) {
     refused(QUORVEL_ENTRYLESS_MODULE, "no entry point \"EffectMain\"");
     refused(QUORVEL_REFUSING_MODULE, "error 512: No wish to");
     expectFailure(run({"inspect", path("none.so")}), kExitFailure, "none.so: no such module");
+    expectFailure(run({"inspect", input}), kExitFailure, "in.png: not a module: neither ELF nor PE");
     expectFailure(render(input, path("out.png"), {"--module", QUORVEL_REFUSING_MODULE, "--tile-count", "8"}),
                   kExitUsage, "--tile-count 8: accepted is 3 to 7");
     expectFailure(render(input, path("out.png"), {"--module", QUORVEL_REFUSING_MODULE, "--grid-width", "8"}),
@@ -509,6 +510,11 @@ TEST_F(Cli, ParamsAndInspectTellWhatTheModuleDeclares) {
     EXPECT_EQ(module.at("out_flags").at("word"), 0x06008000);
     EXPECT_EQ(module.at("out_flags2").at("names").size(), 5u);
     EXPECT_TRUE(module.at("entry_points").at("EffectMain").get<bool>());
+    EXPECT_EQ(module.at("resource").at("out_flags"), module.at("out_flags"));
+    EXPECT_EQ(module.at("agreements").size(), 11u);
+    for (const auto& property : module.at("agreements")) {
+        EXPECT_TRUE(property.at("agree").get<bool>()) << property;
+    }
     EXPECT_EQ(run({"--version"}).out, "quorvel " QUORVEL_VERSION "\n");
 }
 

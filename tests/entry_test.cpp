@@ -232,13 +232,17 @@ TEST(Parameters, TheFirstRefusedDeclarationIsTheLastCall) {
 }
 
 TEST(Parameters, RefusedControlsCountAsDeclared) {
-    for (const auto& [call, skip] :
-         {std::pair("add_param", 0), {"add_param", 11}, {"register_ui", 0}, {"register_ui", 1}}) {
+    const struct {
+        std::string call;
+        int skip;
+    } refusals[] = {{"add_param", 0}, {"add_param", 11}, {"register_ui", 0}, {"register_ui", 1}};
+    for (const auto& refusal : refusals) {
+        SCOPED_TRACE(refusal.call + " after " + std::to_string(refusal.skip));
         Host host(QUORVEL_MODULE, Profile::afterEffects());
-        host.faults().refuse(call, kRefused, skip, 1);
-        const Calls calls = callsDuring(host, [&] { EXPECT_TRUE(host.paramsSetup().ok()) << call << skip; });
-        EXPECT_EQ(host.reportedParameterCount(), 13) << call << skip;
-        EXPECT_EQ(std::count(calls.begin(), calls.end(), "register_ui"), std::string(call) == "add_param" ? 1 : 2);
+        host.faults().refuse(refusal.call, kRefused, refusal.skip, 1);
+        const Calls calls = callsDuring(host, [&] { EXPECT_TRUE(host.paramsSetup().ok()); });
+        EXPECT_EQ(host.reportedParameterCount(), 13);
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), "register_ui"), refusal.call == "add_param" ? 1 : 2);
     }
 }
 

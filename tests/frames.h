@@ -74,8 +74,8 @@ struct Frame {
           random(frameSeed),
           settings(someSettings(values)),
           // Braces, because they evaluate from left to right.
-          source{kHostDepth<Channel>, random.chance(5) ? 1 : random.between(1, 70),
-                 random.chance(5) ? 1 : random.between(1, 50), someLayout()},
+          source{kHostDepth<Channel>, random.chance(10) ? 1 : random.between(1, 70),
+                 random.chance(10) ? 1 : random.between(1, 50), someLayout()},
           output{kHostDepth<Channel>, source.width(), source.height(), someLayout()},
           originX(random.oneOf({0, 0, 3, -2})),
           originY(random.oneOf({0, 0, 5, -1})) {
@@ -83,7 +83,6 @@ struct Frame {
         for (std::byte& byte : output.memory()) {
             byte = static_cast<std::byte>(random.between(0, 255));
         }
-        output.setOrigin(originX, originY);
         const int width = source.width();
         const int height = source.height();
         switch (random.between(0, 4)) {

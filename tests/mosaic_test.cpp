@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
+// The plain kernel where whole frames through a host do not reach, and examples worked by hand.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "effect/render/grid.h"
-#include "tests/plain_kernel.h"
+#include "tests/frames.h"
 
 namespace quorvel::test {
 namespace {
@@ -88,26 +91,6 @@ template <typename Depth>
 class Kernel : public testing::Test {};
 using Depths = testing::Types<Depth8, Depth16, DepthFloat>;
 TYPED_TEST_SUITE(Kernel, Depths);
-
-TYPED_TEST(Kernel, EqualsTheModel) {
-    for (std::uint32_t seed = 1; seed <= 700; ++seed) {
-        Frame<typename TypeParam::Channel> frame(seed, Values::Any);
-        World output = frame.output.clone();
-        renderPlainly<TypeParam>(frame, frame.source, output);
-        ASSERT_TRUE(sameWorld<typename TypeParam::Channel>(expectedOutput(frame), output)) << frame.describe();
-    }
-}
-
-TYPED_TEST(Kernel, RendersInPlace) {
-    for (std::uint32_t seed = 1001; seed <= 1100; ++seed) {
-        using T = typename TypeParam::Channel;
-        Frame<T> frame(seed);
-        frame.output = frame.source.clone();
-        World picture = frame.source.clone();
-        renderPlainly<TypeParam>(frame, picture, picture);
-        ASSERT_TRUE(sameWorld<T>(expectedOutput(frame), picture)) << frame.describe();
-    }
-}
 
 TYPED_TEST(Kernel, HugeLayersAndOriginsStayInsideTheLayer) {
     using T = typename TypeParam::Channel;

@@ -50,13 +50,14 @@ ParameterValues valuesOf(const Host& host, const Frame<Channel>& frame) {
 
 /// The frame as this host gets it from the module.
 template <typename Channel>
-World renderThrough(Host& host, Instance& instance, const Frame<Channel>& frame) {
+World renderThrough(Host& host, Instance& instance, const Frame<Channel>& frame, bool inPlace = false) {
     World input = frame.source.clone();
+    World output = inPlace ? frame.source.clone() : frame.output.clone();
     input.setOrigin(frame.originX, frame.originY);
-    World output = frame.output.clone();
+    output.setOrigin(frame.originX, frame.originY);
     const ParameterValues values = valuesOf(host, frame);
     FrameRequest request;
-    request.input = &input;
+    request.input = inPlace ? &output : &input;
     request.output = &output;
     request.values = &values;
     request.time = static_cast<A_long>(frame.seed);
@@ -78,18 +79,34 @@ TYPED_TEST(WholeFrames, AreTheSameInBothHostsThePlainKernelAndTheModel) {
     Started premierePro(Profile::premierePro());
     Instance layerEffect(afterEffects);
     Instance clipEffect(premierePro);
-    for (std::uint32_t seed = 3001; seed <= 3300; ++seed) {
-        const Frame<T> frame(seed);
+    for (std::uint32_t seed = 3001; seed <= 3600; ++seed) {
+        const Frame<T> frame(seed, seed % 2 == 0 ? Values::Sane : Values::Any);
+        const World expected = expectedOutput(frame);
         World plain = frame.output.clone();
         renderPlainly<TypeParam>(frame, frame.source, plain);
-        ASSERT_TRUE(sameWorld<T>(expectedOutput(frame), plain)) << "plain kernel, " << frame.describe();
-        ASSERT_TRUE(sameWorld<T>(plain, renderThrough(afterEffects, layerEffect, frame)))
+        ASSERT_TRUE(sameWorld<T>(expected, plain)) << "plain kernel, " << frame.describe();
+        ASSERT_TRUE(sameWorld<T>(expected, renderThrough(afterEffects, layerEffect, frame)))
             << "After Effects, " << frame.describe();
-        ASSERT_TRUE(sameWorld<T>(plain, renderThrough(premierePro, clipEffect, frame)))
+        ASSERT_TRUE(sameWorld<T>(expected, renderThrough(premierePro, clipEffect, frame)))
             << "Premiere Pro, " << frame.describe();
     }
     EXPECT_EQ(afterEffects.ledger().breaches(), std::vector<std::string>{});
     EXPECT_EQ(premierePro.ledger().breaches(), std::vector<std::string>{});
+}
+
+TYPED_TEST(WholeFrames, AreTheSameInPlace) {
+    using T = typename TypeParam::Channel;
+    Started host(Profile::afterEffects());
+    Instance instance(host);
+    for (std::uint32_t seed = 1001; seed <= 1100; ++seed) {
+        Frame<T> frame(seed);
+        frame.output = frame.source.clone();
+        World plain = frame.source.clone();
+        renderPlainly<TypeParam>(frame, plain, plain);
+        const World expected = expectedOutput(frame);
+        ASSERT_TRUE(sameWorld<T>(expected, plain)) << "plain kernel, " << frame.describe();
+        ASSERT_TRUE(sameWorld<T>(expected, renderThrough(host, instance, frame, true))) << frame.describe();
+    }
 }
 
 TYPED_TEST(WholeFrames, AreTheSameOnSixteenThreads) {

@@ -160,8 +160,8 @@ template <typename T>
     high = larger(swapPairs<T>(high), high);
     low = smaller(swapNeighbours<T>(low), low);
     high = larger(swapNeighbours<T>(high), high);
-    __builtin_memcpy(&spread.minimum, &low, sizeof spread.minimum);
-    __builtin_memcpy(&spread.maximum, &high, sizeof spread.maximum);
+    spread.minimum = firstPixel<T>(low);
+    spread.maximum = firstPixel<T>(high);
     return spread;
 }
 

@@ -97,16 +97,40 @@ struct Pixel {
     T channel[kChannelsPerPixel];
 };
 
-// Rows start anywhere, so no address is taken as aligned.
+// Rows start anywhere, so no address is taken as aligned. Halves are moved one by one: compilers copy structures in
+// smaller pieces, by way of memory.
 template <typename V>
 [[gnu::always_inline]] inline V load(const void* from) {
-    V value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
+    if constexpr (kIsWide<V>) {
+        using Half = typename V::Half;
+        return {load<Half>(from), load<Half>(static_cast<const char*>(from) + sizeof(Half))};
+    } else {
+        V value;
+        __builtin_memcpy(&value, from, sizeof value);
+        return value;
+    }
 }
 template <typename V>
 [[gnu::always_inline]] inline void store(void* to, V value) {
-    __builtin_memcpy(to, &value, sizeof value);
+    if constexpr (kIsWide<V>) {
+        store(to, value.low);
+        store(static_cast<char*>(to) + sizeof(typename V::Half), value.high);
+    } else {
+        __builtin_memcpy(to, &value, sizeof value);
+    }
+}
+
+template <typename To, typename From>
+[[gnu::always_inline]] inline To reinterpret(From value) {
+    static_assert(sizeof(To) == sizeof(From));
+    if constexpr (kIsWide<To>) {
+        using Half = typename To::Half;
+        return {reinterpret<Half>(value.low), reinterpret<Half>(value.high)};
+    } else {
+        To result;
+        __builtin_memcpy(&result, &value, sizeof result);
+        return result;
+    }
 }
 
 /// How many channels further a register's worth begins at a multiple of its size; less than a register holds.
@@ -142,14 +166,6 @@ template <typename V>
     } else {
         return value > kept ? value : kept;
     }
-}
-
-template <typename To, typename From>
-[[gnu::always_inline]] inline To reinterpret(From value) {
-    static_assert(sizeof(To) == sizeof(From));
-    To result;
-    __builtin_memcpy(&result, &value, sizeof result);
-    return result;
 }
 
 /// Ones where `value` is from `first` to `last`, in a vector M of masks.
@@ -270,6 +286,17 @@ template <std::size_t Units, std::size_t A, std::size_t B, std::size_t C, std::s
     } else {
         return {pickItems<Units>(value.low, value.high, std::index_sequence<A, B>{}),
                 pickItems<Units>(value.low, value.high, std::index_sequence<C, D>{})};
+    }
+}
+
+template <typename T, typename V>
+[[gnu::always_inline]] inline Pixel<T> firstPixel(V value) {
+    if constexpr (kIsWide<V>) {
+        return firstPixel<T>(value.low);
+    } else {
+        Pixel<T> pixel;
+        __builtin_memcpy(&pixel, &value, sizeof pixel);
+        return pixel;
     }
 }
 

@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: MIT
+// Prints one line for everything this platform's build of the module computes: the curve's values, and the frames of
+// a seeded series of requests in all depths as both hosts make them. Two platforms agree when their lines do.
+// Usage: quorvel_digest MODULE
+#include <array>
+#include <bit>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "effect/render/curve.h"
+#include "host/host.h"
+
+namespace {
+
+using namespace quorvel;
+using namespace quorvel::host;
+
+/// FNV-1a over 64 bits.
+class Digest {
+public:
+    void byte(std::byte value) { hash_ = (hash_ ^ std::to_integer<std::uint64_t>(value)) * 0x100000001B3U; }
+    void word(std::uint32_t value) {
+        for (int shift = 0; shift < 32; shift += 8) {
+            byte(static_cast<std::byte>((value >> shift) & 0xFFU));
+        }
+    }
+    std::uint64_t value() const { return hash_; }
+
+private:
+    std::uint64_t hash_ = 0xCBF29CE484222325U;
+};
+
+/// A generator of our own: the standard library's distributions differ from one library to the next.
+class Random {
+public:
+    explicit Random(std::uint64_t seed) : state_(seed) {}
+
+    /// 0 to `below` - 1.
+    int upTo(int below) {
+        state_ += 0x9E3779B97F4A7C15U;
+        std::uint64_t z = state_;
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBU;
+        return static_cast<int>((z ^ (z >> 31)) % static_cast<std::uint64_t>(below));
+    }
+    bool oneIn(int chances) { return upTo(chances) == 0; }
+    /// 0 to 1 in steps that every float holds exactly.
+    double fraction() { return upTo(4097) / 4096.0; }
+
+private:
+    std::uint64_t state_;
+};
+
+void printDigest(const std::string& what, const Digest& digest) {
+    std::printf("%s %016" PRIx64 "\n", what.c_str(), digest.value());
+}
+
+/// The curve at every sample of a turn and beyond its ends, for the sample counts that the effect uses.
+void printCurves() {
+    struct Use {
+        int count;
+        float amplitude;
+    };
+    for (const Use use : {Use{256, 255.0F}, Use{4096, 32768.0F}, Use{4000, 1.0F}, Use{96, 50.0F}}) {
+        for (int type = kLinearRampUp; type <= kExpDown; ++type) {
+            for (const float smoothness : {-1.0F, 0.0F, 0.5F, 1.0F, 7.25F}) {
+                for (int flags = 0; flags < 4; ++flags) {
+                    Digest digest;
+                    for (int i = -use.count / 2; i < use.count + use.count / 2; ++i) {
+                        digest.word(std::bit_cast<std::uint32_t>(
+                            getCurveVal(type, i, use.count, use.amplitude, 0.0F, smoothness, flags)));
+                    }
+                    char what[80];
+                    std::snprintf(what, sizeof(what), "curve %d of %d samples, smoothness %g, flags %d", type,
+                                  use.count, static_cast<double>(smoothness), flags);
+                    printDigest(what, digest);
+                }
+            }
+        }
+    }
+}
+
+/// Areas of flat colour, slopes and noise, so that blocks of every size appear.
+int paint(Random& random, int x, int y, int patch) {
+    switch (patch) {
+        case 0:
+            return 30000;
+        case 1:
+            return (x * 911 + y * 577) % 32769;
+        case 2:
+            return random.upTo(32769);
+        default:
+            return random.oneIn(9) ? random.upTo(32769) : 4000 + 16 * x;
+    }
+}
+
+World makePicture(Random& random, Depth depth, int width, int height) {
+    World world(depth, width, height, {random.upTo(3) * 16, random.oneIn(4)});
+    std::array<int, 16> patches{};
+    for (int& patch : patches) {
+        patch = random.upTo(4);
+    }
+    for (int y = 0; y < height; ++y) {
+        for (int i = 0; i < 4 * width; ++i) {
+            const auto cell = static_cast<std::size_t>(y * 4 / height * 4 + i / width);
+            const int value = paint(random, i, y, patches[cell]);
+            switch (depth) {
+                case Depth::Bits8:
+                    world.channels<std::uint8_t>(y)[i] = static_cast<std::uint8_t>(value * 255 / 32768);
+                    break;
+                case Depth::Bits16:
+                    world.channels<std::uint16_t>(y)[i] = static_cast<std::uint16_t>(value);
+                    break;
+                case Depth::Float32:
+                    // Beyond 0 and 1 as well, as high-range pictures are.
+                    world.channels<float>(y)[i] = static_cast<float>(value - 2000) / 29000.0F;
+                    break;
+            }
+        }
+    }
+    return world;
+}
+
+void addPixels(Digest& digest, const World& world) {
+    for (int y = 0; y < world.height(); ++y) {
+        const std::byte* row = world.row(y);
+        for (int i = 0; i < world.width() * pixelBytes(world.depth()); ++i) {
+            digest.byte(row[i]);
+        }
+    }
+}
+
+void require(const CommandResult& result, const char* command) {
+    if (!result.ok()) {
+        throw HostError(std::string(command) + " failed with error " + std::to_string(result.error) + " " +
+                        result.message + result.exception);
+    }
+}
+
+A_long idOf(const Host& host, const char* name) {
+    const Parameter* parameter = host.findParameter(name);
+    if (parameter == nullptr) {
+        throw HostError(std::string("the module declares no ") + name);
+    }
+    return parameter->id();
+}
+
+PF_Fixed degrees(int hundredths) {
+    return static_cast<PF_Fixed>(static_cast<std::int64_t>(hundredths) * 65536 / 100);
+}
+
+constexpr std::array kDepthNames = {"8", "16", "32"};
+
+/// One frame with random settings for everything that is not given.
+void printFrame(Host& host, Instance& instance, Random& random, const std::string& who, Depth depth, int mode,
+                int curve) {
+    const int width = 1 + random.upTo(120);
+    const int height = 1 + random.upTo(80);
+    const World input = makePicture(random, depth, width, height);
+    const bool sameSize = random.oneIn(2);
+    const World intensity =
+        makePicture(random, depth, sameSize ? width : 1 + random.upTo(150), sameSize ? height : 1 + random.upTo(100));
+    World output(depth, width, height, {random.upTo(2) * 16, random.oneIn(4)});
+
+    ParameterValues values(host.parameters());
+    values.setPopup(idOf(host, "Channels"), mode);
+    values.setPopup(idOf(host, "Curve"), curve);
+    values.setFloat(idOf(host, "Mosaic Intensity"), random.fraction());
+    values.setFixed(idOf(host, "Grid Width"), (1 + random.upTo(32)) * 65536);
+    values.setFixed(idOf(host, "Grid Height"), (1 + random.upTo(32)) * 65536);
+    values.setFixed(idOf(host, "Maximum Iterations"), (1 + random.upTo(8)) * 65536);
+    values.setFixed(idOf(host, "Curve Phase"), degrees(random.upTo(160000) - 80000));
+    values.setFixed(idOf(host, "Curve Phase Split (RGB)"), degrees(random.upTo(80000) - 40000));
+    values.setFloat(idOf(host, "Curve Smoothness"), random.oneIn(3) ? 0.0 : 4.0 * random.fraction());
+    if (random.oneIn(3)) {
+        values.setLayer(idOf(host, "Intensity Source"), &intensity);
+    }
+
+    FrameRequest request;
+    request.input = &input;
+    request.output = &output;
+    request.values = &values;
+    request.downsampleX = request.downsampleY = {1, random.oneIn(4) ? 2U : 1U};
+    require(instance.render(request), "render");
+
+    Digest digest;
+    addPixels(digest, output);
+    printDigest(who + " depth " + kDepthNames[static_cast<std::size_t>(depth)] + " channels " + std::to_string(mode) +
+                    " curve " + std::to_string(curve) + " size " + std::to_string(width) + "x" + std::to_string(height),
+                digest);
+}
+
+/// The module's whole life under one host.
+void printLife(const char* moduleFile, const Profile& profile, const std::string& who, std::uint64_t seed) {
+    Host host(moduleFile, profile);
+    host.start();
+    const CommandResult about = host.about();
+    require(about, "about");
+    std::printf("%s is told: %.15s, %d parameters, version %08x, flags %08x %08x\n", who.c_str(), about.message.c_str(),
+                static_cast<int>(host.parameters().size()), host.capabilities().version,
+                static_cast<unsigned>(host.capabilities().outFlags),
+                static_cast<unsigned>(host.capabilities().outFlags2));
+    {
+        Instance instance(host);
+        require(instance.sequenceSetup(), "sequence set-up");
+        ParameterValues values(host.parameters());
+        require(instance.updateParamsUI(values), "update of the panel");
+        Random random(seed);
+        for (const Depth depth : {Depth::Bits8, Depth::Bits16, Depth::Float32}) {
+            for (int mode = 1; mode <= 6; ++mode) {
+                for (int curve = 1; curve <= 6; ++curve) {
+                    printFrame(host, instance, random, who, depth, mode, curve);
+                }
+            }
+        }
+        require(instance.getFlattenedSequenceData(), "copy of the sequence data");
+        require(instance.sequenceFlatten(), "sequence flatten");
+        require(instance.sequenceResetup(), "sequence re-set-up");
+        require(instance.sequenceSetdown(), "sequence set-down");
+    }
+    require(host.globalSetdown(), "global set-down");
+    for (const OpenLoan& loan : host.ledger().open()) {
+        std::printf("%s is still owed: %s\n", who.c_str(), loan.name.c_str());
+    }
+    for (const std::string& breach : host.ledger().breaches()) {
+        std::printf("%s complains: %s\n", who.c_str(), breach.c_str());
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: quorvel_digest MODULE\n");
+        return 2;
+    }
+    try {
+        printCurves();
+        printLife(argv[1], Profile::afterEffects(), "After Effects 22", 1);
+        printLife(argv[1], Profile::afterEffects(13, 8), "After Effects CC 2014", 2);
+        printLife(argv[1], Profile::premierePro(), "Premiere Pro", 3);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "quorvel_digest: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}

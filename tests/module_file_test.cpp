@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: MIT
+// What the built module shows to a host that only looks at the file, and how damaged files are met.
+#include "host/module_file.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "effect/resources/pipl.h"
+#include "host/byte_reader.h"
+#include "host/host.h"
+
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#endif
+
+namespace quorvel::host {
+namespace {
+
+using Bytes = std::vector<std::byte>;
+
+#if defined(_WIN32)
+constexpr bool kWindows = true;
+#else
+constexpr bool kWindows = false;
+#endif
+
+Bytes bytesOf(const std::string& text) {
+    const auto* data = reinterpret_cast<const std::byte*>(text.data());
+    return {data, data + text.size()};
+}
+
+Bytes readBytes(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return bytesOf({std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()});
+}
+
+ModuleFile parse(std::span<const std::byte> bytes) {
+    return kWindows ? parsePortableExecutable(bytes) : parseElf(bytes);
+}
+
+/// What the module says of itself when it runs.
+struct Reported {
+    Identity identity;
+    Capabilities capabilities;
+};
+
+Reported askModule() {
+    Host host(QUORVEL_MODULE, Profile::afterEffects());
+    EXPECT_TRUE(host.globalSetup().ok());
+    return {host.module().identity(), host.capabilities()};
+}
+
+/// One line for each property that differs.
+std::string disagreements(const ResourceDescription& description, const Reported& reported) {
+    std::string lines;
+    for (const Agreement& one : compare(description, reported.identity, reported.capabilities)) {
+        if (!one.agree()) {
+            lines += one.what + ": " + one.described + ", not " + one.reported + "\n";
+        }
+    }
+    return lines;
+}
+
+std::vector<std::string> keysOf(bool windows) {
+    std::vector<std::string> keys{"kind", "name", "catg"};
+    for (const char* entry : {"8664", "mi64", "ma64"}) {
+        if ((std::string(entry) == "8664") == windows) {
+            keys.emplace_back(entry);
+        }
+    }
+    for (const char* key : {"ePVR", "eSVR", "eVER", "eINF", "eGLO", "eGL2", "eMNA", "aeFL"}) {
+        keys.emplace_back(key);
+    }
+    return keys;
+}
+
+TEST(BuiltModule, ShowsTwoEntryPointsAndNeedsSystemLibrariesOnly) {
+    const ModuleFile module = readModuleFile(QUORVEL_MODULE);
+    EXPECT_TRUE(module.runsHere());
+    EXPECT_EQ(module.exports, (std::vector<std::string>{"EffectMain", "PluginDataEntryFunction"}));
+    if (kWindows) {
+        EXPECT_EQ(module.imports, (std::vector<std::string>{"KERNEL32.dll", "msvcrt.dll"}));
+        EXPECT_EQ(module.fileVersion, "1.3.0.1");
+    }
+}
+
+TEST(BuiltModule, IsDescribedByItsResourceAsItReportsItself) {
+    const ModuleFile module = readModuleFile(QUORVEL_MODULE);
+    const auto description = readResourceDescription(QUORVEL_MODULE, module);
+    ASSERT_TRUE(description);
+    EXPECT_EQ(disagreements(*description, askModule()), "");
+    EXPECT_EQ(description->keys, keysOf(kWindows));
+    for (const auto& [key, entryPoint] : description->entryPoints) {
+        EXPECT_TRUE(module.exportsSymbol(entryPoint)) << key;
+    }
+}
+
+TEST(BuiltModule, HasAResourceFileForMacOSBesideIt) {
+    const Bytes file = readBytes(std::filesystem::path(QUORVEL_MODULE).replace_extension(".rsrc"));
+    const auto resource = findMacResource(file, kPiplType, kPiplId);
+    ASSERT_TRUE(resource);
+    const ResourceDescription description = decodePipl(*resource, std::endian::big);
+    EXPECT_EQ(disagreements(description, askModule()), "");
+    EXPECT_EQ(description.keys, keysOf(false));
+    EXPECT_FALSE(findMacResource(file, "vers", kPiplId));
+    EXPECT_FALSE(findMacResource(file, kPiplType, 1));
+}
+
+#if defined(_WIN32)
+TEST(BuiltModule, HandsItsResourceToTheSystem) {
+    const Module loaded(QUORVEL_MODULE);
+    HMODULE handle = nullptr;
+    ASSERT_TRUE(
+        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                           reinterpret_cast<LPCWSTR>(reinterpret_cast<void*>(loaded.effectMain())), &handle));
+    const HRSRC found = FindResourceA(handle, MAKEINTRESOURCEA(kPiplId), kWindowsPiplType);
+    ASSERT_NE(found, nullptr);
+    const auto* data = static_cast<const std::byte*>(LockResource(LoadResource(handle, found)));
+    ASSERT_NE(data, nullptr);
+    const Bytes bytes(data, data + SizeofResource(handle, found));
+    EXPECT_EQ(disagreements(decodePipl(bytes, std::endian::little), askModule()), "");
+    EXPECT_EQ(readModuleFile(QUORVEL_MODULE).pipl, bytes);
+}
+#endif
+
+TEST(ResourceDescription, StartsAsHostsExpectIt) {
+    const std::string windows = resources::piplResource(std::endian::little);
+    EXPECT_EQ(windows.substr(0, 30), std::string("\1\0\0\0\0\0\x0C\0\0\0MIB8dnik\0\0\0\0\4\0\0\0TKFe", 30));
+    const std::string mac = resources::piplResource(std::endian::big);
+    EXPECT_EQ(mac.substr(0, 28), std::string("\0\0\0\0\0\0\0\x0D"
+                                             "8BIMkind\0\0\0\0\0\0\0\4eFKT",
+                                             28));
+}
+
+TEST(ResourceDescription, EveryWrongOrMissingPropertyIsNoticed) {
+    const Reported reported = askModule();
+    const std::string sound = resources::piplResource(std::endian::little);
+    for (const std::string& key : keysOf(true)) {
+        if (key == "ePVR" || key == "eINF") {
+            continue;  // hosts ignore these, and the effect reports nothing like them
+        }
+        const std::size_t at = sound.find("MIB8" + std::string(key.rbegin(), key.rend()));
+        ASSERT_NE(at, std::string::npos) << key;
+        std::string wrong = sound;
+        wrong[at + 17] = static_cast<char>(wrong[at + 17] ^ 1);
+        EXPECT_NE(disagreements(decodePipl(bytesOf(wrong), std::endian::little), reported), "") << key;
+        std::string missing = sound;
+        missing[at + 4] = 'X';
+        EXPECT_NE(disagreements(decodePipl(bytesOf(missing), std::endian::little), reported), "") << key;
+    }
+}
+
+TEST(ResourceDescription, DamageIsNamed) {
+    const std::string sound = resources::piplResource(std::endian::little);
+    const auto complaint = [](const std::string& bytes) -> std::string {
+        try {
+            decodePipl(bytesOf(bytes), std::endian::little);
+            return "";
+        } catch (const FormatError& error) {
+            return error.what();
+        }
+    };
+    EXPECT_EQ(complaint(sound), "");
+    for (std::size_t length = 0; length < sound.size(); ++length) {
+        EXPECT_NE(complaint(sound.substr(0, length)), "") << length << " bytes";
+    }
+    std::string many = sound;
+    many[8] = '\x7F';
+    EXPECT_EQ(complaint(many), "the resource claims 8323084 properties");
+    std::string unsignedProperty = sound;
+    unsignedProperty[10] = 'X';
+    EXPECT_EQ(complaint(unsignedProperty), "property 1 has no signature");
+    std::string longName = sound;
+    longName[sound.find("MIB8eman") + 16] = '\xFF';
+    EXPECT_EQ(complaint(longName), "property 'name' lies outside the file");
+}
+
+TEST(DamagedModule, IsRefusedInOneLine) {
+    const std::filesystem::path file = std::filesystem::temp_directory_path() / "quorvel-damaged-module";
+    const auto complaint = [&](const Bytes& bytes) -> std::string {
+        std::ofstream(file, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        try {
+            readModuleFile(file);
+            return "";
+        } catch (const HostError& error) {
+            return error.what();
+        }
+    };
+    EXPECT_EQ(complaint(bytesOf("plain text")), file.string() + ": not a module: neither ELF nor PE");
+    EXPECT_EQ(complaint(bytesOf("\x7F"
+                                "ELF")),
+              file.string() +
+                  ": not a sound ELF module: the ELF header lies outside "
+                  "the file");
+    EXPECT_EQ(complaint(bytesOf("MZ")),
+              file.string() + ": not a sound PE module: the DOS header lies outside the file");
+    std::filesystem::remove(file);
+    EXPECT_NE(complaint({}), "");
+    std::filesystem::remove(file);
+}
+
+/// Damage anywhere is either harmless or a FormatError; the sanitizers watch for everything else.
+TEST(DamagedModule, NeverLeadsOutsideTheFile) {
+    const Bytes sound = readBytes(QUORVEL_MODULE);
+    const auto parseAnyway = [](const Bytes& bytes) {
+        try {
+            parse(bytes);
+        } catch (const FormatError&) {
+        }
+    };
+    for (std::size_t length = 0; length < sound.size(); length += length < 1024 ? 1 : 1021) {
+        EXPECT_THROW(parse(std::span(sound).first(length)), FormatError) << length << " bytes";
+    }
+    // Every byte of the headers and of the tables they lead to, set to values that make offsets and counts extreme.
+    Bytes damaged = sound;
+    for (std::size_t at = 4; at < damaged.size(); at += at < 2048 ? 1 : 257) {
+        for (const int value : {0x00, 0x7F, 0x80, 0xFF}) {
+            damaged[at] = static_cast<std::byte>(value);
+            EXPECT_NO_THROW(parseAnyway(damaged));
+        }
+        damaged[at] = sound[at];
+    }
+}
+
+}  // namespace
+}  // namespace quorvel::host
