@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "effect/render/depth.h"
 #include "effect/render/fast/geometry.h"
@@ -177,6 +178,45 @@ void sumSideBySide(const PixelView<const float>& source, const Region* regions, 
     }
 }
 
+/// Sums of the four channels of up to 16 pixels, two to an integer that is as wide as a pixel.
+template <typename T>
+class SmallSums {
+public:
+    [[gnu::always_inline]] inline void add(const T* pixel) {
+        Word word;
+        __builtin_memcpy(&word, pixel, sizeof word);
+        even_ += word & kEven;
+        odd_ += (word >> kBits) & kEven;
+    }
+    /// The average of exactly four pixels.
+    [[gnu::always_inline]] inline Pixel<T> quarter() const {
+        const Word average = ((even_ >> 2) & kEven) | (((odd_ >> 2) & kEven) << kBits);
+        return reinterpret<Pixel<T>>(average);
+    }
+    [[gnu::always_inline]] inline Pixel<T> average(std::int32_t count) const {
+        // As in averageOf: half a unit is at least 1/32 of a quotient's step here, the rounding errors of quotients
+        // below 2^16 are less than 1/64.
+        const float reciprocal = 1.0F / static_cast<float>(count);
+        const auto quotient = [&](Word sum) {
+            return static_cast<T>(
+                static_cast<std::int32_t>((static_cast<float>(static_cast<std::int32_t>(sum)) + 0.5F) * reciprocal));
+        };
+        constexpr int kSumBits = 2 * kBits;
+        constexpr Word kSum = (Word{1} << kSumBits) - 1;
+        return {
+            {quotient(even_ & kSum), quotient(odd_ & kSum), quotient(even_ >> kSumBits), quotient(odd_ >> kSumBits)}};
+    }
+
+private:
+    using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
+    static constexpr int kBits = 8 * sizeof(T);
+    /// A pixel's channels 0 and 2.
+    static constexpr Word kEven = (((Word{1} << kBits) - 1) << (2 * kBits)) | ((Word{1} << kBits) - 1);
+
+    Word even_ = 0;
+    Word odd_ = 0;
+};
+
 /// The colour of a part of at most four by four pixels, in all four channels. `joint`: as the form for R, G and B
 /// together rounds.
 template <typename Depth>
@@ -186,23 +226,24 @@ template <typename Depth>
     const T* row = source.pixels + region.y * source.stride + static_cast<std::ptrdiff_t>(region.x) * kChannelsPerPixel;
     const std::int32_t lanes = region.width * kChannelsPerPixel;
     const std::int32_t count = region.width * region.height;
-    Pixel<T> average;
     if constexpr (sizeof(T) <= 2) {
-        using Sums = Vector<std::int32_t, 16>;
-        Sums sums{};
+        SmallSums<T> sums;
+        if (region.width <= 2 && region.height <= 2) {
+            // Always four pixels, some of them repeated.
+            const std::ptrdiff_t right = lanes - kChannelsPerPixel;
+            const std::ptrdiff_t below = (region.height - 1) * source.stride;
+            sums.add(row);
+            sums.add(row + right);
+            sums.add(row + below);
+            sums.add(row + below + right);
+            return sums.quarter();
+        }
         for (std::int32_t j = 0; j < region.height; ++j, row += source.stride) {
             for (std::int32_t i = 0; i < lanes; i += kChannelsPerPixel) {
-                sums += Sums{row[i], row[i + 1], row[i + 2], row[i + 3]};
+                sums.add(row + i);
             }
         }
-        // As in averageOf: half a unit is at least 1/32 of a quotient's step here, the rounding errors of quotients
-        // below 2^16 are less than 1/64.
-        const FloatPixel quotients =
-            (__builtin_convertvector(sums, FloatPixel) + 0.5F) * (1.0F / static_cast<float>(count));
-        const auto truncated = __builtin_convertvector(quotients, Sums);
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            average.channel[c] = static_cast<T>(truncated[c]);
-        }
+        return sums.average(count);
     } else {
         FloatPixel sums{};
         for (std::int32_t j = 0; j < region.height; ++j, row += source.stride) {
@@ -210,11 +251,12 @@ template <typename Depth>
                 sums += load<FloatPixel>(row + i);
             }
         }
+        Pixel<T> average;
         for (int c = 0; c < kChannelsPerPixel; ++c) {
             average.channel[c] = joint ? Depth::jointAverage(sums[c], count) : Depth::singleAverage(sums[c], count);
         }
+        return average;
     }
-    return average;
 }
 
 }  // namespace

@@ -334,7 +334,7 @@ private:
             return;
         }
         Fills fills{{repeat<Q>(verdict.fill), repeat<Q>(verdict.fill)}};
-        fillParts({x0, x0 + width / 2, x2}, batch.busy + place, from[0], from[1], verdict, fills);
+        fillParts({x0, x0 + width / 2, x2}, batch.busy + place, verdict, fills);
         storeArranged(work_.fill[0].pixel(x0 - left), fills.row[0], width);
         storeArranged(work_.fill[1].pixel(x0 - left), fills.row[1], width);
     }
@@ -352,46 +352,48 @@ private:
         Q row[2];
     };
 
-    /// Averages of those parts of a half that are not kept.
-    [[gnu::noinline]] void fillParts(const ColumnPair& columns, const Mask<T>* busy, const Mask<T>* keep0,
-                                     const Mask<T>* keep1, const Verdict<T>& verdict, Fills& fills) const {
-        const std::int32_t* x = columns.bounds;
-        Pixel<T> pixels[2][4];
-        __builtin_memcpy(pixels, &fills, sizeof pixels);
-        for (int c = 0, group = 1; c < kChannelsPerPixel; c += group) {
-            group = job_.joint && c == kChannelR ? 3 : 1;
+    /// Averages of those parts of a half that are not kept. What is computed for kept channels is never looked at.
+    [[gnu::always_inline]] inline void fillParts(const ColumnPair& columns, const Mask<T>* busy,
+                                                 const Verdict<T>& verdict, Fills& fills) const {
+        if (job_.joint) {
+            fillGroup(columns, busy[kChannelR] == kKept<T>, fills);
+            return;
+        }
+        for (int c = 0; c < kChannelsPerPixel; ++c) {
             if (verdict.state.channel[c] != kSplit<T>) {
                 continue;
             }
-            const auto put = [&](int k, int firstPixel, int count, const Region& region) {
-                const Pixel<T> average = smallAverage<Depth>(job_.source, region, job_.joint);
-                for (int p = firstPixel; p < firstPixel + count; ++p) {
-                    for (int g = c; g < c + group; ++g) {
-                        pixels[k][p].channel[g] = average.channel[g];
-                    }
-                }
-            };
-            if (busy[c] == kFilled<T>) {
-                put(0, 0, 4, {x[0], y_[0], x[2] - x[0], y_[2] - y_[0]});
-                for (int p = 0; p < 4; ++p) {
-                    for (int g = c; g < c + group; ++g) {
-                        pixels[1][p].channel[g] = pixels[0][p].channel[g];
-                    }
-                }
-                continue;
-            }
-            for (int part = 0; part < 2; ++part) {
-                const std::int32_t lane = 2 * part * kChannelsPerPixel + c;
-                const std::int32_t width = x[part + 1] - x[part];
-                if (keep0[lane] == kFilled<T>) {
-                    put(0, 2 * part, 2, {x[part], y_[0], width, y_[1] - y_[0]});
-                }
-                if (keep1[lane] == kFilled<T>) {
-                    put(1, 2 * part, 2, {x[part], y_[1], width, y_[2] - y_[1]});
-                }
+            Fills group{};
+            fillGroup(columns, busy[c] == kKept<T>, group);
+            Pixel<Mask<T>> only{};
+            only.channel[c] = kKept<T>;
+            const M mask = repeat<M>(only);
+            for (int k = 0; k < 2; ++k) {
+                fills.row[k] = reinterpret<Q>(select(mask, reinterpret<M>(group.row[k]), reinterpret<M>(fills.row[k])));
             }
         }
-        __builtin_memcpy(&fills, pixels, sizeof pixels);
+    }
+
+    /// The average of the whole, or those of its parts.
+    [[gnu::always_inline]] inline void fillGroup(const ColumnPair& columns, bool inParts, Fills& fills) const {
+        const std::int32_t* x = columns.bounds;
+        const auto average = [&](int left, int right, int top, int bottom) {
+            return smallAverage<Depth>(job_.source, {x[left], y_[top], x[right] - x[left], y_[bottom] - y_[top]},
+                                       job_.joint);
+        };
+        if (!inParts) {
+            fills.row[0] = fills.row[1] = repeat<Q>(average(0, 2, 0, 2));
+            return;
+        }
+        if (x[2] - x[0] < 3 || y_[2] - y_[0] < 3) {
+            return;  // it has no parts, and is kept
+        }
+        for (int k = 0; k < 2; ++k) {
+            const Pixel<T> left = average(0, 1, k, k + 1);
+            const Pixel<T> right = average(1, 2, k, k + 1);
+            const Pixel<T> pixels[4] = {left, left, right, right};
+            fills.row[k] = load<Q>(pixels);
+        }
     }
 
     const MosaicJob<Depth>& job_;
