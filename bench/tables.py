@@ -90,13 +90,11 @@ def frames(times):
 
 def growth(times):
     print("## Growth (8 bits, Luminosity, photograph, 1080p unless named)\n")
-    for kind, unit in [("pixels", "size"), ("levels", "maximum iterations"), ("cells", "grid")]:
-        rows = []
-        for name in times:
-            parts = name.split("/")
-            if parts[0] == "growth" and parts[1] == kind and parts[-1] == "fast":
-                rows.append([parts[2], milliseconds(times[name])])
-        table([unit, "ms"], rows)
+    for kind, unit, values in [("pixels", "size", ["480p", "720p", "1080p", "4K", "8K"]),
+                               ("levels", "maximum iterations", ["1", "2", "4", "8", "16", "32"]),
+                               ("cells", "grid", ["1 x 1", "4 x 3", "16 x 9", "64 x 36", "192 x 108", "480 x 270",
+                                                  "960 x 540"])]:
+        table([unit, "ms"], [[value, milliseconds(times[f"growth/{kind}/{value}/fast"])] for value in values])
     rows = []
     for content in CONTENTS:
         base = f"growth/one 8K cell/{content}/"
