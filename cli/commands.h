@@ -11,8 +11,11 @@ class App;
 
 namespace quorvel::cli {
 
-/// Needs all arguments beforehand, because the module that they name decides which options there are.
+/// These need all arguments beforehand, because the module that they name decides which options there are.
 void addRenderCommand(CLI::App& program, const std::vector<std::string>& arguments);
+void addPanelCommand(CLI::App& program, const std::vector<std::string>& arguments);
+
+void addAboutCommand(CLI::App& program);
 void addParamsCommand(CLI::App& program);
 void addInspectCommand(CLI::App& program);
 

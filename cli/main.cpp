@@ -20,6 +20,7 @@ constexpr char kOverview[] =
     "Examples:\n"
     "  quorvel render photo.jpg -o mosaic.png\n"
     "  quorvel render --help\n"
+    "  quorvel panel -o panel.png\n"
     "  quorvel params\n"
     "  quorvel inspect --json\n"
     "\n"
@@ -75,9 +76,11 @@ int run(const std::vector<std::string>& arguments) {
     program.footer(kOverview);
 #if defined(QUORVEL_PICTURES)
     addRenderCommand(program, arguments);
+    addPanelCommand(program, arguments);
 #endif
     addParamsCommand(program);
     addInspectCommand(program);
+    addAboutCommand(program);
     if (arguments.empty()) {
         return fail(kExitUsage, "a command is missing; accepted is what quorvel --help lists");
     }

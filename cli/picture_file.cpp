@@ -471,6 +471,11 @@ Picture readPicture(const fs::path& file, const ReadSettings& settings) {
     return {std::move(world), map.hasAlpha(), std::move(traits), notesOnChannels(name, spec, map)};
 }
 
+std::shared_ptr<const PictureTraits> plainTraits(const host::World& world) {
+    const OIIO::ImageSpec spec(world.width(), world.height(), 4, sampleType(world.depth()));
+    return std::make_shared<PictureTraits>(PictureTraits{spec, {}, 1, world.depth()});
+}
+
 std::vector<std::string> writePicture(const fs::path& file, const host::World& world, const PictureTraits& traits,
                                       const WriteSettings& settings) {
     const auto output = createOutput(file.string());

@@ -36,6 +36,9 @@ struct ReadSettings {
 /// line naming the file and the reason when it is missing, damaged, cut short, or larger than the host takes.
 Picture readPicture(const std::filesystem::path& file, const ReadSettings& settings);
 
+/// For a picture that was made and not read: nothing but the pixels.
+std::shared_ptr<const PictureTraits> plainTraits(const host::World& world);
+
 struct WriteSettings {
     bool alpha = false;          ///< write the alpha channel
     bool clobber = true;         ///< replace a file that is there

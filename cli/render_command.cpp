@@ -7,9 +7,9 @@
 #include <optional>
 
 #include "cli/commands.h"
+#include "cli/effect_options.h"
 #include "cli/exit_status.h"
 #include "cli/module_options.h"
-#include "cli/parameter_options.h"
 #include "cli/parameter_text.h"
 #include "cli/picture_file.h"
 #include "cli/staged_file.h"
@@ -39,7 +39,6 @@ struct Options {
     std::string depth;
     std::string downsample;
     std::string intensityOffset;
-    ModuleOptions module;
 };
 
 struct Point {
@@ -98,41 +97,18 @@ bool worksOnAlpha(const host::Host& host, const host::ParameterValues& values) {
 
 class RenderCommand {
 public:
-    /// Adds what is known without the module. Must outlive the returned command's parsing.
-    CLI::App* addTo(CLI::App& program);
-    /// Adds the options of the parameters that the module named in `arguments` declares.
-    void loadModule(CLI::App& command, const std::vector<std::string>& arguments);
+    /// Must outlive the parsing of the command line.
+    CLI::App* addTo(CLI::App& program, const std::vector<std::string>& arguments);
     void run();
 
 private:
     void renderFrame(const Picture& picture, host::World& output, const host::ParameterValues& values, int downsample);
 
     Options options_;
-    std::unique_ptr<host::Host> host_;
-    ParameterOptions parameters_;
+    EffectOptions effect_;
 };
 
-/// What has to be known before the command line can be parsed: the module, its host, and whether help is wanted.
-struct Preview {
-    ModuleOptions module;
-    bool help = false;
-};
-
-Preview previewOf(std::vector<std::string> arguments) {
-    Preview preview;
-    CLI::App app;
-    app.allow_extras();
-    app.option_defaults()->take_last();
-    app.set_help_flag("");
-    app.add_flag("-h,--help", preview.help);
-    addHostOptions(app, preview.module);
-    addModuleOption(app, preview.module);
-    std::reverse(arguments.begin(), arguments.end());  // the order in which CLI11 takes them
-    app.parse(std::move(arguments));
-    return preview;
-}
-
-CLI::App* RenderCommand::addTo(CLI::App& program) {
+CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>& arguments) {
     CLI::App* command = program.add_subcommand("render", "Render a picture through the effect");
     command->add_option("INPUT", options_.input, "The picture: PNG, JPEG, TIFF, OpenEXR, DPX, ...")
         ->type_name("FILE")
@@ -151,27 +127,9 @@ CLI::App* RenderCommand::addTo(CLI::App& program) {
         ->add_option("--intensity-offset", options_.intensityOffset,
                      "Where the input lies in the intensity source, in full-resolution pixels (default 0,0)")
         ->type_name("X,Y");
-    addHostOptions(*command, options_.module);
-    addModuleOption(*command, options_.module);
     command->footer(kExamples);
+    effect_.addTo(*command, arguments);
     return command;
-}
-
-void RenderCommand::loadModule(CLI::App& command, const std::vector<std::string>& arguments) {
-    const Preview preview = previewOf(arguments);
-    try {
-        host_ = startHost(preview.module);
-    } catch (const host::HostError& error) {
-        if (!preview.help) {
-            throw;
-        }
-        command.footer(
-            "The options that set the effect's parameters are missing here, because the module could not\n"
-            "be loaded: " +
-            std::string(error.what()) + "\n\n" + kExamples);
-        return;
-    }
-    parameters_.addTo(command, host_->parameters());
 }
 
 void RenderCommand::run() {
@@ -182,7 +140,7 @@ void RenderCommand::run() {
     const auto depth = parseDepth(options_.depth);
     const int downsample = parseDownsample(options_.downsample);
     const Point offset = parseOffset(options_.intensityOffset);
-    host::ParameterValues values = parameters_.values();
+    host::ParameterValues values = effect_.parameters().values();
     if (!toStandardOutput) {
         checkTarget(options_.output, !options_.noClobber);
     }
@@ -190,7 +148,7 @@ void RenderCommand::run() {
     Picture picture = readPicture(options_.input, {depth, downsample});
     std::vector<std::string> notes = picture.notes;
     std::list<Picture> layers;
-    for (const auto& [id, file] : parameters_.layerFiles()) {
+    for (const auto& [id, file] : effect_.parameters().layerFiles()) {
         const Picture& layer = layers.emplace_back(readPicture(file, {picture.world.depth(), downsample}));
         notes.insert(notes.end(), layer.notes.begin(), layer.notes.end());
         values.setLayer(id, &layer.world);
@@ -201,7 +159,7 @@ void RenderCommand::run() {
     renderFrame(picture, output, values, downsample);
 
     WriteSettings settings;
-    settings.alpha = picture.hasAlpha || worksOnAlpha(*host_, values);
+    settings.alpha = picture.hasAlpha || worksOnAlpha(effect_.host(), values);
     settings.clobber = !options_.noClobber;
     settings.fullPrecision = depth.has_value();
     const std::vector<std::string> writeNotes = toStandardOutput
@@ -215,24 +173,22 @@ void RenderCommand::run() {
 
 void RenderCommand::renderFrame(const Picture& picture, host::World& output, const host::ParameterValues& values,
                                 int downsample) {
-    host::Instance instance(*host_);
-    require(instance.sequenceSetup(), "sequence set-up", *host_);
+    host::Instance instance(effect_.host());
+    require(instance.sequenceSetup(), "sequence set-up", effect_.host());
     host::FrameRequest request;
     request.input = &picture.world;
     request.output = &output;
     request.values = &values;
     request.downsampleX = request.downsampleY = {1, static_cast<A_u_long>(downsample)};
-    require(instance.render(request), "render", *host_);
-    require(instance.sequenceSetdown(), "sequence set-down", *host_);
+    require(instance.render(request), "render", effect_.host());
+    require(instance.sequenceSetdown(), "sequence set-down", effect_.host());
 }
 
 }  // namespace
 
 void addRenderCommand(CLI::App& program, const std::vector<std::string>& arguments) {
     const auto render = std::make_shared<RenderCommand>();
-    CLI::App* command = render->addTo(program);
-    command->preparse_callback([render, command, arguments](std::size_t) { render->loadModule(*command, arguments); });
-    command->callback([render] { render->run(); });
+    render->addTo(program, arguments)->callback([render] { render->run(); });
 }
 
 }  // namespace quorvel::cli

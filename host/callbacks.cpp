@@ -1,49 +1,40 @@
 // SPDX-License-Identifier: MIT
 // The callbacks that come with every command: parameters, handles and strings.
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include "host/session.h"
+#include "host/suite_tables.h"
 
 namespace quorvel::host {
 
 namespace {
 
-/// Enters a callback that is given the effect's reference. On success `call` is set; otherwise the error says why.
-PF_Err enter(PF_ProgPtr effectRef, std::string_view name, std::string_view detail, CurrentCall*& call) {
-    call = CurrentCall::get();
-    if (call == nullptr) {
-        return PF_Err_INVALID_CALLBACK;
-    }
-    if (effectRef != &call->host) {
-        call->host.ledger.breach(std::string(name) + " with a foreign effect_ref");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    return enterCall(call->host, name, detail).value_or(PF_Err_NONE);
-}
-
 PF_Err checkoutParam(PF_ProgPtr effectRef, PF_ParamIndex index, A_long time, A_long timeStep, A_u_long timeScale,
                      PF_ParamDef* param) {
     CurrentCall* call = nullptr;
     const std::string name = std::to_string(index);
-    if (const PF_Err error = enter(effectRef, "checkout_param", name, call)) {
+    const std::string function = "checkout_param " + name;
+    if (const PF_Err error = enterEffectCall(effectRef, "checkout_param", name, call)) {
         return error;
     }
-    if (param == nullptr) {
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
     FrameContext* frame = call->frame;
-    if (frame == nullptr || frame->values == nullptr) {
-        return PF_Err_INVALID_CALLBACK;
+    if (frame == nullptr || frame->values == nullptr || call->command == PF_Cmd_UPDATE_PARAMS_UI) {
+        return breach(*call, function, "no parameter can be checked out in this command", PF_Err_INVALID_CALLBACK);
     }
     if (index < 0 || index >= frame->values->count()) {
-        return PF_Err_INVALID_INDEX;
+        return breach(*call, function, "there is no such parameter", PF_Err_INVALID_INDEX);
+    }
+    if (param == nullptr) {
+        return breach(*call, function, "given nothing to fill");
     }
     if (const FrameRequest* request = frame->request;
         request != nullptr &&
         (time != request->time || timeStep != request->timeStep || timeScale != request->timeScale)) {
-        call->host.ledger.breach("checkout_param " + name + " at another time than the frame's");
+        static_cast<void>(breach(*call, function, "asked for another time than the frame's"));
     }
     *param = frame->values->at(index);
     if (index == 0 && frame->request != nullptr) {
@@ -70,7 +61,7 @@ PF_Err checkinParam(PF_ProgPtr effectRef, PF_ParamDef* param) {
     const std::string name = frame != nullptr && frame->values != nullptr && param != nullptr
                                  ? std::to_string(indexOf(*frame, *param))
                                  : std::string("?");
-    const PF_Err error = enter(effectRef, "checkin_param", name, call);
+    const PF_Err error = enterEffectCall(effectRef, "checkin_param", name, call);
     if (frame != nullptr) {
         // Given back all the same when the call is refused: a refusal must not look like a leak of the module's.
         call->host.ledger.takeBack(Loan::Parameter, name);
@@ -96,13 +87,16 @@ std::vector<std::string> splitChoices(const char* texts) {
 PF_Err addParam(PF_ProgPtr effectRef, PF_ParamIndex index, PF_ParamDef* def) {
     CurrentCall* call = nullptr;
     const std::string name = def != nullptr ? std::string(def->name, strnlen(def->name, sizeof def->name)) : "null";
-    if (const PF_Err error = enter(effectRef, "add_param", name, call)) {
+    if (const PF_Err error = enterEffectCall(effectRef, "add_param", name, call)) {
         return error;
     }
-    if (def == nullptr || index != -1) {
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
     std::vector<Parameter>& parameters = call->host.parameters;
+    if (call->command != PF_Cmd_PARAMS_SETUP) {
+        return breach(*call, "add_param", "called outside parameter set-up", PF_Err_INVALID_CALLBACK);
+    }
+    if (def == nullptr || (index != -1 && index != static_cast<PF_ParamIndex>(parameters.size()))) {
+        return breach(*call, "add_param", "given no definition, or another place than the end");
+    }
     Parameter& parameter = parameters.emplace_back();
     parameter.index = static_cast<PF_ParamIndex>(parameters.size()) - 1;
     parameter.def = *def;
@@ -110,7 +104,7 @@ PF_Err addParam(PF_ProgPtr effectRef, PF_ParamIndex index, PF_ParamDef* def) {
     if (def->param_type == PF_Param_POPUP) {
         parameter.choices = splitChoices(def->u.pd.u.namesptr);
         if (static_cast<int>(parameter.choices.size()) != def->u.pd.num_choices) {
-            call->host.ledger.breach("add_param " + name + ": the number of choices is not that of its texts");
+            static_cast<void>(breach(*call, "add_param " + name, "the number of choices is not that of its texts"));
         }
         // The module's text is copied; nobody reads it from the definition again.
         parameter.def.u.pd.u.namesptr = nullptr;
@@ -120,22 +114,24 @@ PF_Err addParam(PF_ProgPtr effectRef, PF_ParamIndex index, PF_ParamDef* def) {
 
 PF_Err registerUI(PF_ProgPtr effectRef, PF_CustomUIInfo* info) {
     CurrentCall* call = nullptr;
-    if (const PF_Err error = enter(effectRef, "register_ui", {}, call)) {
+    if (const PF_Err error = enterEffectCall(effectRef, "register_ui", {}, call)) {
         return error;
     }
-    if (info == nullptr || call->host.parameters.size() < 2) {
-        return PF_Err_BAD_CALLBACK_PARAM;
+    if (info == nullptr || call->command != PF_Cmd_PARAMS_SETUP || call->host.parameters.size() < 2) {
+        return breach(*call, "register_ui", "there is no parameter that it could belong to, or no description");
     }
     call->host.parameters.back().customUI = *info;
     return PF_Err_NONE;
 }
 
-PF_Err neverAborts(PF_ProgPtr) {
-    return PF_Err_NONE;
+PF_Err neverAborts(PF_ProgPtr effectRef) {
+    CurrentCall* call = nullptr;
+    return enterEffectCall(effectRef, "abort", {}, call);
 }
 
-PF_Err ignoresProgress(PF_ProgPtr, A_long, A_long) {
-    return PF_Err_NONE;
+PF_Err ignoresProgress(PF_ProgPtr effectRef, A_long current, A_long total) {
+    CurrentCall* call = nullptr;
+    return enterEffectCall(effectRef, "progress", std::to_string(current) + " of " + std::to_string(total), call);
 }
 
 /// The handle functions stand in two tables, the utility callbacks and the handle suite; the names tell them apart.
@@ -206,28 +202,59 @@ PF_Err resizeHandle(A_HandleSize size, PF_Handle* handle) {
     return handle != nullptr && call->host.handles.resize(size, *handle) ? PF_Err_NONE : PF_Err_OUT_OF_MEMORY;
 }
 
+/// Writes a text and its end to where the module wants it. The interface gives no size: only the room of return_msg is
+/// known, and a text too long for it is cut.
+void store(const CurrentCall& call, std::string_view function, A_char* place, std::string_view text) {
+    A_char* const message = std::begin(call.out.return_msg);
+    A_char* const end = std::end(call.out.return_msg);
+    if (place >= message && place < end) {
+        const auto room = static_cast<std::size_t>(end - place);
+        if (text.size() >= room) {
+            static_cast<void>(breach(call, function, "the text is longer than return_msg"));
+            text = text.substr(0, room - 1);
+        }
+    }
+    std::copy(text.begin(), text.end(), place);
+    place[text.size()] = '\0';
+}
+
 int hostSprintf(A_char* out, const A_char* format, ...) {
-    if (CurrentCall* call = CurrentCall::get()) {
-        enterCall(call->host, "utils.ansi.sprintf");
+    constexpr std::string_view kName = "utils.ansi.sprintf";
+    const CurrentCall* call = CurrentCall::get();
+    if (call == nullptr || enterCall(call->host, kName) || out == nullptr || format == nullptr) {
+        return -1;
     }
     std::va_list arguments;
     va_start(arguments, format);
-    // The interface gives no size; every text that the effect writes goes into return_msg.
-    const int length = std::vsnprintf(out, sizeof PF_OutData::return_msg, format, arguments);
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
     va_end(arguments);
+    if (length >= 0) {
+        std::vector<char> text(static_cast<std::size_t>(length) + 1);
+        std::vsnprintf(text.data(), text.size(), format, again);
+        store(*call, kName, out, {text.data(), text.size() - 1});
+    }
+    va_end(again);
     return length;
 }
 
 A_char* hostStrcpy(A_char* out, const A_char* in) {
-    if (CurrentCall* call = CurrentCall::get()) {
-        enterCall(call->host, "utils.ansi.strcpy");
+    constexpr std::string_view kName = "utils.ansi.strcpy";
+    const CurrentCall* call = CurrentCall::get();
+    if (call == nullptr || enterCall(call->host, kName) || out == nullptr || in == nullptr) {
+        return nullptr;
     }
-    return std::strcpy(out, in);
+    store(*call, kName, out, in);
+    return out;
 }
 
 }  // namespace
 
 void installInteractCallbacks(PF_InteractCallbacks& callbacks) {
+    callbacks = filledWith<PF_InteractCallbacks>(unusedSlot);
+    std::fill(std::begin(callbacks.reserved_str), std::end(callbacks.reserved_str), nullptr);
+    std::fill(std::begin(callbacks.reserved), std::end(callbacks.reserved), nullptr);
     callbacks.checkout_param = checkoutParam;
     callbacks.checkin_param = checkinParam;
     callbacks.add_param = addParam;
@@ -237,6 +264,10 @@ void installInteractCallbacks(PF_InteractCallbacks& callbacks) {
 }
 
 void installUtilCallbacks(PF_UtilCallbacks& callbacks) {
+    callbacks = filledWith<PF_UtilCallbacks>(unusedSlot);
+    callbacks.get_batch_func_is_deprecated = nullptr;
+    callbacks.ansi.ansi_procs = 0;
+    callbacks.reserved = 0;
     callbacks.host_new_handle = newHandle<UtilNames>;
     callbacks.host_lock_handle = lockHandle<UtilNames>;
     callbacks.host_unlock_handle = unlockHandle<UtilNames>;

@@ -20,8 +20,11 @@ enum class Hidden {
 };
 
 /// Calls are named as the module sees them: "checkout_param", "add_param", "utils.host_new_handle",
-/// "PF Handle Suite.host_lock_handle", "checkout_layer", "DRAWBOT Surface Suite.DrawImage".
-/// Calls that return a handle or an address answer null when refused; those with an error code return it.
+/// "PF Handle Suite.host_lock_handle", "checkout_layer", "DRAWBOT Surface Suite.DrawImage". A name followed by the
+/// arguments as the ledger notes them ("checkout_param 6") means those calls only.
+/// Calls that return a handle or an address answer null when refused, sizes 0; those with an error code return it.
+/// A refused call changes nothing, but what it was to give back (suites, parameters, pixels, locks, handles) counts as
+/// given back all the same: the module has done its part.
 /// Safe to use from several threads.
 class Faults {
 public:

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "host/handles.h"
 
+#include <exception>
 #include <string>
 #include <thread>
 
 namespace quorvel::host {
 
 namespace {
+
+/// What fresh memory holds, so that a module which counts on zeros is found out.
+constexpr std::byte kFreshByte{0xCD};
 
 std::string sizeName(std::size_t size) {
     return std::to_string(size) + " bytes";
@@ -21,6 +25,17 @@ struct HandleTable::Block {
     std::int64_t locks = 0;
     std::uint64_t serial = 0;
     std::thread::id maker;
+
+    /// False when there is not so much memory.
+    bool resize(std::size_t size) {
+        try {
+            bytes.resize(size, kFreshByte);
+        } catch (const std::exception&) {
+            return false;
+        }
+        master = bytes.data();
+        return true;
+    }
 };
 
 HandleTable::HandleTable(Ledger& ledger) : ledger_(ledger) {}
@@ -29,9 +44,8 @@ HandleTable::~HandleTable() = default;
 
 PF_Handle HandleTable::create(std::size_t size, bool nullBlock) {
     auto block = std::make_unique<Block>();
-    if (!nullBlock) {
-        block->bytes.resize(size);
-        block->master = block->bytes.data();
+    if (!nullBlock && !block->resize(size)) {
+        return nullptr;
     }
     block->createdSize = size;
     block->maker = std::this_thread::get_id();
@@ -66,9 +80,11 @@ void* HandleTable::lock(PF_Handle handle) {
 void HandleTable::unlock(PF_Handle handle) {
     const std::lock_guard guard(mutex_);
     if (Block* block = find(handle, "host_unlock_handle")) {
-        if (block->locks > 0) {
-            --block->locks;
+        if (block->locks == 0) {
+            ledger_.breach("host_unlock_handle with a handle that is not locked");
+            return;
         }
+        --block->locks;
         ledger_.takeBack(Loan::HandleLock, sizeName(block->createdSize));
     }
 }
@@ -94,26 +110,39 @@ std::size_t HandleTable::size(PF_Handle handle) {
 bool HandleTable::resize(std::size_t size, PF_Handle handle) {
     const std::lock_guard guard(mutex_);
     Block* block = find(handle, "host_resize_handle");
-    if (block == nullptr || block->locks > 0) {
+    if (block == nullptr) {
         return false;
     }
-    block->bytes.resize(size);
-    block->master = block->bytes.data();
-    return true;
+    if (block->locks > 0) {
+        ledger_.breach("host_resize_handle with a locked handle");
+        return false;
+    }
+    return block->resize(size);
 }
 
 void HandleTable::discard(PF_Handle handle) {
     const std::lock_guard guard(mutex_);
-    const auto found = blocks_.find(handle);
-    if (found == blocks_.end()) {
+    discard(blocks_.find(handle));
+}
+
+void HandleTable::discard(const Made& made) {
+    const std::lock_guard guard(mutex_);
+    const auto found = blocks_.find(made.handle);
+    if (found != blocks_.end() && found->second->serial == made.serial) {
+        discard(found);
+    }
+}
+
+void HandleTable::discard(Blocks::iterator entry) {
+    if (entry == blocks_.end()) {
         return;
     }
-    const Block& block = *found->second;
+    const Block& block = *entry->second;
     if (block.locks > 0) {
         ledger_.forgive(Loan::HandleLock, sizeName(block.createdSize), block.locks);
     }
     ledger_.forgive(Loan::Handle, sizeName(block.createdSize), 1);
-    blocks_.erase(found);
+    blocks_.erase(entry);
 }
 
 bool HandleTable::knows(PF_Handle handle) const {
@@ -126,12 +155,12 @@ std::uint64_t HandleTable::mark() const {
     return nextSerial_;
 }
 
-std::vector<PF_Handle> HandleTable::madeSince(std::uint64_t mark) const {
+std::vector<HandleTable::Made> HandleTable::madeSince(std::uint64_t mark) const {
     const std::lock_guard guard(mutex_);
-    std::vector<PF_Handle> made;
+    std::vector<Made> made;
     for (const auto& [handle, block] : blocks_) {
         if (block->serial >= mark && block->maker == std::this_thread::get_id()) {
-            made.push_back(handle);
+            made.push_back({handle, block->serial});
         }
     }
     return made;

@@ -41,7 +41,9 @@ std::string describe(const CommandResult& result) {
     return "error " + std::to_string(result.error) + (result.message.empty() ? "" : ": " + result.message);
 }
 
-CurrentCall::CurrentCall(Host::State& state, FrameContext* context) : host(state), frame(context), outer_(currentCall) {
+CurrentCall::CurrentCall(Host::State& state, FrameContext* context, PF_Cmd cmd, PF_ParamDef** definitions,
+                         PF_OutData& outData)
+    : host(state), frame(context), command(cmd), params(definitions), out(outData), outer_(currentCall) {
     currentCall = this;
 }
 
@@ -53,11 +55,43 @@ CurrentCall* CurrentCall::get() {
     return currentCall;
 }
 
+namespace {
+
+std::string withDetail(std::string_view name, std::string_view detail) {
+    return detail.empty() ? std::string(name) : std::string(name).append(" ").append(detail);
+}
+
+}  // namespace
+
 std::optional<PF_Err> enterCall(Host::State& host, std::string_view name, std::string_view detail) {
-    if (host.ledger.recording()) {
-        host.ledger.note(detail.empty() ? std::string(name) : std::string(name) + " " + std::string(detail));
+    const std::string full = withDetail(name, detail);
+    host.ledger.note(full);
+    std::optional<PF_Err> error = host.faults.refusal(name);
+    if (!error && !detail.empty()) {
+        error = host.faults.refusal(full);
     }
-    return host.faults.refusal(name);
+    return error;
+}
+
+bool answersNull(const Host::State& host, std::string_view name, std::string_view detail) {
+    return host.faults.answersNull(name) || host.faults.answersNull(withDetail(name, detail));
+}
+
+PF_Err enterEffectCall(PF_ProgPtr effectRef, std::string_view name, std::string_view detail, CurrentCall*& call) {
+    call = CurrentCall::get();
+    if (call == nullptr) {
+        return PF_Err_INVALID_CALLBACK;
+    }
+    const std::optional<PF_Err> refused = enterCall(call->host, name, detail);
+    if (effectRef != &call->host) {
+        return breach(*call, name, "given a foreign effect_ref");
+    }
+    return refused.value_or(PF_Err_NONE);
+}
+
+PF_Err breach(const CurrentCall& call, std::string_view name, std::string_view what, PF_Err answer) {
+    call.host.ledger.breach(std::string(name).append(": ").append(what));
+    return answer;
 }
 
 Profile Profile::afterEffects(A_short major, A_short minor) {
@@ -92,10 +126,11 @@ CommandResult Host::State::send(PF_Cmd cmd, PF_InData& inData, PF_OutData& outDa
     outData.out_flags &= ~PF_OutFlag_DISPLAY_ERROR_MESSAGE;
     outData.sequence_data = inData.sequence_data;
     outData.global_data = inData.global_data;
+    outData.frame_data = inData.frame_data;
 
     CommandResult result;
     {
-        const CurrentCall call(*this, frame);
+        const CurrentCall call(*this, frame, cmd, params, outData);
         try {
             result.error = module.effectMain()(cmd, &inData, &outData, params, output, extra);
         } catch (const std::exception& exception) {

@@ -87,7 +87,8 @@ public:
     /// Any command with exactly these arguments, for tests of the protocol itself.
     CommandResult send(PF_Cmd cmd, PF_ParamDef** params, PF_LayerDef* output, void* extra);
 
-    /// The records that the next `send` on this thread hands to the module, with all callbacks set.
+    /// The records that set-up and sequence commands and `send` hand to the module, with all callbacks set; frames
+    /// start from a copy.
     PF_InData& inData();
     PF_OutData& outData();
 
@@ -98,11 +99,12 @@ private:
     std::unique_ptr<State> state_;
 };
 
-/// One frame's worth of request. Worlds are borrowed for the call.
+/// One frame's worth of request. Worlds are borrowed for the call. Input, output and the chosen layers are of one
+/// depth, and the input is at least as wide and as high as the output; otherwise rendering throws HostError.
 struct FrameRequest {
-    const World* input = nullptr;  ///< null: a layer without pixels
-    World* output = nullptr;       ///< rendered into; null: no output world
-    const ParameterValues* values = nullptr;
+    const World* input = nullptr;             ///< null: a layer without pixels
+    World* output = nullptr;                  ///< rendered into; null: no output world
+    const ParameterValues* values = nullptr;  ///< null: every parameter at its default
     A_long time = 0;
     A_long timeStep = 1;
     A_u_long timeScale = 24;
@@ -112,8 +114,8 @@ struct FrameRequest {
     std::optional<PF_PixelFormat> pixelFormat;
 };
 
-/// The outcome of a pre-render, to be used for at most one smart render. Owned by the caller; what the module left in
-/// it (its pre-render handle) is disposed of with it.
+/// The outcome of a pre-render, to be used for at most one smart render. Owned by the caller, gone before the host;
+/// what the module left in it (its pre-render handle) is disposed of with it.
 class PreRender {
 public:
     ~PreRender();
@@ -166,7 +168,7 @@ public:
     /// The two halves of a smart render. A PreRender may be thrown away unused.
     std::pair<CommandResult, PreRender> preRender(const FrameRequest& request);
     CommandResult smartRender(PreRender& preRender, const FrameRequest& request);
-    /// PF_Cmd_RENDER alone.
+    /// PF_Cmd_RENDER with frame set-up and set-down around it, whoever is played.
     CommandResult plainRender(const FrameRequest& request);
 
 private:

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/ledger.h"
 
+#include <algorithm>
+
 namespace quorvel::host {
 
 std::string_view loanName(Loan kind) {
@@ -40,10 +42,14 @@ void Ledger::takeBack(Loan kind, std::string_view name) {
 
 void Ledger::forgive(Loan kind, std::string_view name, std::int64_t count) {
     const std::lock_guard lock(mutex_);
-    const std::pair<Loan, std::string> key{kind, std::string(name)};
-    forgiven_[key] += count;
-    if ((open_[key] -= count) == 0) {
-        open_.erase(key);
+    const auto found = open_.find({kind, std::string(name)});
+    if (found == open_.end()) {
+        return;
+    }
+    const std::int64_t forgiven = std::min(count, found->second);
+    forgiven_[found->first] += forgiven;
+    if ((found->second -= forgiven) == 0) {
+        open_.erase(found);
     }
 }
 

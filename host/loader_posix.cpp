@@ -55,8 +55,13 @@ private:
 void* open(const std::filesystem::path& file, const std::filesystem::path& shownAs) {
     void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
-        const char* reason = dlerror();
-        throw HostError(shownAs.string() + ": not a loadable module: " + (reason != nullptr ? reason : "unknown"));
+        const char* text = dlerror();
+        std::string reason = text != nullptr ? text : "unknown";
+        // The loader names the file it was given, which may be a copy: the message names it already.
+        if (const std::string prefix = file.string() + ": "; reason.starts_with(prefix)) {
+            reason.erase(0, prefix.size());
+        }
+        throw HostError(shownAs.string() + ": not a loadable module: " + reason);
     }
     return handle;
 }

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "host/error.h"
 #include "host/loader.h"
@@ -14,7 +15,11 @@ namespace quorvel::host {
 namespace {
 
 std::string lastError() {
-    return std::system_category().message(static_cast<int>(GetLastError()));
+    std::string text = std::system_category().message(static_cast<int>(GetLastError()));
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == '.')) {
+        text.pop_back();  // the system ends its sentences, lines included
+    }
+    return text;
 }
 
 /// Owns its file as well: the system keeps a loaded file from being deleted.

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "host/module.h"
 
+#include <exception>
+#include <vector>
+
 #include "host/loader.h"
+#include "host/session.h"
 
 namespace quorvel::host {
 
@@ -13,12 +17,39 @@ std::string text(const A_u_char* string) {
 
 A_Err noteIdentity(PF_PluginDataPtr host, const A_u_char* name, const A_u_char* matchName, const A_u_char* category,
                    const A_u_char* entryPoint, A_long kind, A_long apiMajor, A_long apiMinor, A_long reservedInfo) {
-    *static_cast<Identity*>(host) = {text(name), text(matchName), text(category), text(entryPoint),
-                                     kind,       apiMajor,        apiMinor,       reservedInfo};
+    static_cast<std::vector<Identity>*>(host)->push_back(
+        {text(name), text(matchName), text(category), text(entryPoint), kind, apiMajor, apiMinor, reservedInfo});
     return PF_Err_NONE;
 }
 
 constexpr char kIdentityEntry[] = "PluginDataEntryFunction";
+
+/// Asks a module who it is. `file` is for messages.
+Identity identify(PF_PluginDataEntryFunction entry, const std::string& file) {
+    // A basic suite is there, but no command runs yet: its functions answer with an error.
+    static SPBasicSuite basic = [] {
+        SPBasicSuite suite;
+        installBasicSuite(suite);
+        return suite;
+    }();
+    std::vector<Identity> told;
+    PF_Err result = PF_Err_NONE;
+    try {
+        result = entry(&told, noteIdentity, &basic, "Quorvel reference host", "1.3.0");
+    } catch (const std::exception& exception) {
+        throw HostError(file + ": " + kIdentityEntry + " failed with an exception: " + exception.what());
+    } catch (...) {
+        throw HostError(file + ": " + kIdentityEntry + " failed with an unknown exception");
+    }
+    if (result != PF_Err_NONE) {
+        throw HostError(file + ": " + kIdentityEntry + " failed with error " + std::to_string(result));
+    }
+    if (told.size() != 1) {
+        throw HostError(file + ": " + kIdentityEntry + " told of " + std::to_string(told.size()) +
+                        " effects instead of one");
+    }
+    return told.front();
+}
 
 }  // namespace
 
@@ -37,10 +68,7 @@ Module::Module(const std::filesystem::path& file) : file_(file) {
     if (pluginDataEntry_ == nullptr) {
         throw HostError(file.string() + ": no entry point \"" + kIdentityEntry + "\"");
     }
-    const PF_Err result = pluginDataEntry_(&identity_, noteIdentity, nullptr, "Quorvel reference host", "1.3.0");
-    if (result != PF_Err_NONE) {
-        throw HostError(file.string() + ": " + kIdentityEntry + " failed with error " + std::to_string(result));
-    }
+    identity_ = identify(pluginDataEntry_, file.string());
     effectMain_ = reinterpret_cast<PF_EffectMainFunction>(symbol(identity_.entryPoint.c_str()));
     if (effectMain_ == nullptr) {
         throw HostError(file.string() + ": no entry point \"" + identity_.entryPoint + "\"");

@@ -67,7 +67,7 @@ struct Host::State {
 /// The command that runs on this thread. Callbacks find their host here: most of them are given no context.
 class CurrentCall {
 public:
-    CurrentCall(Host::State& host, FrameContext* frame);
+    CurrentCall(Host::State& host, FrameContext* frame, PF_Cmd command, PF_ParamDef** params, PF_OutData& out);
     ~CurrentCall();
     CurrentCall(const CurrentCall&) = delete;
     CurrentCall& operator=(const CurrentCall&) = delete;
@@ -77,14 +77,27 @@ public:
 
     Host::State& host;
     FrameContext* frame;
+    PF_Cmd command;
+    PF_ParamDef** params;
+    PF_OutData& out;
 
 private:
     CurrentCall* outer_;
 };
 
 /// Notes a call in the ledger's recording and asks whether it is to be refused. `name` is what Faults knows it by;
-/// `detail` follows it in the recording.
+/// `detail` follows it in the recording, and Faults may mean the two together.
 std::optional<PF_Err> enterCall(Host::State& host, std::string_view name, std::string_view detail = {});
+/// Whether that call is to succeed with a null object.
+bool answersNull(const Host::State& host, std::string_view name, std::string_view detail = {});
+
+/// Enters a callback that is given the effect's reference. On success `call` is the current one; otherwise the error
+/// says why, and `call` is null when there is nobody whom the callback could be for.
+PF_Err enterEffectCall(PF_ProgPtr effectRef, std::string_view name, std::string_view detail, CurrentCall*& call);
+
+/// Records what the module did wrong in a call, and returns the error that answers it.
+PF_Err breach(const CurrentCall& call, std::string_view name, std::string_view what,
+              PF_Err answer = PF_Err_BAD_CALLBACK_PARAM);
 
 /// Fill in the tables that the module gets.
 void installInteractCallbacks(PF_InteractCallbacks& callbacks);

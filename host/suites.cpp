@@ -23,20 +23,20 @@ struct SuiteEntry {
 };
 
 PF_Err updateParamUI(PF_ProgPtr effectRef, PF_ParamIndex index, const PF_ParamDef* def) {
-    CurrentCall* call = CurrentCall::get();
-    if (call == nullptr || effectRef != &call->host || def == nullptr) {
-        return PF_Err_BAD_CALLBACK_PARAM;
+    constexpr std::string_view kName = "PF Param Utils Suite.PF_UpdateParamUI";
+    CurrentCall* call = nullptr;
+    const std::string flags = def != nullptr ? std::to_string(def->ui_flags) : "unknown";
+    if (const PF_Err error = enterEffectCall(effectRef, kName, std::to_string(index) + " ui_flags " + flags, call)) {
+        return error;
     }
-    if (const auto refused = enterCall(call->host, "PF Param Utils Suite.PF_UpdateParamUI",
-                                       std::to_string(index) + " ui_flags " + std::to_string(def->ui_flags))) {
-        return *refused;
+    if (call->params == nullptr) {
+        return breach(*call, kName, "called without a panel", PF_Err_INVALID_CALLBACK);
+    }
+    if (def == nullptr || index < 1 || index >= static_cast<PF_ParamIndex>(call->host.parameters.size())) {
+        return breach(*call, kName, "there is no such parameter, or no definition");
     }
     if (call->frame != nullptr && call->frame->shownFlags != nullptr) {
-        std::vector<PF_ParamUIFlags>& shown = *call->frame->shownFlags;
-        if (index < 0 || static_cast<std::size_t>(index) >= shown.size()) {
-            return PF_Err_INVALID_INDEX;
-        }
-        shown[static_cast<std::size_t>(index)] = def->ui_flags;
+        call->frame->shownFlags->at(static_cast<std::size_t>(index)) = def->ui_flags;
     }
     return PF_Err_NONE;
 }
@@ -46,9 +46,17 @@ std::optional<Depth> depthOf(const FrameContext* frame, const PF_EffectWorld* wo
     if (frame == nullptr || frame->request == nullptr || world == nullptr) {
         return std::nullopt;
     }
+    const auto is = [&](const World* candidate) {
+        return candidate != nullptr && candidate->def().data == world->data;
+    };
     for (const World* candidate : {frame->request->input, static_cast<const World*>(frame->request->output)}) {
-        if (candidate != nullptr && candidate->def().data == world->data) {
+        if (is(candidate)) {
             return candidate->depth();
+        }
+    }
+    for (PF_ParamIndex index = 1; index < frame->values->count(); ++index) {
+        if (is(frame->values->layer(index))) {
+            return frame->values->layer(index)->depth();
         }
     }
     return std::nullopt;
@@ -65,7 +73,7 @@ PF_Err answerFormat(std::string_view name, const PF_EffectWorld* world, PF_Pixel
     }
     const auto depth = depthOf(call->frame, world);
     if (!depth || format == nullptr) {
-        return PF_Err_BAD_CALLBACK_PARAM;
+        return breach(*call, name, "asked of no world of this frame");
     }
     *format = call->frame->request->pixelFormat.value_or(codes[static_cast<std::size_t>(*depth)]);
     return PF_Err_NONE;
@@ -89,38 +97,36 @@ std::string formatName(PrPixelFormat format) {
     return name;
 }
 
-PF_Err addSupportedPixelFormat(PF_ProgPtr, PrPixelFormat format) {
-    CurrentCall* call = CurrentCall::get();
-    if (call == nullptr) {
-        return PF_Err_INVALID_CALLBACK;
+PF_Err addSupportedPixelFormat(PF_ProgPtr effectRef, PrPixelFormat format) {
+    constexpr std::string_view kName = "PF Pixel Format Suite.AddSupportedPixelFormat";
+    CurrentCall* call = nullptr;
+    if (const PF_Err error = enterEffectCall(effectRef, kName, formatName(format), call)) {
+        return error;
     }
-    if (const auto refused =
-            enterCall(call->host, "PF Pixel Format Suite.AddSupportedPixelFormat", formatName(format))) {
-        return *refused;
+    if (call->command != PF_Cmd_GLOBAL_SETUP) {
+        return breach(*call, kName, "called outside global set-up", PF_Err_INVALID_CALLBACK);
     }
     call->host.formats.push_back(format);
     return PF_Err_NONE;
 }
 
-PF_Err clearSupportedPixelFormats(PF_ProgPtr) {
-    CurrentCall* call = CurrentCall::get();
-    if (call == nullptr) {
-        return PF_Err_INVALID_CALLBACK;
+PF_Err clearSupportedPixelFormats(PF_ProgPtr effectRef) {
+    constexpr std::string_view kName = "PF Pixel Format Suite.ClearSupportedPixelFormats";
+    CurrentCall* call = nullptr;
+    if (const PF_Err error = enterEffectCall(effectRef, kName, {}, call)) {
+        return error;
     }
-    if (const auto refused = enterCall(call->host, "PF Pixel Format Suite.ClearSupportedPixelFormats")) {
-        return *refused;
+    if (call->command != PF_Cmd_GLOBAL_SETUP) {
+        return breach(*call, kName, "called outside global set-up", PF_Err_INVALID_CALLBACK);
     }
     call->host.formats.clear();
     return PF_Err_NONE;
 }
 
-PF_Err matchRenderFormat(PF_ProgPtr) {
-    CurrentCall* call = CurrentCall::get();
-    if (call == nullptr) {
-        return PF_Err_INVALID_CALLBACK;
-    }
-    return enterCall(call->host, "PF Utility Suite.EffectWantsCheckedOutFramesToMatchRenderPixelFormat")
-        .value_or(PF_Err_NONE);
+/// Nothing to change: this host's worlds of one frame are of one depth.
+PF_Err matchRenderFormat(PF_ProgPtr effectRef) {
+    CurrentCall* call = nullptr;
+    return enterEffectCall(effectRef, "PF Utility Suite.EffectWantsCheckedOutFramesToMatchRenderPixelFormat", {}, call);
 }
 
 template <typename Suite>
@@ -228,8 +234,8 @@ SPErr undefined() {
 }  // namespace
 
 void unusedSlot() {
-    if (CurrentCall* call = CurrentCall::get()) {
-        call->host.ledger.breach("a suite function that this host does not offer was called");
+    if (const CurrentCall* call = CurrentCall::get()) {
+        call->host.ledger.breach("called a function that this host does not offer");
     }
 }
 

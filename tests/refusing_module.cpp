@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A module that declares one parameter and refuses to render, and (with QUORVEL_TEST_NO_ENTRY) one whose identity names
-// an entry point that is not there.
+// A module that declares one parameter and refuses to render.
 #include <cstring>
 
 #include "sdk/pf_effect.h"
@@ -11,7 +10,6 @@ const A_u_char* bytes(const char* text) {
     return reinterpret_cast<const A_u_char*>(text);
 }
 
-#ifndef QUORVEL_TEST_NO_ENTRY
 PF_Err declareParameter(PF_InData* in_data, PF_OutData* out_data) {
     PF_ParamDef tiles{};
     tiles.uu.id = 1;
@@ -23,7 +21,6 @@ PF_Err declareParameter(PF_InData* in_data, PF_OutData* out_data) {
     out_data->num_params = 2;
     return in_data->inter.add_param(in_data->effect_ref, -1, &tiles);
 }
-#endif
 
 }  // namespace
 
@@ -33,7 +30,6 @@ PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB 
                     PF_FourCharCode("eFKT"), 13, 27, 8);
 }
 
-#ifndef QUORVEL_TEST_NO_ENTRY
 PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef**, PF_LayerDef*, void*) {
     switch (cmd) {
         case PF_Cmd_PARAMS_SETUP:
@@ -47,4 +43,3 @@ PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data
             return PF_Err_NONE;
     }
 }
-#endif

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// A module that does what the test tells it to: every command is handed to the hook, when there is one.
+// Parts of it can be left out, to play modules that cannot be loaded.
+#include "sdk/pf_effect.h"
+
+namespace {
+
+[[maybe_unused]] const A_u_char* text(const char* string) {
+    return reinterpret_cast<const A_u_char*>(string);
+}
+
+}  // namespace
+
+#ifndef WITHOUT_IDENTITY
+PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB callback, SPBasicSuite*, const char*,
+                                         const char*) {
+    return callback(host, text("Hook"), text("Hook"), text("Test"), text("EffectMain"), PF_FourCharCode("eFKT"), 13, 27,
+                    8);
+}
+#endif
+
+#ifndef WITHOUT_ENTRY
+namespace {
+PF_EffectMainFunction hook = nullptr;
+}
+
+PF_EXPORT void setHook(PF_EffectMainFunction function) {
+    hook = function;
+}
+
+PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
+                            PF_LayerDef* output, void* extra) {
+    return hook != nullptr ? hook(cmd, in_data, out_data, params, output, extra) : PF_Err_NONE;
+}
+#endif
