@@ -26,9 +26,9 @@ public:
           }) {}
 
     /// With the curve taken from `sample`, called once with type, count, amplitude, smoothness in samples, and where
-    /// to put the `count` samples.
+    /// to put the `count` samples. Its scratch memory is gone from the stack when the frame is drawn.
     template <typename Sampler>
-    CurveTable(const ParamValues& values, const Sampler& sample)
+    [[gnu::noinline]] CurveTable(const ParamValues& values, const Sampler& sample)
         : plus_(getAngleVal(values.curvePhaseSplit, kLevels)),
           minus_(getAngleVal(wrappingNegate(values.curvePhaseSplit), kLevels)) {
         const int shift =

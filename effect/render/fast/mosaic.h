@@ -26,7 +26,7 @@ void drawMosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const 
                      std::int32_t originX, std::int32_t originY, InstructionSet set = chosenInstructionSet());
 
 /// getCurveVal for all samples of a curve at once, without offset and flags.
-void sampleCurve(int type, int count, float amplitude, float smoothness, float* samples,
-                 InstructionSet set = chosenInstructionSet());
+[[gnu::noinline]] void sampleCurve(int type, int count, float amplitude, float smoothness, float* samples,
+                                   InstructionSet set = chosenInstructionSet());
 
 }  // namespace quorvel
