@@ -31,6 +31,7 @@ struct Options {
     std::string scale;
     bool graphOnly = false;
     bool bannerOnly = false;
+    bool onPanel = false;
 };
 
 int parseScale(const std::string& text) {
@@ -87,6 +88,7 @@ CLI::App* PanelCommand::addTo(CLI::App& program, const std::vector<std::string>&
     CLI::Option* graph = command->add_flag("--graph-only", options_.graphOnly,
                                            "Write just the curve graph as the effect draws it, with its alpha");
     command->add_flag("--banner-only", options_.bannerOnly, "Write just the banner, with its alpha")->excludes(graph);
+    command->add_flag("--on-panel", options_.onPanel, "Either of these: on the panel's grey and at --scale");
     command->footer(kExamples);
     effect_.addTo(*command, arguments);
     return command;
@@ -98,6 +100,10 @@ void PanelCommand::run() {
         throw badValue("-o", options_.output, writableFormats());
     }
     const int scale = parseScale(options_.scale);
+    const bool alone = options_.graphOnly || options_.bannerOnly;
+    if (alone && scale != 1 && !options_.onPanel) {
+        throw badValue("--scale", options_.scale, "1 without --on-panel");
+    }
     host::Host& host = effect_.host();
     host::ParameterValues values = effect_.parameters().values();
     if (!toStandardOutput) {
@@ -108,7 +114,6 @@ void PanelCommand::run() {
     require(instance.sequenceSetup(), "sequence set-up", host);
     host::Panel panel(instance, values);
     require(panel.update(), "update of the panel", host);
-    const bool alone = options_.graphOnly || options_.bannerOnly;
     host::Surface picture(1, 1);
     if (options_.graphOnly) {
         picture = controlAlone(panel, findGraph(host), "curve graph");
@@ -123,9 +128,14 @@ void PanelCommand::run() {
         picture = wholePanel(panel, content, scale);
     }
     require(instance.sequenceSetdown(), "sequence set-down", host);
+    if (alone && options_.onPanel) {
+        host::Surface backdrop(picture.width() * scale, picture.height() * scale, kPanelGrey);
+        backdrop.draw(enlarged(picture, scale), 0, 0, 1);
+        picture = std::move(backdrop);
+    }
 
     WriteSettings settings;
-    settings.alpha = alone;
+    settings.alpha = alone && !options_.onPanel;
     settings.clobber = !options_.noClobber;
     const auto traits = plainTraits(picture.world());
     for (const std::string& text : toStandardOutput

@@ -23,7 +23,7 @@ constexpr Colour grey(int level) {
     return {level / 255.0, level / 255.0, level / 255.0};
 }
 
-constexpr Colour kPanel = grey(38);
+constexpr Colour kPanel = grey(kPanelGrey.red);
 constexpr Colour kStrip = grey(28);
 constexpr Colour kHeader = grey(48);
 constexpr Colour kLine = grey(27);

@@ -10,6 +10,9 @@
 
 namespace quorvel::cli {
 
+/// What the controls lie on.
+inline constexpr PF_Pixel8 kPanelGrey{255, 38, 38, 38};
+
 /// What the panel shows besides the layout. Everything is borrowed for the drawing.
 struct PanelContent {
     std::string effectName;

@@ -22,6 +22,7 @@ else()
   set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The Quorvel developers <developers@quorvel.invalid>")
   set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-inter | fonts-dejavu-core")  # the panel's lettering
   set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Adaptive mosaic effect for pictures and video frames")
   set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "\
 Turns a picture into a mosaic of flat rectangles that is finest where the picture is busy. The program renders\n\

@@ -2,6 +2,7 @@
 option(QUORVEL_BUILD_CLI "Build the command-line program (needs CLI11 and nlohmann_json)" ON)
 option(QUORVEL_PICTURES "Build what reads and writes pictures (needs OpenImageIO)" ON)
 option(QUORVEL_BUILD_TESTS "Build the tests (needs GoogleTest)" ON)
+option(QUORVEL_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
 set(QUORVEL_SANITIZE "" CACHE STRING "Sanitizers, comma-separated: address,undefined or thread")
 
 set(CMAKE_CXX_STANDARD 20)

@@ -56,8 +56,7 @@ Picture mosaic(const Picture& source, const Picture& intensity) {
 
     Picture output(source.size());
     const auto view = []<typename T>(T* pixels) {
-        return PixelView<T>{pixels, kHeaderWidth, kHeaderHeight,
-                            std::ptrdiff_t{kHeaderWidth} * kChannelsPerPixel};
+        return PixelView<T>{pixels, kHeaderWidth, kHeaderHeight, std::ptrdiff_t{kHeaderWidth} * kChannelsPerPixel};
     };
     mosaicFrame<Depth8>(view(output.data()), view(source.data()), values, view(intensity.data()), 0, 0, 1.0F);
     return output;

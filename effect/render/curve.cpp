@@ -66,22 +66,45 @@ float unsmoothedValue(int type, Abscissa at, float amplitude, float offset, int 
     return value;
 }
 
+/// Centres are placed by a division and neighbours by a reciprocal; the last bit can differ.
+Abscissa centreAt(int index, int count) {
+    return {static_cast<float>(index / static_cast<double>(static_cast<float>(count - 1))),
+            static_cast<float>(index / static_cast<double>(static_cast<float>(count)))};
+}
+struct NeighbourSteps {
+    explicit NeighbourSteps(int count)
+        : ramp(1.0 / static_cast<double>(static_cast<float>(count - 1))),
+          turn(1.0 / static_cast<double>(static_cast<float>(count))) {}
+    Abscissa at(int index) const { return {static_cast<float>(index * ramp), static_cast<float>(index * turn)}; }
+
+    double ramp;
+    double turn;
+};
+
 }  // namespace
 
-float getCurveVal(int type, int index, int count, float amplitude, float offset, float smoothness, int flags) {
-    const auto rampLength = static_cast<double>(static_cast<float>(count - 1));
-    const auto turnLength = static_cast<double>(static_cast<float>(count));
-    const Abscissa centre{static_cast<float>(index / rampLength), static_cast<float>(index / turnLength)};
-    const float value = unsmoothedValue(type, centre, amplitude, offset, flags);
+SmoothingBox smoothingBox(float smoothness) {
+    return {truncateToInt(std::ceil(smoothness)), smoothness - std::trunc(smoothness)};
+}
 
-    const int radius = truncateToInt(std::ceil(smoothness));
+void getCurveSamples(int type, int count, float amplitude, float* centres, float* neighbours) {
+    const NeighbourSteps steps(count);
+    for (int i = 0; i < count; ++i) {
+        centres[i] = unsmoothedValue(type, centreAt(i, count), amplitude, 0.0F, 0);
+        if (neighbours != nullptr) {
+            neighbours[i] = unsmoothedValue(type, steps.at(i), amplitude, 0.0F, 0);
+        }
+    }
+}
+
+float getCurveVal(int type, int index, int count, float amplitude, float offset, float smoothness, int flags) {
+    const float value = unsmoothedValue(type, centreAt(index, count), amplitude, offset, flags);
+    const auto [radius, fraction] = smoothingBox(smoothness);
     if (radius < 0) {
         return value;
     }
 
-    // Neighbours are placed by a reciprocal and the centre by a division; the last bit can differ.
-    const double rampStep = 1.0 / rampLength;
-    const double turnStep = 1.0 / turnLength;
+    const NeighbourSteps steps(count);
     float sumAll = value;
     float sumInner = value;
     int countAll = 1;
@@ -92,8 +115,7 @@ float getCurveVal(int type, int index, int count, float amplitude, float offset,
         }
         const int unwrapped = index + k;
         const int j = unwrapped >= 0 ? unwrapped % count : count + unwrapped;
-        const Abscissa at{static_cast<float>(j * rampStep), static_cast<float>(j * turnStep)};
-        const float neighbour = unsmoothedValue(type, at, amplitude, offset, flags);
+        const float neighbour = unsmoothedValue(type, steps.at(j), amplitude, offset, flags);
         sumAll += neighbour;
         ++countAll;
         if (k > -radius && k < radius) {
@@ -101,7 +123,6 @@ float getCurveVal(int type, int index, int count, float amplitude, float offset,
             ++countInner;
         }
     }
-    const float fraction = smoothness - std::trunc(smoothness);
     return (fraction * sumAll) / static_cast<float>(countAll) +
            ((1.0F - fraction) * sumInner) / static_cast<float>(countInner);
 }

@@ -29,6 +29,19 @@ enum CurveFlags : int {
 /// abscissa, 0 to 1.
 float getCurveVal(int type, int index, int count, float amplitude, float offset, float smoothness, int flags);
 
+/// All samples of a curve before smoothing, with no offset and no flags, for filters that work on whole curves.
+/// `centres` gets what a sample counts for in its own place, `neighbours` (unless null) what it adds to those around
+/// it; the two can differ in the last bit.
+void getCurveSamples(int type, int count, float amplitude, float* centres, float* neighbours);
+
+/// The two boxes that a smoothness blends: of `radius`, weighted by `fraction`, and of one less. A negative radius
+/// means no filter at all.
+struct SmoothingBox {
+    int radius;
+    float fraction;
+};
+SmoothingBox smoothingBox(float smoothness);
+
 /// An angle in 16.16 fixed-point degrees as a whole shift of `count` samples to the turn, in [0, count).
 /// Negative shifts land one sample short of the true wrap; saved projects rely on it.
 int getAngleVal(int angle, int count);

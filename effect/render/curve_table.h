@@ -19,15 +19,26 @@ public:
     using Entry = typename Depth::Channel;
 
     explicit CurveTable(const ParamValues& values)
+        : CurveTable(values, [](int type, int count, float amplitude, float smoothness, float* samples) {
+              for (int i = 0; i < count; ++i) {
+                  samples[i] = getCurveVal(type, i, count, amplitude, 0.0F, smoothness, 0);
+              }
+          }) {}
+
+    /// With the curve taken from `sample`, called once with type, count, amplitude, smoothness in samples, and where
+    /// to put the `count` samples. Its scratch memory is gone from the stack when the frame is drawn.
+    template <typename Sampler>
+    [[gnu::noinline]] CurveTable(const ParamValues& values, const Sampler& sample)
         : plus_(getAngleVal(values.curvePhaseSplit, kLevels)),
           minus_(getAngleVal(wrappingNegate(values.curvePhaseSplit), kLevels)) {
         const int shift =
             wrapShift(truncateToInt(static_cast<float>(values.curvePhase) * Depth::kPhaseFactor), kLevels);
-        const auto smoothness = static_cast<float>(values.curveSmoothness * Depth::kSmoothnessFactor);
+        float samples[static_cast<std::size_t>(kLevels)];
+        sample(values.curveType, kLevels, Depth::kAmplitude,
+               static_cast<float>(values.curveSmoothness * Depth::kSmoothnessFactor), samples);
         for (int i = 0; i < kLevels; ++i) {
             const int p = (shift + i) % kLevels;
-            entries_[p] = entries_[p + kLevels] =
-                Depth::tableEntry(getCurveVal(values.curveType, i, kLevels, Depth::kAmplitude, 0.0F, smoothness, 0));
+            entries_[p] = entries_[p + kLevels] = Depth::tableEntry(samples[i]);
         }
     }
 

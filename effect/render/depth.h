@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Everything in the renderer that differs by pixel depth.
+// Always inlined: kernels for several instruction sets include this, and a copy kept by the linker must not be one that
+// the processor at hand cannot run.
 #pragma once
 
 #include <bit>
@@ -22,13 +24,21 @@ struct Depth8 {
     static constexpr Channel kMinimumStart = 255;
     static constexpr Channel kMaximumStart = 0;
 
-    static Channel threshold(double intensity) { return static_cast<Channel>(truncateToInt(intensity * 255.0)); }
-    static Channel tableEntry(float value) { return static_cast<Channel>(truncateToInt(value)); }
+    [[gnu::always_inline]] static Channel threshold(double intensity) {
+        return static_cast<Channel>(truncateToInt(intensity * 255.0));
+    }
+    [[gnu::always_inline]] static Channel tableEntry(float value) { return static_cast<Channel>(truncateToInt(value)); }
     /// The curve sample for a block's spread; always below kLevels.
-    static int levelOf(Channel minimum, Channel maximum) { return static_cast<Channel>(maximum - minimum); }
+    [[gnu::always_inline]] static int levelOf(Channel minimum, Channel maximum) {
+        return static_cast<Channel>(maximum - minimum);
+    }
 
-    static Channel jointAverage(Sum sum, std::int32_t count) { return static_cast<Channel>(sum / count); }
-    static Channel singleAverage(Sum sum, std::int32_t count) { return static_cast<Channel>(sum / count); }
+    [[gnu::always_inline]] static Channel jointAverage(Sum sum, std::int32_t count) {
+        return static_cast<Channel>(sum / count);
+    }
+    [[gnu::always_inline]] static Channel singleAverage(Sum sum, std::int32_t count) {
+        return static_cast<Channel>(sum / count);
+    }
 };
 
 /// 16 bits a channel, 0 to 32768; a channel may hold more.
@@ -44,17 +54,23 @@ struct Depth16 {
     static constexpr Channel kMinimumStart = 32768;
     static constexpr Channel kMaximumStart = 0;
 
-    static Channel threshold(double intensity) { return static_cast<Channel>(truncateToInt(intensity * 32768.0)); }
-    static Channel tableEntry(float value) { return static_cast<Channel>(truncateToInt(value)); }
-    static int levelOf(Channel minimum, Channel maximum) {
+    [[gnu::always_inline]] static Channel threshold(double intensity) {
+        return static_cast<Channel>(truncateToInt(intensity * 32768.0));
+    }
+    [[gnu::always_inline]] static Channel tableEntry(float value) { return static_cast<Channel>(truncateToInt(value)); }
+    [[gnu::always_inline]] static int levelOf(Channel minimum, Channel maximum) {
         const int contrast = static_cast<Channel>(maximum - minimum);
         const int level = contrast * (kLevels - 1) / 32768;
         // Channels above 32768 can spread over almost two turns of the curve, which is periodic.
         return level < kLevels ? level : level - kLevels;
     }
 
-    static Channel jointAverage(Sum sum, std::int32_t count) { return static_cast<Channel>(sum / count); }
-    static Channel singleAverage(Sum sum, std::int32_t count) { return static_cast<Channel>(sum / count); }
+    [[gnu::always_inline]] static Channel jointAverage(Sum sum, std::int32_t count) {
+        return static_cast<Channel>(sum / count);
+    }
+    [[gnu::always_inline]] static Channel singleAverage(Sum sum, std::int32_t count) {
+        return static_cast<Channel>(sum / count);
+    }
 };
 
 /// 32-bit float a channel, nominally 0 to 1. Values outside enter averages unchanged; a NaN changes neither minimum
@@ -71,17 +87,21 @@ struct DepthFloat {
     static constexpr Channel kMinimumStart = 1.0F;
     static constexpr Channel kMaximumStart = 0.0F;
 
-    static Channel threshold(double intensity) { return static_cast<Channel>(intensity); }
-    static Channel tableEntry(float value) { return value; }
-    static int levelOf(Channel minimum, Channel maximum) {
+    [[gnu::always_inline]] static Channel threshold(double intensity) { return static_cast<Channel>(intensity); }
+    [[gnu::always_inline]] static Channel tableEntry(float value) { return value; }
+    [[gnu::always_inline]] static int levelOf(Channel minimum, Channel maximum) {
         const float contrast = (maximum > 1.0F ? 1.0F : maximum) - (minimum < 0.0F ? 0.0F : minimum);
         const int level = truncateToInt(contrast * static_cast<float>(kLevels - 1));
         return level > 0 ? level : 0;  // a block of nothing but NaN has a contrast of -1
     }
 
     // The two forms round differently; both roundings are part of the result.
-    static Channel jointAverage(Sum sum, std::int32_t count) { return sum * (1.0F / static_cast<float>(count)); }
-    static Channel singleAverage(Sum sum, std::int32_t count) { return sum / static_cast<float>(count); }
+    [[gnu::always_inline]] static Channel jointAverage(Sum sum, std::int32_t count) {
+        return sum * (1.0F / static_cast<float>(count));
+    }
+    [[gnu::always_inline]] static Channel singleAverage(Sum sum, std::int32_t count) {
+        return sum / static_cast<float>(count);
+    }
 };
 
 }  // namespace quorvel

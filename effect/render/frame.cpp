@@ -6,7 +6,8 @@
 #include "effect/entry/host_query.h"
 #include "effect/entry/suite_handler.h"
 #include "effect/params/param_index.h"
-#include "effect/render/grid.h"
+#include "effect/render/depth.h"
+#include "effect/render/fast/mosaic.h"
 #include "sdk/premiere.h"
 
 namespace quorvel {
@@ -25,7 +26,7 @@ PixelView<T> viewOf(const PF_LayerDef& world) {
 }
 
 template <typename Depth>
-void renderFrame(PF_LayerDef* input, PF_LayerDef* output, const ParamValues& values, float downsample) {
+void renderFrame(PF_LayerDef* input, PF_LayerDef* output, const ParamValues& values) {
     using T = typename Depth::Channel;
     if (input->data == nullptr || output == nullptr || output->data == nullptr) {
         return;
@@ -38,7 +39,7 @@ void renderFrame(PF_LayerDef* input, PF_LayerDef* output, const ParamValues& val
         originX = output->origin_x;
         originY = output->origin_y;
     }
-    mosaicFrame<Depth>(viewOf<T>(*output), viewOf<const T>(*input), values, intensity, originX, originY, downsample);
+    drawMosaicFrame<Depth>(viewOf<T>(*output), viewOf<const T>(*input), values, intensity, originX, originY);
 }
 
 /// The horizontal preview resolution: 1 when full, 0.5 when half.
@@ -52,16 +53,16 @@ void initRender(PF_InData*, PF_OutData*) {}
 
 void cleanUpRender(PF_InData*, PF_OutData*) {}
 
-void renderARGB8(PF_LayerDef* input, PF_LayerDef* output, ParamValues values, float downsample) {
-    renderFrame<Depth8>(input, output, values, downsample);
+void renderARGB8(PF_LayerDef* input, PF_LayerDef* output, ParamValues values, [[maybe_unused]] float downsample) {
+    renderFrame<Depth8>(input, output, values);
 }
 
-void renderARGB16(PF_LayerDef* input, PF_LayerDef* output, ParamValues values, float downsample) {
-    renderFrame<Depth16>(input, output, values, downsample);
+void renderARGB16(PF_LayerDef* input, PF_LayerDef* output, ParamValues values, [[maybe_unused]] float downsample) {
+    renderFrame<Depth16>(input, output, values);
 }
 
-void renderARGB32(PF_LayerDef* input, PF_LayerDef* output, ParamValues values, float downsample) {
-    renderFrame<DepthFloat>(input, output, values, downsample);
+void renderARGB32(PF_LayerDef* input, PF_LayerDef* output, ParamValues values, [[maybe_unused]] float downsample) {
+    renderFrame<DepthFloat>(input, output, values);
 }
 
 PF_Err smartPreRender(PF_InData* in_data, PF_OutData* out_data, PF_PreRenderExtra* extra) {

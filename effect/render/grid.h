@@ -7,6 +7,7 @@
 
 #include "effect/params/param_values.h"
 #include "effect/render/block.h"
+#include "effect/render/cells.h"
 #include "effect/render/curve_table.h"
 #include "effect/render/depth.h"
 #include "effect/render/pixels.h"
@@ -72,42 +73,32 @@ struct ChannelPass {
     const T* table;
 };
 
-/// Where cell `k` of `cells` starts along `length` pixels; the remainder is spread.
-constexpr std::int32_t cellStart(std::int32_t k, std::int32_t length, std::int32_t cells) {
-    return static_cast<std::int32_t>(static_cast<std::int64_t>(k) * length / cells);
-}
-
-/// Renders one frame. The source is read at the output's positions and size, with its own stride. `intensity` may be
-/// absent; the origin is the output's place in it, in pixels. `scale` (the preview resolution) is not read: cells are
-/// the same part of the picture at every resolution. Allocates nothing; safe to run for many frames at once.
-template <typename Depth>
-void mosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const typename Depth::Channel> source,
-                 ParamValues values, PixelView<const typename Depth::Channel> intensity, std::int32_t originX,
-                 std::int32_t originY, [[maybe_unused]] float scale) {
-    using T = typename Depth::Channel;
-    const std::int32_t width = output.width;
-    const std::int32_t height = output.height;
-    if (width < 1 || height < 1) {
-        return;
-    }
-
-    const CurveTable<Depth> table(values);
-    bool copied[kChannelsPerPixel] = {};
+/// What happens to each channel in one "Channels" mode; nothing in an unknown one.
+template <typename T>
+struct ChannelPlan {
     ChannelPass<T> passes[3];
     int passCount = 0;
-    const auto process = [&](int channel, const T* view) {
-        passes[passCount++] = {false, channel, view};
-        copied[channel] = false;
-    };
-    if (values.channels >= kLuminosity && values.channels <= kAlpha) {
-        for (bool& flag : copied) {
-            flag = true;
-        }
+    bool copied[kChannelsPerPixel] = {};
+};
+
+template <typename Depth>
+ChannelPlan<typename Depth::Channel> planChannels(std::int32_t mode, const CurveTable<Depth>& table) {
+    using T = typename Depth::Channel;
+    ChannelPlan<T> plan;
+    if (mode < kLuminosity || mode > kAlpha) {
+        return plan;
     }
-    switch (values.channels) {
+    for (bool& copied : plan.copied) {
+        copied = true;
+    }
+    const auto process = [&](int channel, const T* view) {
+        plan.passes[plan.passCount++] = {false, channel, view};
+        plan.copied[channel] = false;
+    };
+    switch (mode) {
         case kLuminosity:
-            passes[passCount++] = {true, kChannelA, table.base()};
-            copied[kChannelR] = copied[kChannelG] = copied[kChannelB] = false;
+            plan.passes[plan.passCount++] = {true, kChannelR, table.base()};
+            plan.copied[kChannelR] = plan.copied[kChannelG] = plan.copied[kChannelB] = false;
             break;
         case kRGB:
             process(kChannelR, table.plus());
@@ -123,15 +114,31 @@ void mosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const type
         case kBlue:
             process(kChannelB, table.minus());
             break;
-        case kAlpha:
+        default:
             process(kChannelA, table.base());
             break;
-        default:
-            break;
+    }
+    return plan;
+}
+
+/// Renders one frame, plainly: the reference for the fast kernel, which gives the same bits. The source is read at the
+/// output's positions and size, with its own stride. `intensity` may be absent; the origin is the output's place in
+/// it, in pixels. `scale` (the preview resolution) is not read: cells are the same part of the picture at every
+/// resolution. Allocates nothing; safe to run for many frames at once.
+template <typename Depth>
+void mosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const typename Depth::Channel> source,
+                 ParamValues values, const CurveTable<Depth>& table, PixelView<const typename Depth::Channel> intensity,
+                 std::int32_t originX, std::int32_t originY) {
+    using T = typename Depth::Channel;
+    const std::int32_t width = output.width;
+    const std::int32_t height = output.height;
+    if (width < 1 || height < 1) {
+        return;
     }
 
+    const ChannelPlan<T> plan = planChannels<Depth>(values.channels, table);
     for (int channel = 0; channel < kChannelsPerPixel; ++channel) {
-        if (copied[channel]) {
+        if (plan.copied[channel]) {
             copyChannel<T>(output, source, channel);
         }
     }
@@ -161,8 +168,8 @@ void mosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const type
                           0,
                           wrappingAdd(wrappingMultiply(x0, mapping.sampling.stepX), mapping.originX),
                           wrappingAdd(wrappingMultiply(y0, mapping.sampling.stepY), mapping.originY)};
-            for (int p = 0; p < passCount; ++p) {
-                const ChannelPass<T>& pass = passes[p];
+            for (int p = 0; p < plan.passCount; ++p) {
+                const ChannelPass<T>& pass = plan.passes[p];
                 context.table = pass.table;
                 if (pass.joint) {
                     mosaicBlock<Depth, JointRGB>(context, cell);
@@ -178,6 +185,14 @@ void mosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const type
             }
         }
     }
+}
+
+/// The same, with the curve table built plainly too.
+template <typename Depth>
+void mosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const typename Depth::Channel> source,
+                 ParamValues values, PixelView<const typename Depth::Channel> intensity, std::int32_t originX,
+                 std::int32_t originY, [[maybe_unused]] float scale) {
+    mosaicFrame<Depth>(output, source, values, CurveTable<Depth>(values), intensity, originX, originY);
 }
 
 }  // namespace quorvel

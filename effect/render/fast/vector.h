@@ -1,0 +1,318 @@
+// SPDX-License-Identifier: MIT
+// Vectors of channels, in the width of the instruction set that this file is compiled for.
+//
+// Included by kernel.cpp alone, which is compiled once per instruction set: everything here has internal linkage, and
+// nothing may come from a header that would leave a shared copy behind.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+#include "effect/render/pixels.h"
+
+namespace quorvel {
+namespace {
+
+#if defined(__AVX512BW__)
+inline constexpr std::size_t kVectorBytes = 64;
+#elif defined(__AVX2__)
+inline constexpr std::size_t kVectorBytes = 32;
+#else
+inline constexpr std::size_t kVectorBytes = 16;
+#endif
+
+template <typename T, std::size_t Bytes>
+struct NativeVector {
+    typedef T Type __attribute__((vector_size(Bytes)));
+};
+
+template <typename T, std::size_t Bytes>
+struct WideVector;
+/// A vector of any power of two of bytes; what is wider than a register is made of halves, because compilers take
+/// comparisons of too wide vectors apart into single lanes.
+template <typename T, std::size_t Bytes>
+using Vector = typename std::conditional_t<(Bytes > kVectorBytes), WideVector<T, Bytes>, NativeVector<T, Bytes>>::Type;
+
+template <typename T, std::size_t Bytes>
+struct WideVector {
+    using Type = WideVector;
+    using Half = Vector<T, Bytes / 2>;
+    Half low;
+    Half high;
+
+    [[gnu::always_inline]] friend inline WideVector operator&(WideVector a, WideVector b) {
+        return {a.low & b.low, a.high & b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator|(WideVector a, WideVector b) {
+        return {a.low | b.low, a.high | b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator^(WideVector a, WideVector b) {
+        return {a.low ^ b.low, a.high ^ b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator~(WideVector a) { return {~a.low, ~a.high}; }
+    [[gnu::always_inline]] friend inline WideVector operator-(WideVector a, WideVector b) {
+        return {a.low - b.low, a.high - b.high};
+    }
+};
+template <typename V>
+inline constexpr bool kIsWide = false;
+template <typename T, std::size_t Bytes>
+inline constexpr bool kIsWide<WideVector<T, Bytes>> = true;
+
+/// The unsigned integer as wide as a channel: masks are all ones or all zeros.
+template <typename T>
+struct MaskOf;
+template <>
+struct MaskOf<std::uint8_t> {
+    using Type = std::uint8_t;
+};
+template <>
+struct MaskOf<std::uint16_t> {
+    using Type = std::uint16_t;
+};
+template <>
+struct MaskOf<float> {
+    using Type = std::uint32_t;
+};
+template <typename T>
+using Mask = typename MaskOf<T>::Type;
+
+/// As many channels as a register holds.
+template <typename T>
+using Lanes = Vector<T, kVectorBytes>;
+template <typename T>
+inline constexpr std::int32_t kLanes = static_cast<std::int32_t>(kVectorBytes / sizeof(T));
+
+/// Four pixels side by side, and two.
+template <typename T>
+inline constexpr std::size_t kQuartetBytes = 4 * kChannelsPerPixel * sizeof(T);
+template <typename T>
+using Quartet = Vector<T, kQuartetBytes<T>>;
+
+/// One pixel, for the few steps taken pixel by pixel.
+template <typename T>
+struct Pixel {
+    T channel[kChannelsPerPixel];
+};
+
+// Rows start anywhere, so no address is taken as aligned. Halves are moved one by one: compilers copy structures in
+// smaller pieces, by way of memory.
+template <typename V>
+[[gnu::always_inline]] inline V load(const void* from) {
+    if constexpr (kIsWide<V>) {
+        using Half = typename V::Half;
+        return {load<Half>(from), load<Half>(static_cast<const char*>(from) + sizeof(Half))};
+    } else {
+        V value;
+        __builtin_memcpy(&value, from, sizeof value);
+        return value;
+    }
+}
+template <typename V>
+[[gnu::always_inline]] inline void store(void* to, V value) {
+    if constexpr (kIsWide<V>) {
+        store(to, value.low);
+        store(static_cast<char*>(to) + sizeof(typename V::Half), value.high);
+    } else {
+        __builtin_memcpy(to, &value, sizeof value);
+    }
+}
+
+template <typename To, typename From>
+[[gnu::always_inline]] inline To reinterpret(From value) {
+    static_assert(sizeof(To) == sizeof(From));
+    if constexpr (kIsWide<To>) {
+        using Half = typename To::Half;
+        return {reinterpret<Half>(value.low), reinterpret<Half>(value.high)};
+    } else {
+        To result;
+        __builtin_memcpy(&result, &value, sizeof result);
+        return result;
+    }
+}
+
+/// How many channels further a register's worth begins at a multiple of its size; less than a register holds.
+template <typename T>
+[[gnu::always_inline]] inline std::int32_t lanesToAlignment(const T* address) {
+    const auto over = static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(address) % kVectorBytes);
+    return static_cast<std::int32_t>((kVectorBytes - over) % kVectorBytes / sizeof(T));
+}
+
+template <typename V, typename T>
+[[gnu::always_inline]] inline V splat(T value) {
+    if constexpr (kIsWide<V>) {
+        const auto half = splat<typename V::Half>(value);
+        return {half, half};
+    } else {
+        return value - V{};  // a scalar operand is repeated; subtracting zero changes no bit, not even of a float
+    }
+}
+
+/// `value` where it is smaller (larger), else `kept`: a NaN in `value` leaves `kept` alone.
+template <typename V>
+[[gnu::always_inline]] inline V smaller(V value, V kept) {
+    if constexpr (kIsWide<V>) {
+        return {smaller(value.low, kept.low), smaller(value.high, kept.high)};
+    } else {
+        return value < kept ? value : kept;
+    }
+}
+template <typename V>
+[[gnu::always_inline]] inline V larger(V value, V kept) {
+    if constexpr (kIsWide<V>) {
+        return {larger(value.low, kept.low), larger(value.high, kept.high)};
+    } else {
+        return value > kept ? value : kept;
+    }
+}
+
+/// Ones where `value` is from `first` to `last`, in a vector M of masks.
+template <typename M, typename V>
+[[gnu::always_inline]] inline M within(V value, V first, V last) {
+    if constexpr (kIsWide<V>) {
+        using Half = typename M::Half;
+        return {within<Half>(value.low, first.low, last.low), within<Half>(value.high, first.high, last.high)};
+    } else {
+        return reinterpret<M>(value >= first) & reinterpret<M>(value <= last);
+    }
+}
+
+/// Each lane of an integer vector shifted right, left.
+template <int Bits, typename V>
+[[gnu::always_inline]] inline V shiftedRight(V value) {
+    if constexpr (kIsWide<V>) {
+        return {shiftedRight<Bits>(value.low), shiftedRight<Bits>(value.high)};
+    } else {
+        return value >> Bits;
+    }
+}
+template <int Bits, typename V>
+[[gnu::always_inline]] inline V shiftedLeft(V value) {
+    if constexpr (kIsWide<V>) {
+        return {shiftedLeft<Bits>(value.low), shiftedLeft<Bits>(value.high)};
+    } else {
+        return value << Bits;
+    }
+}
+
+/// Whether all bits are ones.
+template <typename V>
+[[gnu::always_inline]] inline bool allOnes(V mask) {
+    if constexpr (kIsWide<V>) {
+        return allOnes(mask.low & mask.high);
+    } else {
+        using Words = Vector<std::uint64_t, sizeof(V)>;
+        const auto words = reinterpret<Words>(mask);
+        std::uint64_t all = words[0];
+        for (std::size_t i = 1; i < sizeof(V) / sizeof(std::uint64_t); ++i) {
+            all &= words[i];
+        }
+        return all == ~std::uint64_t{0};
+    }
+}
+
+/// Bits of `a` where the mask is set, of `b` elsewhere.
+template <typename V>
+[[gnu::always_inline]] inline V select(V mask, V a, V b) {
+    return (a & mask) | (b & ~mask);
+}
+
+/// The same pixel again and again.
+template <typename V, typename P>
+[[gnu::always_inline]] inline V repeat(P pixel) {
+    if constexpr (kIsWide<V>) {
+        const auto half = repeat<typename V::Half>(pixel);
+        return {half, half};
+    } else if constexpr (sizeof(P) == 4) {
+        return reinterpret<V>(splat<Vector<std::uint32_t, sizeof(V)>>(reinterpret<std::uint32_t>(pixel)));
+    } else if constexpr (sizeof(P) == 8) {
+        return reinterpret<V>(splat<Vector<std::uint64_t, sizeof(V)>>(reinterpret<std::uint64_t>(pixel)));
+    } else {
+        const auto bits = reinterpret<Vector<std::uint32_t, 16>>(pixel);
+        const auto repeated = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
+            return __builtin_shufflevector(bits, bits, (Lane % 4)...);
+        };
+        return reinterpret<V>(repeated(std::make_index_sequence<sizeof(V) / 4>{}));
+    }
+}
+
+/// The items of `Units` 32-bit units at these places of two registers, taken as one row.
+template <std::size_t Units, typename V, std::size_t... Order>
+[[gnu::always_inline]] inline V pickItems(V a, V b, std::index_sequence<Order...>) {
+    // As few and wide lanes as there can be, for the compiler to see what it is.
+    using Word = std::conditional_t<Units % 2 == 0, std::uint64_t, std::uint32_t>;
+    constexpr std::size_t kWords = 4 * Units / sizeof(Word);
+    const auto picked = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
+        constexpr std::size_t kOrder[] = {Order...};
+        using Words = Vector<Word, sizeof(V)>;
+        return __builtin_shufflevector(reinterpret<Words>(a), reinterpret<Words>(b),
+                                       (kOrder[Lane / kWords] * kWords + Lane % kWords)...);
+    };
+    return reinterpret<V>(picked(std::make_index_sequence<sizeof(V) / sizeof(Word)>{}));
+}
+
+/// Item `Index` of a vector made of registers that hold one item each.
+template <std::size_t Index, typename V>
+[[gnu::always_inline]] inline auto registerOf(V value) {
+    if constexpr (Index == 0) {
+        return value.low.low;
+    } else if constexpr (Index == 1) {
+        return value.low.high;
+    } else if constexpr (Index == 2) {
+        return value.high.low;
+    } else {
+        return value.high.high;
+    }
+}
+
+/// Permutes items of `Units` 32-bit units among the four of each group.
+template <std::size_t Units, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
+[[gnu::always_inline]] inline V permuteItems(V value) {
+    constexpr std::size_t kItemBytes = 4 * Units;
+    constexpr std::size_t kGroupBytes = 4 * kItemBytes;
+    if constexpr (sizeof(V) > kGroupBytes && kIsWide<V>) {
+        return {permuteItems<Units, A, B, C, D>(value.low), permuteItems<Units, A, B, C, D>(value.high)};
+    } else if constexpr (!kIsWide<V>) {
+        const auto permuted = [&]<std::size_t... Item>(std::index_sequence<Item...>) {
+            constexpr std::size_t kOrder[] = {A, B, C, D};
+            return pickItems<Units>(value, value, std::index_sequence<(Item / 4 * 4 + kOrder[Item % 4])...>{});
+        };
+        return permuted(std::make_index_sequence<sizeof(V) / kItemBytes>{});
+    } else if constexpr (kIsWide<typename V::Half>) {
+        static_assert(kItemBytes == kVectorBytes);
+        return {{registerOf<A>(value), registerOf<B>(value)}, {registerOf<C>(value), registerOf<D>(value)}};
+    } else {
+        return {pickItems<Units>(value.low, value.high, std::index_sequence<A, B>{}),
+                pickItems<Units>(value.low, value.high, std::index_sequence<C, D>{})};
+    }
+}
+
+template <typename T, typename V>
+[[gnu::always_inline]] inline Pixel<T> firstPixel(V value) {
+    if constexpr (kIsWide<V>) {
+        return firstPixel<T>(value.low);
+    } else {
+        Pixel<T> pixel;
+        __builtin_memcpy(&pixel, &value, sizeof pixel);
+        return pixel;
+    }
+}
+
+/// Pixels A B C D of each four.
+template <typename T, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
+[[gnu::always_inline]] inline V permutePixels(V value) {
+    return permuteItems<sizeof(T), A, B, C, D>(value);
+}
+template <typename T, typename V>
+[[gnu::always_inline]] inline V swapNeighbours(V value) {
+    return permutePixels<T, 1, 0, 3, 2>(value);
+}
+template <typename T, typename V>
+[[gnu::always_inline]] inline V swapPairs(V value) {
+    return permutePixels<T, 2, 3, 0, 1>(value);
+}
+
+}  // namespace
+}  // namespace quorvel

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+// The fast kernel gives the plain kernel's bits, with every instruction set that the machine has.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+#include "effect/render/curve.h"
+#include "effect/render/depth.h"
+#include "tests/random_frame.h"
+
+namespace quorvel::test {
+namespace {
+
+class Kernels : public testing::TestWithParam<InstructionSet> {
+protected:
+    void SetUp() override {
+        if (GetParam() > supportedInstructionSet()) {
+            GTEST_SKIP() << "this machine does not have the instructions";
+        }
+    }
+
+    template <typename Depth>
+    void compareFrames(std::uint64_t firstSeed, int frames) {
+        for (int i = 0; i < frames; ++i) {
+            const auto difference = RandomFrame<Depth>(firstSeed + static_cast<std::uint64_t>(i)).compare(GetParam());
+            ASSERT_EQ(difference.value_or(""), "");
+        }
+    }
+};
+
+TEST_P(Kernels, RandomFrames8) {
+    compareFrames<Depth8>(1, 120);
+}
+TEST_P(Kernels, RandomFrames16) {
+    compareFrames<Depth16>(1001, 120);
+}
+TEST_P(Kernels, RandomFramesFloat) {
+    compareFrames<DepthFloat>(2001, 120);
+}
+
+/// Cells so large that coarse parts are measured within coarse parts.
+TEST_P(Kernels, LargeCells) {
+    EXPECT_EQ(RandomFrame<Depth8>(1, 4609, 1700).compare(GetParam()).value_or(""), "");
+    EXPECT_EQ(RandomFrame<Depth16>(2, 700, 301).compare(GetParam()).value_or(""), "");
+    EXPECT_EQ(RandomFrame<DepthFloat>(3, 1031, 500).compare(GetParam()).value_or(""), "");
+}
+
+TEST_P(Kernels, CurvesAreThoseOfTheGraph) {
+    struct Size {
+        int count;
+        float amplitude;
+    };
+    // The last two radii are wider than the filter for whole curves goes, and than the curve itself.
+    const float smoothnesses[] = {-1.5F, -0.5F, 0.0F,  0.5F,   1.0F,    2.0F,
+                                  2.7F,  42.1F, 43.0F, 255.5F, 1100.2F, std::numeric_limits<float>::quiet_NaN()};
+    for (const Size size : {Size{Depth8::kLevels, Depth8::kAmplitude}, Size{Depth16::kLevels, Depth16::kAmplitude},
+                            Size{DepthFloat::kLevels, DepthFloat::kAmplitude}}) {
+        std::vector<float> samples(static_cast<std::size_t>(size.count));
+        for (int type = kLinearRampUp; type <= kExpDown + 1; ++type) {
+            for (const float smoothness : smoothnesses) {
+                sampleCurve(type, size.count, size.amplitude, smoothness, samples.data(), GetParam());
+                // Slow for wide filters: a sample here and there, and both ends.
+                const int step = smoothness > 3.0F ? 97 : 7;
+                for (int i = 0; i < size.count; i += i < 8 || i > size.count - 8 ? 1 : step) {
+                    const float expected = getCurveVal(type, i, size.count, size.amplitude, 0.0F, smoothness, 0);
+                    ASSERT_EQ(std::bit_cast<std::uint32_t>(samples[static_cast<std::size_t>(i)]),
+                              std::bit_cast<std::uint32_t>(expected))
+                        << "type " << type << ", smoothness " << smoothness << ", sample " << i << " of " << size.count;
+                }
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(InstructionSets, Kernels,
+                         testing::Values(InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512),
+                         [](const testing::TestParamInfo<InstructionSet>& set) {
+                             return set.param == InstructionSet::Baseline ? "Baseline"
+                                    : set.param == InstructionSet::Avx2   ? "Avx2"
+                                                                          : "Avx512";
+                         });
+
+}  // namespace
+}  // namespace quorvel::test
