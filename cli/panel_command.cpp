@@ -2,7 +2,9 @@
 // quorvel panel: the effect's controls as the host shows them.
 #include <CLI/CLI.hpp>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <utility>
 
 #include "cli/commands.h"
 #include "cli/custom_controls.h"
@@ -101,6 +103,9 @@ void PanelCommand::run() {
     }
     const int scale = parseScale(options_.scale);
     const bool alone = options_.graphOnly || options_.bannerOnly;
+    if (options_.onPanel && !alone) {
+        throw UsageError("--on-panel: goes with --graph-only or --banner-only");
+    }
     if (alone && scale != 1 && !options_.onPanel) {
         throw badValue("--scale", options_.scale, "1 without --on-panel");
     }
@@ -108,6 +113,12 @@ void PanelCommand::run() {
     host::ParameterValues values = effect_.parameters().values();
     if (!toStandardOutput) {
         checkTarget(options_.output, !options_.noClobber);
+    }
+
+    std::map<PF_ParamIndex, std::string> layers;
+    for (const auto& [id, file] : effect_.parameters().layerFiles()) {
+        (void)readPicture(file, {});  // a layer that is not there is no layer
+        layers[values.indexOf(id)] = std::filesystem::path(file).filename().string();
     }
 
     host::Instance instance(host);
@@ -120,11 +131,8 @@ void PanelCommand::run() {
     } else if (options_.bannerOnly) {
         picture = controlAlone(panel, findBanner(host), "banner");
     } else {
-        PanelContent content{host.module().identity().name, hostName(host.profile()), values, panel, {}};
-        for (const auto& [id, file] : effect_.parameters().layerFiles()) {
-            (void)readPicture(file, {});  // a layer that is not there is no layer
-            content.layers[values.indexOf(id)] = std::filesystem::path(file).filename().string();
-        }
+        const PanelContent content{host.module().identity().name, hostName(host.profile()), values, panel,
+                                   std::move(layers)};
         picture = wholePanel(panel, content, scale);
     }
     require(instance.sequenceSetdown(), "sequence set-down", host);
