@@ -3,7 +3,6 @@
 
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,12 +10,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 #include <string_view>
 #include <utility>
 
 #include "cli/exit_status.h"
 #include "cli/levels.h"
+#include "cli/quiet_libraries.h"
 #include "cli/staged_file.h"
 
 namespace quorvel::cli {
@@ -48,37 +47,6 @@ Failure failureOf(const std::string& file, const std::string& what, std::string 
     }
     return Failure(file + ": " + what + (detail.empty() ? "" : ": " + detail));
 }
-
-/// Keeps the picture libraries from writing to the error output while it lives: some print their own line before
-/// they return the error, and the user is to get one line. Several may live at once, on several threads.
-class QuietLibraries {
-public:
-    QuietLibraries() {
-        const std::lock_guard lock(mutex_);
-        if (living_++ == 0) {
-            (void)std::fflush(stderr);
-            saved_ = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-            const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-            ::dup2(nowhere, STDERR_FILENO);
-            ::close(nowhere);
-        }
-    }
-    ~QuietLibraries() {
-        const std::lock_guard lock(mutex_);
-        if (--living_ == 0) {
-            (void)std::fflush(stderr);
-            ::dup2(saved_, STDERR_FILENO);
-            ::close(saved_);
-        }
-    }
-    QuietLibraries(const QuietLibraries&) = delete;
-    QuietLibraries& operator=(const QuietLibraries&) = delete;
-
-private:
-    static inline std::mutex mutex_;
-    static inline int living_ = 0;
-    static inline int saved_ = -1;
-};
 
 Depth depthOf(TypeDesc type) {
     switch (type.basetype) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/loader.h"
+#include "host/module_file.h"
 #include "host/session.h"
 
 namespace quorvel::host {
@@ -51,6 +52,16 @@ Identity identify(PF_PluginDataEntryFunction entry, const std::string& file) {
     return told.front();
 }
 
+/// Loading a library runs its code, so one that is clearly no module is not loaded at all. What cannot be read is
+/// left to the system's loader, which says what is wrong with it.
+bool lacksIdentityEntry(const std::filesystem::path& file) {
+    try {
+        return !readModuleFile(file).exportsSymbol(kIdentityEntry);
+    } catch (const HostError&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 Module::Module(const std::filesystem::path& file) : file_(file) {
@@ -62,17 +73,18 @@ Module::Module(const std::filesystem::path& file) : file_(file) {
     if (!std::filesystem::is_regular_file(status)) {
         throw HostError(file.string() + ": not a module: not a regular file");
     }
+    const auto requireEntry = [&](bool found, const std::string& name) {
+        if (!found) {
+            throw HostError(file.string() + ": no entry point \"" + name + "\"");
+        }
+    };
+    requireEntry(!lacksIdentityEntry(file), kIdentityEntry);
     library_ = loadFresh(file);
-
     pluginDataEntry_ = reinterpret_cast<PF_PluginDataEntryFunction>(symbol(kIdentityEntry));
-    if (pluginDataEntry_ == nullptr) {
-        throw HostError(file.string() + ": no entry point \"" + kIdentityEntry + "\"");
-    }
+    requireEntry(pluginDataEntry_ != nullptr, kIdentityEntry);
     identity_ = identify(pluginDataEntry_, file.string());
     effectMain_ = reinterpret_cast<PF_EffectMainFunction>(symbol(identity_.entryPoint.c_str()));
-    if (effectMain_ == nullptr) {
-        throw HostError(file.string() + ": no entry point \"" + identity_.entryPoint + "\"");
-    }
+    requireEntry(effectMain_ != nullptr, identity_.entryPoint);
 }
 
 Module::~Module() = default;
