@@ -5,6 +5,8 @@
 // nothing may come from a header that would leave a shared copy behind.
 #pragma once
 
+#include <immintrin.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -52,6 +54,15 @@ struct WideVector {
         return {a.low ^ b.low, a.high ^ b.high};
     }
     [[gnu::always_inline]] friend inline WideVector operator~(WideVector a) { return {~a.low, ~a.high}; }
+    [[gnu::always_inline]] friend inline WideVector operator+(WideVector a, WideVector b) {
+        return {a.low + b.low, a.high + b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator*(WideVector a, WideVector b) {
+        return {a.low * b.low, a.high * b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator/(WideVector a, WideVector b) {
+        return {a.low / b.low, a.high / b.high};
+    }
     [[gnu::always_inline]] friend inline WideVector operator-(WideVector a, WideVector b) {
         return {a.low - b.low, a.high - b.high};
     }
@@ -194,6 +205,36 @@ template <int Bits, typename V>
         return {shiftedLeft<Bits>(value.low), shiftedLeft<Bits>(value.high)};
     } else {
         return value << Bits;
+    }
+}
+
+/// The upper 16 of the 32 bits of each product of 16-bit lanes.
+template <typename V>
+[[gnu::always_inline]] inline V highProduct(V a, V b) {
+    if constexpr (kIsWide<V>) {
+        return {highProduct(a.low, b.low), highProduct(a.high, b.high)};
+    } else if constexpr (sizeof(V) == 16) {
+        return reinterpret<V>(_mm_mulhi_epu16(reinterpret<__m128i>(a), reinterpret<__m128i>(b)));
+#if defined(__AVX2__)
+    } else if constexpr (sizeof(V) == 32) {
+        return reinterpret<V>(_mm256_mulhi_epu16(reinterpret<__m256i>(a), reinterpret<__m256i>(b)));
+#endif
+#if defined(__AVX512BW__)
+    } else {
+        return reinterpret<V>(_mm512_mulhi_epu16(reinterpret<__m512i>(a), reinterpret<__m512i>(b)));
+#endif
+    }
+}
+
+/// Each lane below 2^23, half a unit added, times a factor, truncated.
+template <typename V, typename F>
+[[gnu::always_inline]] inline V truncatedProduct(V value, F factor) {
+    if constexpr (kIsWide<V>) {
+        return {truncatedProduct(value.low, factor.low), truncatedProduct(value.high, factor.high)};
+    } else {
+        using Integers = Vector<std::int32_t, sizeof(V)>;
+        const F product = (__builtin_convertvector(reinterpret<Integers>(value), F) + 0.5F) * factor;
+        return reinterpret<V>(__builtin_convertvector(product, Integers));
     }
 }
 
