@@ -87,16 +87,22 @@ public:
     }
 
     static bool isSplit(const Verdict<T>& verdict) {
-        bool split = false;
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            split |= verdict.state.channel[c] == kSplit<T>;
+        // A lowest bit set below one that is not: neither kFilled nor kKept.
+        std::uint64_t words[(sizeof verdict.state + 7) / 8] = {};
+        __builtin_memcpy(words, &verdict.state, sizeof verdict.state);
+        constexpr std::uint64_t kLowest = ~std::uint64_t{0} / static_cast<Mask<T>>(~Mask<T>{0});
+        std::uint64_t split = 0;
+        for (const std::uint64_t word : words) {
+            split |= word & ~(word >> 1) & kLowest;
         }
-        return split;
+        return split != 0;
     }
 
 private:
     using Q = Quartet<T>;
-    using M = Vector<Mask<T>, sizeof(Q)>;
+    /// Both halves of a tile.
+    using Pair = Vector<T, 2 * sizeof(Q)>;
+    using PairMask = Vector<Mask<T>, sizeof(Pair)>;
     /// A register, but four pixels at the least.
     static constexpr std::size_t kWideBytes = kVectorBytes > kQuartetBytes<T> ? kVectorBytes : kQuartetBytes<T>;
     static constexpr auto kWideLanes = static_cast<std::int32_t>(kWideBytes / sizeof(T));
@@ -125,11 +131,12 @@ private:
         T divisor[kBatchChannels];  ///< in whatever lanes the averages have
     };
 
-    /// What depends on the width of half a tile alone.
+    /// What depends on the width of a tile alone.
     struct WidthPattern {
-        M unique;
-        Q divisor;
+        PairMask unique;
+        Pair divisor;
     };
+    using WidthPatterns = WidthPattern[kMaximumTileSize + 1];
 
     /// The first and the last row of each row interval, from the first column on. An empty one has a row of the other.
     struct Rows {
@@ -141,7 +148,7 @@ private:
     void plan(std::int32_t columns, std::int32_t width) {
         // All that the loop reads stands in its own frame: nothing written through channel pointers can change it.
         const Rows rows = findRows(width);
-        WidthPattern patterns[5];
+        WidthPatterns patterns;
         findPatterns(patterns);
         const Tile<T>* const tiles = tiles_;
         const std::int32_t* const bounds = columns_;
@@ -156,14 +163,13 @@ private:
             }
             const std::int32_t begin = bounds[c];
             const std::int32_t end = bounds[c + 1];
-            const std::int32_t middle = begin + (end - begin) / 2;
             const std::int32_t place = batched++ * kTileChannels;
-            gather(batch.source, rows.source, place, begin, middle, end, left);
+            gather(batch.source, rows.source, place, begin, end, left);
             if (separate) {
-                gather(batch.deciding, rows.deciding, place, begin, middle, end, left);
+                gather(batch.deciding, rows.deciding, place, begin, end, left);
             }
-            gatherPattern(batch, patterns[middle - begin], place);
-            gatherPattern(batch, patterns[end - middle], place + kSideChannels);
+            store(batch.unique + place, patterns[end - begin].unique);
+            store(batch.divisor + place, patterns[end - begin].divisor);
             if (batched == kBatch) {
                 decide(batch, batched, separate);
                 emit(batch, batchBegin, c + 1);
@@ -201,35 +207,48 @@ private:
         return rows;
     }
 
-    void findPatterns(WidthPattern (&patterns)[5]) const {
-        for (std::int32_t width = 1; width <= 4; ++width) {
-            const bool counted[4] = {true, width == 4, width >= 2, width >= 3};
-            Pixel<Mask<T>> unique[4];
-            for (int i = 0; i < 4; ++i) {
-                for (auto& mask : unique[i].channel) {
-                    mask = counted[i] ? kKept<T> : kFilled<T>;
+    void findPatterns(WidthPatterns& patterns) const {
+        for (std::int32_t width = 3; width <= kMaximumTileSize; ++width) {
+            Pixel<Mask<T>> unique[8];
+            Q divisors[2];
+            for (int side = 0; side < 2; ++side) {
+                const std::int32_t half = side == 0 ? width / 2 : width - width / 2;
+                const bool counted[4] = {true, half == 4, half >= 2, half >= 3};
+                for (int i = 0; i < 4; ++i) {
+                    for (auto& mask : unique[4 * side + i].channel) {
+                        mask = counted[i] ? kKept<T> : kFilled<T>;
+                    }
                 }
+                auto divisor = ArrangedAverages<T>::divisor(half * (y_[2] - y_[0]), job_.joint);
+                divisors[side] = reinterpret<Q>(splat<Vector<decltype(divisor), sizeof(Q)>>(divisor));
             }
-            auto divisor = ArrangedAverages<T>::divisor(width * (y_[2] - y_[0]), job_.joint);
-            patterns[width] = {load<M>(unique), reinterpret<Q>(splat<Vector<decltype(divisor), sizeof(Q)>>(divisor))};
+            patterns[width] = {load<PairMask>(unique), load<Pair>(divisors)};
         }
     }
 
     /// A tile's four rows.
     [[gnu::always_inline]] static void gather(T (&to)[4][kBatchChannels], const T* const (&rows)[4], std::int32_t place,
-                                              std::int32_t begin, std::int32_t middle, std::int32_t end,
-                                              std::int32_t left) {
+                                              std::int32_t begin, std::int32_t end, std::int32_t left) {
         const std::ptrdiff_t across = static_cast<std::ptrdiff_t>(begin - left) * kChannelsPerPixel;
-        const std::ptrdiff_t half = static_cast<std::ptrdiff_t>(middle - begin) * kChannelsPerPixel;
-        for (int r = 0; r < 4; ++r) {
-            store(to[r] + place, arranged(rows[r] + across, middle - begin, begin > 0));
-            store(to[r] + place + kSideChannels, arranged(rows[r] + across + half, end - middle, middle > 0));
+        const std::int32_t width = end - begin;
+        if (width == 8) {
+            for (int r = 0; r < 4; ++r) {
+                store(to[r] + place, load<Pair>(rows[r] + across));
+            }
+        } else if (width == 7 && begin > 0) {
+            for (int r = 0; r < 4; ++r) {
+                store(to[r] + place,
+                      permuteEight<T, 1, 1, 2, 3, 4, 5, 6, 7>(load<Pair>(rows[r] + across - kChannelsPerPixel)));
+            }
+        } else {
+            const std::int32_t half = width / 2;
+            for (int r = 0; r < 4; ++r) {
+                const T* from = rows[r] + across;
+                store(to[r] + place, arranged(from, half, begin > 0));
+                store(to[r] + place + kSideChannels,
+                      arranged(from + half * kChannelsPerPixel, width - half, begin + half > 0));
+            }
         }
-    }
-
-    [[gnu::always_inline]] static void gatherPattern(Batch& batch, const WidthPattern& pattern, std::int32_t place) {
-        store(batch.unique + place, pattern.unique);
-        store(batch.divisor + place, pattern.divisor);
     }
 
     /// Half a tile's width out of a row: the two pixels of each part side by side.
@@ -365,10 +384,7 @@ private:
             const std::int32_t x0 = bounds[c];
             const std::int32_t x2 = bounds[c + 1];
             if (isSplit(verdict)) {
-                const std::int32_t x1 = x0 + (x2 - x0) / 2;
-                const std::int32_t place = index++ * kTileChannels;
-                emitSide(batch, place, verdict, x0, x1, left);
-                emitSide(batch, place + kSideChannels, verdict, x1, x2, left);
+                emitTile(batch, index++ * kTileChannels, verdict, x0 - left, x2 - x0);
                 continue;
             }
             for (int k = 0; k < 2; ++k) {
@@ -377,23 +393,37 @@ private:
         }
     }
 
-    [[gnu::always_inline]] inline void emitSide(const Batch& batch, std::int32_t place, const Verdict<T>& verdict,
-                                                std::int32_t x0, std::int32_t x2, std::int32_t left) {
-        const M state = repeat<M>(verdict.state);
-        const M split = within<M>(state, splat<M>(kSplit<T>), splat<M>(kSplit<T>));
-        const M kept = state & ~split;
-        const M fill = repeat<M>(verdict.fill);
+    [[gnu::always_inline]] inline void emitTile(const Batch& batch, std::int32_t place, const Verdict<T>& verdict,
+                                                std::int32_t x, std::int32_t width) {
+        const auto state = repeat<PairMask>(verdict.state);
+        const PairMask split = within<PairMask>(state, splat<PairMask>(kSplit<T>), splat<PairMask>(kSplit<T>));
+        const PairMask kept = state & ~split;
+        const auto fill = repeat<PairMask>(verdict.fill);
         for (int k = 0; k < 2; ++k) {
-            storeArranged(work_.keep[k].pixel(x0 - left), (load<M>(batch.decided.keep[k] + place) & split) | kept,
-                          x2 - x0);
-            storeArranged(work_.fill[k].pixel(x0 - left), select(split, load<M>(batch.decided.fill[k] + place), fill),
-                          x2 - x0);
+            storeArranged(work_.keep[k].pixel(x), (load<PairMask>(batch.decided.keep[k] + place) & split) | kept,
+                          width);
+            storeArranged(work_.fill[k].pixel(x), select(split, load<PairMask>(batch.decided.fill[k] + place), fill),
+                          width);
         }
     }
 
     /// Undoes the arrangement. Up to three pixels behind are overwritten.
-    template <typename C, typename V>
-    [[gnu::always_inline]] static void storeArranged(C* to, V value, std::int32_t width) {
+    template <typename C>
+    [[gnu::always_inline]] static void storeArranged(C* to, PairMask value, std::int32_t width) {
+        if (width == 8) {
+            store(to, value);
+        } else if (width == 7) {
+            store(to, permuteEight<T, 1, 2, 3, 4, 5, 6, 7, 7>(value));
+        } else {
+            Mask<T> halves[kTileChannels];
+            store(halves, value);
+            const std::int32_t half = width / 2;
+            storeHalf(to, load<Q>(halves), half);
+            storeHalf(to + half * kChannelsPerPixel, load<Q>(halves + kSideChannels), width - half);
+        }
+    }
+    template <typename C>
+    [[gnu::always_inline]] static void storeHalf(C* to, Q value, std::int32_t width) {
         store(to, width == 4 ? value : permutePixels<T, 1, 2, 3, 3>(value));
     }
 

@@ -243,14 +243,16 @@ template <typename V>
 [[gnu::always_inline]] inline bool allOnes(V mask) {
     if constexpr (kIsWide<V>) {
         return allOnes(mask.low & mask.high);
+#if defined(__AVX512BW__)
+    } else if constexpr (sizeof(V) == 64) {
+        return _mm512_cmpneq_epi32_mask(reinterpret<__m512i>(mask), reinterpret<__m512i>(~V{})) == 0;
+#endif
+#if defined(__AVX2__)
+    } else if constexpr (sizeof(V) == 32) {
+        return _mm256_testc_si256(reinterpret<__m256i>(mask), reinterpret<__m256i>(~V{})) != 0;
+#endif
     } else {
-        using Words = Vector<std::uint64_t, sizeof(V)>;
-        const auto words = reinterpret<Words>(mask);
-        std::uint64_t all = words[0];
-        for (std::size_t i = 1; i < sizeof(V) / sizeof(std::uint64_t); ++i) {
-            all &= words[i];
-        }
-        return all == ~std::uint64_t{0};
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(reinterpret<__m128i>(mask), reinterpret<__m128i>(~V{}))) == 0xFFFF;
     }
 }
 
@@ -345,6 +347,25 @@ template <typename T, typename V>
 template <typename T, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
 [[gnu::always_inline]] inline V permutePixels(V value) {
     return permuteItems<sizeof(T), A, B, C, D>(value);
+}
+/// Of exactly eight pixels; with `B` onwards ascending by at most one from pixel to pixel, which stays cheap where four
+/// are a register or more.
+template <typename T, std::size_t... Order, typename V>
+[[gnu::always_inline]] inline V permuteEight(V value) {
+    static_assert(sizeof...(Order) == 8 && sizeof(V) == 2 * kQuartetBytes<T>);
+    if constexpr (!kIsWide<V>) {
+        return pickItems<sizeof(T)>(value, value, std::index_sequence<Order...>{});
+    } else {
+        T pixels[8 * kChannelsPerPixel];
+        T permuted[8 * kChannelsPerPixel];
+        store(pixels, value);
+        constexpr std::size_t kOrder[] = {Order...};
+        for (std::size_t i = 0; i < 8; ++i) {
+            __builtin_memcpy(permuted + i * kChannelsPerPixel, pixels + kOrder[i] * kChannelsPerPixel,
+                             sizeof(Pixel<T>));
+        }
+        return load<V>(permuted);
+    }
 }
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapNeighbours(V value) {
