@@ -57,7 +57,7 @@ public:
         for (int c = 0; c < kChannelsPerPixel; ++c) {
             first.channel[c] = job.busy[c].first;
             last.channel[c] = job.busy[c].last;
-            outside.channel[c] = job.busy[c].outside ? kKept<T> : kFilled<T>;
+            outside.channel[c] = job.busy[c].outside || !job.processed[c] ? kKept<T> : kFilled<T>;
         }
         first_ = repeat<Wide>(first);
         last_ = repeat<Wide>(last);
@@ -127,8 +127,7 @@ private:
             } decided;
         };
         T deciding[4][kBatchChannels];  ///< where another picture than the source decides
-        Mask<T> unique[kBatchChannels];
-        T divisor[kBatchChannels];  ///< in whatever lanes the averages have
+        std::int32_t widths[kBatch + 1];
     };
 
     /// What depends on the width of a tile alone.
@@ -163,22 +162,21 @@ private:
             }
             const std::int32_t begin = bounds[c];
             const std::int32_t end = bounds[c + 1];
-            const std::int32_t place = batched++ * kTileChannels;
+            const std::int32_t place = batched * kTileChannels;
+            batch.widths[batched++] = end - begin;
             gather(batch.source, rows.source, place, begin, end, left);
             if (separate) {
                 gather(batch.deciding, rows.deciding, place, begin, end, left);
             }
-            store(batch.unique + place, patterns[end - begin].unique);
-            store(batch.divisor + place, patterns[end - begin].divisor);
             if (batched == kBatch) {
-                decide(batch, batched, separate);
+                decide(batch, batched, patterns, separate);
                 emit(batch, batchBegin, c + 1);
                 batchBegin = c + 1;
                 batched = 0;
             }
         }
         if (batched > 0) {
-            decide(batch, batched, separate);
+            decide(batch, batched, patterns, separate);
         }
         emit(batch, batchBegin, columns);
     }
@@ -271,16 +269,31 @@ private:
     }
 
     /// What is kept of the halves of the tiles, and what the rest is filled with.
-    void decide(Batch& batch, std::int32_t tiles, bool separate) const {
+    void decide(Batch& batch, std::int32_t tiles, const WidthPatterns& patterns, bool separate) const {
+        batch.widths[tiles] = kMaximumTileSize;  // the last vector may reach over a tile that is not there
         for (std::int32_t i = 0; i < tiles * kTileChannels; i += kWideLanes) {
             if (depth_ + 1 == job_.maximumDepth) {
                 store(batch.decided.keep[0] + i, ~WideMask{});
                 store(batch.decided.keep[1] + i, ~WideMask{});
             } else if (job_.joint) {
-                decideLanes<true>(batch, separate ? batch.deciding : batch.source, i);
+                decideLanes<true>(batch, separate ? batch.deciding : batch.source, patterns, i);
             } else {
-                decideLanes<false>(batch, separate ? batch.deciding : batch.source, i);
+                decideLanes<false>(batch, separate ? batch.deciding : batch.source, patterns, i);
             }
+        }
+    }
+
+    /// One of the patterns for the lanes at this place: a part of a tile, a tile, or two.
+    template <typename V, typename Member>
+    [[gnu::always_inline]] static V patternAt(const Batch& batch, const WidthPatterns& patterns, Member member,
+                                              std::int32_t place) {
+        const std::int32_t tile = place / kTileChannels;
+        const auto& pattern = patterns[batch.widths[tile]].*member;
+        if constexpr (kWideLanes > kTileChannels) {
+            static_assert(kWideLanes == 2 * kTileChannels);
+            return joined<V>(pattern, patterns[batch.widths[tile + 1]].*member);
+        } else {
+            return load<V>(reinterpret_cast<const T*>(&pattern) + place % kTileChannels);
         }
     }
 
@@ -304,7 +317,7 @@ private:
 
     template <bool Joint>
     [[gnu::always_inline]] inline void decideLanes(Batch& batch, const T (*deciding)[kBatchChannels],
-                                                   std::int32_t place) const {
+                                                   const WidthPatterns& patterns, std::int32_t place) const {
         const auto row = [&](int r) { return load<Wide>(deciding[r] + place); };
         const PartSpread upper = spreadOfParts<Joint>(row(0), row(1));
         const PartSpread lower = spreadOfParts<Joint>(row(2), row(3));
@@ -313,7 +326,7 @@ private:
         low = smaller(swapPairs<T>(low), low);
         high = larger(swapPairs<T>(high), high);
         const WideMask busy = busyMask(low, high);
-        const auto unique = load<WideMask>(batch.unique + place);
+        const auto unique = patternAt<WideMask>(batch, patterns, &WidthPattern::unique, place);
         WideMask keep[2] = {busy, busy};
         if (y_[2] - y_[0] >= 3 && depth_ + 2 != job_.maximumDepth) {
             // Only what is at least three pixels wide is halved again.
@@ -322,14 +335,14 @@ private:
             keep[1] = busy & (busyMask(lower.low, lower.high) | tooNarrow);
         }
         if (!allOnes(keep[0] & keep[1])) {
-            fillLanes(batch, busy, unique, place);
+            fillLanes(batch, busy, unique, patternAt<Wide>(batch, patterns, &WidthPattern::divisor, place), place);
         }
         store(batch.decided.keep[0] + place, keep[0]);
         store(batch.decided.keep[1] + place, keep[1]);
     }
 
     /// Averages of the halves, or of their parts where the halves are busy.
-    [[gnu::always_inline]] inline void fillLanes(Batch& batch, WideMask busy, WideMask unique,
+    [[gnu::always_inline]] inline void fillLanes(Batch& batch, WideMask busy, WideMask unique, Wide divisors,
                                                  std::int32_t place) const {
         Wide rows[4];
         for (int r = 0; r < 4; ++r) {
@@ -337,8 +350,10 @@ private:
         }
         const bool twoRows[2] = {y_[1] - y_[0] == 2, y_[2] - y_[1] == 2};
         const bool counted[4] = {y_[0] != y_[1], twoRows[0], true, twoRows[1]};
-        const Wide whole =
-            ArrangedAverages<T>::ofHalves(rows, counted, unique, load<Wide>(batch.divisor + place), job_.joint);
+        Wide whole{};
+        if (!allOnes(busy)) {
+            whole = ArrangedAverages<T>::ofHalves(rows, counted, unique, divisors, job_.joint);
+        }
         for (int k = 0; k < 2; ++k) {
             const Wide parts = ArrangedAverages<T>::ofParts(rows[2 * k], rows[2 * k + 1], unique, twoRows[k]);
             store(batch.decided.fill[k] + place,
@@ -398,10 +413,16 @@ private:
         const auto state = repeat<PairMask>(verdict.state);
         const PairMask split = within<PairMask>(state, splat<PairMask>(kSplit<T>), splat<PairMask>(kSplit<T>));
         const PairMask kept = state & ~split;
+        PairMask keep[2];
+        for (int k = 0; k < 2; ++k) {
+            keep[k] = (load<PairMask>(batch.decided.keep[k] + place) & split) | kept;
+            storeArranged(work_.keep[k].pixel(x), keep[k], width);
+        }
+        if (allOnes(keep[0] & keep[1])) {
+            return;
+        }
         const auto fill = repeat<PairMask>(verdict.fill);
         for (int k = 0; k < 2; ++k) {
-            storeArranged(work_.keep[k].pixel(x), (load<PairMask>(batch.decided.keep[k] + place) & split) | kept,
-                          width);
             storeArranged(work_.fill[k].pixel(x), select(split, load<PairMask>(batch.decided.fill[k] + place), fill),
                           width);
         }

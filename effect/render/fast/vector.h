@@ -296,6 +296,19 @@ template <std::size_t Units, typename V, std::size_t... Order>
     return reinterpret<V>(picked(std::make_index_sequence<sizeof(V) / sizeof(Word)>{}));
 }
 
+/// Two registers' halves as one register.
+template <typename V, typename Half, std::size_t... Lane>
+[[gnu::always_inline]] inline V joinedLanes(Half a, Half b, std::index_sequence<Lane...>) {
+    return reinterpret<V>(__builtin_shufflevector(a, b, Lane...));
+}
+template <typename V, typename Half>
+[[gnu::always_inline]] inline V joined(Half a, Half b) {
+    static_assert(sizeof(V) == 2 * sizeof(Half));
+    using Words = Vector<std::uint64_t, sizeof(Half)>;
+    return joinedLanes<V>(reinterpret<Words>(a), reinterpret<Words>(b),
+                          std::make_index_sequence<sizeof(V) / sizeof(std::uint64_t)>{});
+}
+
 /// Item `Index` of a vector made of registers that hold one item each.
 template <std::size_t Index, typename V>
 [[gnu::always_inline]] inline auto registerOf(V value) {
