@@ -130,12 +130,26 @@ private:
         std::int32_t widths[kBatch + 1];
     };
 
-    /// What depends on the width of a tile alone.
-    struct WidthPattern {
-        PairMask unique;
-        Pair divisor;
+    /// What depends on the width of a tile alone: which arranged pixels are no repetition, and what divides sums.
+    struct UniqueMasks {
+        Pixel<Mask<T>> ofWidth[kMaximumTileSize + 1][8];
     };
-    using WidthPatterns = WidthPattern[kMaximumTileSize + 1];
+    using Divisors = Pair[kMaximumTileSize + 1];
+
+    static constexpr UniqueMasks findUniqueMasks() {
+        UniqueMasks masks{};
+        for (std::int32_t width = 3; width <= kMaximumTileSize; ++width) {
+            for (std::int32_t i = 0; i < 8; ++i) {
+                const std::int32_t half = i < 4 ? width / 2 : width - width / 2;
+                const bool counted[4] = {true, half == 4, half >= 2, half >= 3};
+                for (auto& mask : masks.ofWidth[width][i].channel) {
+                    mask = counted[i % 4] ? kKept<T> : kFilled<T>;
+                }
+            }
+        }
+        return masks;
+    }
+    static constexpr UniqueMasks kUnique = findUniqueMasks();
 
     /// The first and the last row of each row interval, from the first column on. An empty one has a row of the other.
     struct Rows {
@@ -147,8 +161,8 @@ private:
     void plan(std::int32_t columns, std::int32_t width) {
         // All that the loop reads stands in its own frame: nothing written through channel pointers can change it.
         const Rows rows = findRows(width);
-        WidthPatterns patterns;
-        findPatterns(patterns);
+        Divisors divisors;
+        findDivisors(divisors);
         const Tile<T>* const tiles = tiles_;
         const std::int32_t* const bounds = columns_;
         const std::int32_t left = bounds[0];
@@ -169,14 +183,14 @@ private:
                 gather(batch.deciding, rows.deciding, place, begin, end, left);
             }
             if (batched == kBatch) {
-                decide(batch, batched, patterns, separate);
+                decide(batch, batched, divisors, separate);
                 emit(batch, batchBegin, c + 1);
                 batchBegin = c + 1;
                 batched = 0;
             }
         }
         if (batched > 0) {
-            decide(batch, batched, patterns, separate);
+            decide(batch, batched, divisors, separate);
         }
         emit(batch, batchBegin, columns);
     }
@@ -205,22 +219,16 @@ private:
         return rows;
     }
 
-    void findPatterns(WidthPatterns& patterns) const {
+    void findDivisors(Divisors& divisors) const {
+        Q ofHalf[5];
+        for (std::int32_t half = 1; half <= 4; ++half) {
+            auto divisor = ArrangedAverages<T>::divisor(half * (y_[2] - y_[0]), job_.joint);
+            ofHalf[half] = reinterpret<Q>(splat<Vector<decltype(divisor), sizeof(Q)>>(divisor));
+        }
         for (std::int32_t width = 3; width <= kMaximumTileSize; ++width) {
-            Pixel<Mask<T>> unique[8];
-            Q divisors[2];
-            for (int side = 0; side < 2; ++side) {
-                const std::int32_t half = side == 0 ? width / 2 : width - width / 2;
-                const bool counted[4] = {true, half == 4, half >= 2, half >= 3};
-                for (int i = 0; i < 4; ++i) {
-                    for (auto& mask : unique[4 * side + i].channel) {
-                        mask = counted[i] ? kKept<T> : kFilled<T>;
-                    }
-                }
-                auto divisor = ArrangedAverages<T>::divisor(half * (y_[2] - y_[0]), job_.joint);
-                divisors[side] = reinterpret<Q>(splat<Vector<decltype(divisor), sizeof(Q)>>(divisor));
-            }
-            patterns[width] = {load<PairMask>(unique), load<Pair>(divisors)};
+            T* const to = reinterpret_cast<T*>(divisors + width);
+            store(to, ofHalf[width / 2]);
+            store(to + kSideChannels, ofHalf[width - width / 2]);
         }
     }
 
@@ -269,31 +277,30 @@ private:
     }
 
     /// What is kept of the halves of the tiles, and what the rest is filled with.
-    void decide(Batch& batch, std::int32_t tiles, const WidthPatterns& patterns, bool separate) const {
+    void decide(Batch& batch, std::int32_t tiles, const Divisors& divisors, bool separate) const {
         batch.widths[tiles] = kMaximumTileSize;  // the last vector may reach over a tile that is not there
         for (std::int32_t i = 0; i < tiles * kTileChannels; i += kWideLanes) {
             if (depth_ + 1 == job_.maximumDepth) {
                 store(batch.decided.keep[0] + i, ~WideMask{});
                 store(batch.decided.keep[1] + i, ~WideMask{});
             } else if (job_.joint) {
-                decideLanes<true>(batch, separate ? batch.deciding : batch.source, patterns, i);
+                decideLanes<true>(batch, separate ? batch.deciding : batch.source, divisors, i);
             } else {
-                decideLanes<false>(batch, separate ? batch.deciding : batch.source, patterns, i);
+                decideLanes<false>(batch, separate ? batch.deciding : batch.source, divisors, i);
             }
         }
     }
 
-    /// One of the patterns for the lanes at this place: a part of a tile, a tile, or two.
-    template <typename V, typename Member>
-    [[gnu::always_inline]] static V patternAt(const Batch& batch, const WidthPatterns& patterns, Member member,
-                                              std::int32_t place) {
+    /// What stands for the widths of the tiles in the lanes at this place: a part of a tile, a tile, or two.
+    template <typename V, typename Tables>
+    [[gnu::always_inline]] static V ofWidthsAt(const Batch& batch, const Tables& tables, std::int32_t place) {
         const std::int32_t tile = place / kTileChannels;
-        const auto& pattern = patterns[batch.widths[tile]].*member;
+        const auto& table = tables[batch.widths[tile]];
         if constexpr (kWideLanes > kTileChannels) {
             static_assert(kWideLanes == 2 * kTileChannels);
-            return joined<V>(pattern, patterns[batch.widths[tile + 1]].*member);
+            return joined<V>(load<Pair>(&table), load<Pair>(&tables[batch.widths[tile + 1]]));
         } else {
-            return load<V>(reinterpret_cast<const T*>(&pattern) + place % kTileChannels);
+            return load<V>(reinterpret_cast<const T*>(&table) + place % kTileChannels);
         }
     }
 
@@ -317,7 +324,7 @@ private:
 
     template <bool Joint>
     [[gnu::always_inline]] inline void decideLanes(Batch& batch, const T (*deciding)[kBatchChannels],
-                                                   const WidthPatterns& patterns, std::int32_t place) const {
+                                                   const Divisors& divisors, std::int32_t place) const {
         const auto row = [&](int r) { return load<Wide>(deciding[r] + place); };
         const PartSpread upper = spreadOfParts<Joint>(row(0), row(1));
         const PartSpread lower = spreadOfParts<Joint>(row(2), row(3));
@@ -326,7 +333,7 @@ private:
         low = smaller(swapPairs<T>(low), low);
         high = larger(swapPairs<T>(high), high);
         const WideMask busy = busyMask(low, high);
-        const auto unique = patternAt<WideMask>(batch, patterns, &WidthPattern::unique, place);
+        const auto unique = ofWidthsAt<WideMask>(batch, kUnique.ofWidth, place);
         WideMask keep[2] = {busy, busy};
         if (y_[2] - y_[0] >= 3 && depth_ + 2 != job_.maximumDepth) {
             // Only what is at least three pixels wide is halved again.
@@ -335,7 +342,7 @@ private:
             keep[1] = busy & (busyMask(lower.low, lower.high) | tooNarrow);
         }
         if (!allOnes(keep[0] & keep[1])) {
-            fillLanes(batch, busy, unique, patternAt<Wide>(batch, patterns, &WidthPattern::divisor, place), place);
+            fillLanes(batch, busy, unique, ofWidthsAt<Wide>(batch, divisors, place), place);
         }
         store(batch.decided.keep[0] + place, keep[0]);
         store(batch.decided.keep[1] + place, keep[1]);
