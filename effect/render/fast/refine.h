@@ -116,15 +116,17 @@ private:
 
     static constexpr std::int32_t kBatchChannels = kBatch * kTileChannels;
 
+    /// What is kept of a batch, and what the rest is filled with.
+    struct Decided {
+        Mask<T> keep[2][kBatchChannels];
+        T fill[2][kBatchChannels];
+    };
+
     /// The upper or lower half of the split tiles of a batch, as arranged pixels: two rows of each row interval.
     struct Batch {
         union {
             T source[4][kBatchChannels];
-            /// Once decided: what is kept, and what the rest is filled with.
-            struct {
-                Mask<T> keep[2][kBatchChannels];
-                T fill[2][kBatchChannels];
-            } decided;
+            Decided decided;  ///< takes the place of the source, a vector at a time
         };
         T deciding[4][kBatchChannels];  ///< where another picture than the source decides
         std::int32_t widths[kBatch + 1];

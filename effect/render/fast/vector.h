@@ -361,13 +361,18 @@ template <typename T, std::size_t A, std::size_t B, std::size_t C, std::size_t D
 [[gnu::always_inline]] inline V permutePixels(V value) {
     return permuteItems<sizeof(T), A, B, C, D>(value);
 }
-/// Of exactly eight pixels; with `B` onwards ascending by at most one from pixel to pixel, which stays cheap where four
-/// are a register or more.
+/// Pixels in this order out of a vector of eight.
 template <typename T, std::size_t... Order, typename V>
 [[gnu::always_inline]] inline V permuteEight(V value) {
     static_assert(sizeof...(Order) == 8 && sizeof(V) == 2 * kQuartetBytes<T>);
     if constexpr (!kIsWide<V>) {
         return pickItems<sizeof(T)>(value, value, std::index_sequence<Order...>{});
+    } else if constexpr (!kIsWide<typename V::Half>) {
+        constexpr std::size_t kOrder[] = {Order...};
+        const auto four = [&]<std::size_t... Item>(std::index_sequence<Item...>) {
+            return pickItems<sizeof(T)>(value.low, value.high, std::index_sequence<kOrder[Item]...>{});
+        };
+        return {four(std::index_sequence<0, 1, 2, 3>{}), four(std::index_sequence<4, 5, 6, 7>{})};
     } else {
         T pixels[8 * kChannelsPerPixel];
         T permuted[8 * kChannelsPerPixel];
