@@ -178,86 +178,128 @@ void sumSideBySide(const PixelView<const float>& source, const Region* regions, 
     }
 }
 
-/// Sums of the four channels of up to 16 pixels, two to an integer that is as wide as a pixel.
+/// Averages of the parts of half tiles, from vectors of arranged pixels (see refine.h): rows of four pixels, of which
+/// each two are one part's, a part of a single pixel having it twice. `unique` masks one of each such two.
 template <typename T>
-class SmallSums {
+class ArrangedAverages {
 public:
-    [[gnu::always_inline]] inline void add(const T* pixel) {
-        Word word;
-        __builtin_memcpy(&word, pixel, sizeof word);
-        even_ += word & kEven;
-        odd_ += (word >> kBits) & kEven;
+    /// What dividing by `count`, at most 16, takes; the same in all lanes of a half tile. `joint`: as the form for R,
+    /// G and B together rounds.
+    static auto divisor(std::int32_t count, [[maybe_unused]] bool joint) {
+        if constexpr (sizeof(T) == 1) {
+            // Half of 2^16 / count, rounded up by less than 5 / count: with sums up to 16 * 255 that stays below the
+            // 2^15 / count that it would take to reach another integer.
+            return static_cast<std::uint16_t>((32768 + count - 1) / count);
+        } else if constexpr (sizeof(T) == 2) {
+            return 1.0F / static_cast<float>(count);
+        } else {
+            return joint ? 1.0F / static_cast<float>(count) : static_cast<float>(count);
+        }
     }
-    /// The average of exactly four pixels.
-    [[gnu::always_inline]] inline Pixel<T> quarter() const {
-        const Word average = ((even_ >> 2) & kEven) | (((odd_ >> 2) & kEven) << kBits);
-        return reinterpret<Pixel<T>>(average);
+
+    /// Of each part: two pixels of two rows, which are the same row where there is but one.
+    template <typename V, typename M>
+    [[gnu::always_inline]] static inline V ofParts(V first, V last, [[maybe_unused]] M unique,
+                                                   [[maybe_unused]] bool twoRows) {
+        if constexpr (sizeof(T) <= 2) {
+            Sums<V> sums = Sums<V>::of(first);
+            sums.add(last);
+            sums.even = sums.even + swapNeighbours<T>(sums.even);
+            sums.odd = sums.odd + swapNeighbours<T>(sums.odd);
+            return Sums<V>::joined(shiftedRight<2>(sums.even), shiftedRight<2>(sums.odd));
+        } else {
+            // Sums have their order. Adding a masked pixel's zero changes none: they begin with a zero that is not
+            // negative, and never become one that is.
+            V sum{};
+            const auto add = [&](V row) {
+                sum = sum + permutePixels<T, 0, 0, 2, 2>(row);
+                sum = sum + permutePixels<T, 1, 1, 3, 3>(masked(row, unique));
+            };
+            add(first);
+            if (twoRows) {
+                add(last);
+            }
+            const float rowScale = twoRows ? 0.5F : 1.0F;
+            const M two = permutePixels<T, 1, 1, 3, 3>(unique);
+            return sum * reinterpret<V>(select(two, reinterpret<M>(splat<V>(0.5F * rowScale)),
+                                               reinterpret<M>(splat<V>(rowScale))));
+        }
     }
-    [[gnu::always_inline]] inline Pixel<T> average(std::int32_t count) const {
-        // As in averageOf: half a unit is at least 1/32 of a quotient's step here, the rounding errors of quotients
-        // below 2^16 are less than 1/64.
-        const float reciprocal = 1.0F / static_cast<float>(count);
-        const auto quotient = [&](Word sum) {
-            return static_cast<T>(
-                static_cast<std::int32_t>((static_cast<float>(static_cast<std::int32_t>(sum)) + 0.5F) * reciprocal));
-        };
-        constexpr int kSumBits = 2 * kBits;
-        constexpr Word kSum = (Word{1} << kSumBits) - 1;
-        return {
-            {quotient(even_ & kSum), quotient(odd_ & kSum), quotient(even_ >> kSumBits), quotient(odd_ >> kSumBits)}};
+
+    /// Of the whole half tile, of one or two pairs of rows. `divisors` in the lanes that its sums have.
+    template <typename V, typename M>
+    [[gnu::always_inline]] static inline V ofHalves(const V (&rows)[4], const bool (&counted)[4], M unique, V divisors,
+                                                    [[maybe_unused]] bool joint) {
+        if constexpr (sizeof(T) <= 2) {
+            Sums<V> sums{};
+            for (int r = 0; r < 4; ++r) {
+                if (counted[r]) {
+                    sums.add(masked(rows[r], unique));
+                }
+            }
+            return Sums<V>::joined(quotient(acrossHalf(sums.even), divisors), quotient(acrossHalf(sums.odd), divisors));
+        } else {
+            V sum{};
+            for (int r = 0; r < 4; ++r) {
+                if (counted[r]) {
+                    const V row = masked(rows[r], unique);
+                    sum = sum + permutePixels<T, 0, 0, 0, 0>(row);
+                    sum = sum + permutePixels<T, 1, 1, 1, 1>(row);
+                    sum = sum + permutePixels<T, 2, 2, 2, 2>(row);
+                    sum = sum + permutePixels<T, 3, 3, 3, 3>(row);
+                }
+            }
+            return joint ? sum * divisors : sum / divisors;
+        }
     }
 
 private:
-    using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
-    static constexpr int kBits = 8 * sizeof(T);
-    /// A pixel's channels 0 and 2.
-    static constexpr Word kEven = (((Word{1} << kBits) - 1) << (2 * kBits)) | ((Word{1} << kBits) - 1);
+    /// Sums of channels 0 and 2, and of 1 and 3, in lanes twice as wide as a channel.
+    template <typename V>
+    struct Sums {
+        static constexpr int kBits = 8 * sizeof(T);
+        using Lane = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
+        using Words = Vector<Lane, sizeof(V)>;
 
-    Word even_ = 0;
-    Word odd_ = 0;
-};
+        Words even;
+        Words odd;
 
-/// The colour of a part of at most four by four pixels, in all four channels. `joint`: as the form for R, G and B
-/// together rounds.
-template <typename Depth>
-[[gnu::always_inline]] inline Pixel<typename Depth::Channel> smallAverage(
-    const PixelView<const typename Depth::Channel>& source, const Region& region, [[maybe_unused]] bool joint) {
-    using T = typename Depth::Channel;
-    const T* row = source.pixels + region.y * source.stride + static_cast<std::ptrdiff_t>(region.x) * kChannelsPerPixel;
-    const std::int32_t lanes = region.width * kChannelsPerPixel;
-    const std::int32_t count = region.width * region.height;
-    if constexpr (sizeof(T) <= 2) {
-        SmallSums<T> sums;
-        if (region.width <= 2 && region.height <= 2) {
-            // Always four pixels, some of them repeated.
-            const std::ptrdiff_t right = lanes - kChannelsPerPixel;
-            const std::ptrdiff_t below = (region.height - 1) * source.stride;
-            sums.add(row);
-            sums.add(row + right);
-            sums.add(row + below);
-            sums.add(row + below + right);
-            return sums.quarter();
+        [[gnu::always_inline]] static inline Sums of(V row) {
+            const auto words = reinterpret<Words>(row);
+            return {words & splat<Words>(static_cast<Lane>((1U << kBits) - 1)), shiftedRight<kBits>(words)};
         }
-        for (std::int32_t j = 0; j < region.height; ++j, row += source.stride) {
-            for (std::int32_t i = 0; i < lanes; i += kChannelsPerPixel) {
-                sums.add(row + i);
-            }
+        [[gnu::always_inline]] inline void add(V row) {
+            const Sums other = of(row);
+            even = even + other.even;
+            odd = odd + other.odd;
         }
-        return sums.average(count);
-    } else {
-        FloatPixel sums{};
-        for (std::int32_t j = 0; j < region.height; ++j, row += source.stride) {
-            for (std::int32_t i = 0; i < lanes; i += kChannelsPerPixel) {
-                sums += load<FloatPixel>(row + i);
-            }
+        [[gnu::always_inline]] static inline V joined(Words low, Words high) {
+            return reinterpret<V>(low | shiftedLeft<kBits>(high));
         }
-        Pixel<T> average;
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            average.channel[c] = joint ? Depth::jointAverage(sums[c], count) : Depth::singleAverage(sums[c], count);
-        }
-        return average;
+    };
+
+    template <typename V, typename M>
+    [[gnu::always_inline]] static inline V masked(V row, M mask) {
+        return reinterpret<V>(reinterpret<M>(row) & mask);
     }
-}
+
+    template <typename Words>
+    [[gnu::always_inline]] static inline Words acrossHalf(Words sums) {
+        sums = sums + swapNeighbours<T>(sums);
+        return sums + swapPairs<T>(sums);
+    }
+
+    template <typename Words, typename V>
+    [[gnu::always_inline]] static inline Words quotient(Words sums, V divisors) {
+        if constexpr (sizeof(T) == 1) {
+            return highProduct(sums + sums, reinterpret<Words>(divisors));
+        } else {
+            // As in averageOf: half a unit is at least 1/32 of a quotient's step here, the rounding errors of quotients
+            // below 2^16 are less than 1/64.
+            return truncatedProduct(sums, reinterpret<Vector<float, sizeof(V)>>(divisors));
+        }
+    }
+};
 
 }  // namespace
 }  // namespace quorvel

@@ -214,24 +214,33 @@ void measureTiles(const DecidingPicture<typename Depth::Channel>& picture,
     }
 }
 
+/// The spread of two nodes and the two below them: each two stand side by side, as four pixels.
+template <typename T>
+[[gnu::always_inline]] inline void joinSpreads(const void* above, const void* below, Spread<T>& joined) {
+    using Q = Quartet<T>;
+    static_assert(sizeof(Q) == 2 * sizeof(Spread<T>) && sizeof(Tile<T>) == sizeof(Spread<T>));
+    const Q first = load<Q>(above);
+    const Q second = load<Q>(below);
+    const Q low = smaller(second, first);
+    const Q high = larger(second, first);
+    joined.minimum = firstPixel<T>(smaller(swapPairs<T>(low), low));
+    // The maxima are in odd places.
+    joined.maximum = firstPixel<T>(permutePixels<T, 1, 1, 3, 3>(larger(swapPairs<T>(high), high)));
+}
+
 /// Fills the upper levels from the tiles.
 template <typename T>
 void measureUpperLevels(const Pyramid<T>& pyramid) {
     for (std::int32_t l = pyramid.levels - 1; l >= 0; --l) {
         const bool fromTiles = l + 1 == pyramid.levels;
         const std::int32_t columns = pyramid.blocks << l;
+        const void* const children = fromTiles ? static_cast<const void*>(pyramid.tiles) : pyramid.level(l + 1);
+        const char* child = static_cast<const char*>(children);
+        const std::ptrdiff_t childRow = 2 * columns * static_cast<std::ptrdiff_t>(sizeof(Spread<T>));
         Spread<T>* node = pyramid.level(l);
-        for (std::int32_t r = 0; r < 1 << l; ++r) {
-            for (std::int32_t c = 0; c < columns; ++c, ++node) {
-                const std::int32_t first = 4 * r * columns + 2 * c;  // of row 2r, which has 2 * columns nodes
-                const std::int32_t below = first + 2 * columns;
-                const auto child = [&](std::int32_t index) -> const Spread<T>& {
-                    return fromTiles ? pyramid.tiles[index].spread : pyramid.level(l + 1)[index];
-                };
-                *node = child(first);
-                widen(*node, child(first + 1));
-                widen(*node, child(below));
-                widen(*node, child(below + 1));
+        for (std::int32_t r = 0; r < 1 << l; ++r, child += childRow) {
+            for (std::int32_t c = 0; c < columns; ++c, ++node, child += 2 * sizeof(Spread<T>)) {
+                joinSpreads<T>(child, child + childRow, *node);
             }
         }
     }

@@ -57,7 +57,7 @@ public:
         for (int c = 0; c < kChannelsPerPixel; ++c) {
             first.channel[c] = job.busy[c].first;
             last.channel[c] = job.busy[c].last;
-            outside.channel[c] = job.busy[c].outside ? kKept<T> : kFilled<T>;
+            outside.channel[c] = job.busy[c].outside || !job.processed[c] ? kKept<T> : kFilled<T>;
         }
         first_ = repeat<Wide>(first);
         last_ = repeat<Wide>(last);
@@ -87,16 +87,22 @@ public:
     }
 
     static bool isSplit(const Verdict<T>& verdict) {
-        bool split = false;
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            split |= verdict.state.channel[c] == kSplit<T>;
+        // A lowest bit set below one that is not: neither kFilled nor kKept.
+        std::uint64_t words[(sizeof verdict.state + 7) / 8] = {};
+        __builtin_memcpy(words, &verdict.state, sizeof verdict.state);
+        constexpr std::uint64_t kLowest = ~std::uint64_t{0} / static_cast<Mask<T>>(~Mask<T>{0});
+        std::uint64_t split = 0;
+        for (const std::uint64_t word : words) {
+            split |= word & ~(word >> 1) & kLowest;
         }
-        return split;
+        return split != 0;
     }
 
 private:
     using Q = Quartet<T>;
-    using M = Vector<Mask<T>, sizeof(Q)>;
+    /// Both halves of a tile.
+    using Pair = Vector<T, 2 * sizeof(Q)>;
+    using PairMask = Vector<Mask<T>, sizeof(Pair)>;
     /// A register, but four pixels at the least.
     static constexpr std::size_t kWideBytes = kVectorBytes > kQuartetBytes<T> ? kVectorBytes : kQuartetBytes<T>;
     static constexpr auto kWideLanes = static_cast<std::int32_t>(kWideBytes / sizeof(T));
@@ -108,27 +114,61 @@ private:
     static constexpr std::int32_t kSideChannels = 4 * kChannelsPerPixel;
     static constexpr std::int32_t kTileChannels = 2 * kSideChannels;
 
-    /// The upper or lower half of the split tiles of a batch, as arranged pixels: measured, then decided.
-    struct Batch {
-        T low[2][kBatch * kTileChannels];
-        T high[2][kBatch * kTileChannels];
-        Mask<T> keep[2][kBatch * kTileChannels];  ///< for parts of both halvings
-        Mask<T> busy[kBatch * kTileChannels];     ///< for those of the first
+    static constexpr std::int32_t kBatchChannels = kBatch * kTileChannels;
+
+    /// What is kept of a batch, and what the rest is filled with.
+    struct Decided {
+        Mask<T> keep[2][kBatchChannels];
+        T fill[2][kBatchChannels];
     };
 
-    /// The first and the last row of each row interval in the deciding picture, from the first column on.
+    /// The upper or lower half of the split tiles of a batch, as arranged pixels: two rows of each row interval.
+    struct Batch {
+        union {
+            T source[4][kBatchChannels];
+            Decided decided;  ///< takes the place of the source, a vector at a time
+        };
+        T deciding[4][kBatchChannels];  ///< where another picture than the source decides
+        std::int32_t widths[kBatch + 1];
+    };
+
+    /// What depends on the width of a tile alone: which arranged pixels are no repetition, and what divides sums.
+    struct UniqueMasks {
+        Pixel<Mask<T>> ofWidth[kMaximumTileSize + 1][8];
+    };
+    using Divisors = Pair[kMaximumTileSize + 1];
+
+    static constexpr UniqueMasks findUniqueMasks() {
+        UniqueMasks masks{};
+        for (std::int32_t width = 3; width <= kMaximumTileSize; ++width) {
+            for (std::int32_t i = 0; i < 8; ++i) {
+                const std::int32_t half = i < 4 ? width / 2 : width - width / 2;
+                const bool counted[4] = {true, half == 4, half >= 2, half >= 3};
+                for (auto& mask : masks.ofWidth[width][i].channel) {
+                    mask = counted[i % 4] ? kKept<T> : kFilled<T>;
+                }
+            }
+        }
+        return masks;
+    }
+    static constexpr UniqueMasks kUnique = findUniqueMasks();
+
+    /// The first and the last row of each row interval, from the first column on. An empty one has a row of the other.
     struct Rows {
-        const T* begin[2][2];
-        bool empty[2];
+        const T* source[4];
+        const T* deciding[4];
     };
 
     /// Plans the two row intervals of one half of the tiles.
     void plan(std::int32_t columns, std::int32_t width) {
         // All that the loop reads stands in its own frame: nothing written through channel pointers can change it.
         const Rows rows = findRows(width);
+        Divisors divisors;
+        findDivisors(divisors);
         const Tile<T>* const tiles = tiles_;
         const std::int32_t* const bounds = columns_;
         const std::int32_t left = bounds[0];
+        const bool separate = picture_.origin != job_.source.pixels || picture_.stride != job_.source.stride;
         Batch batch;
         std::int32_t batchBegin = 0;
         std::int32_t batched = 0;
@@ -138,67 +178,85 @@ private:
             }
             const std::int32_t begin = bounds[c];
             const std::int32_t end = bounds[c + 1];
-            const std::int32_t middle = begin + (end - begin) / 2;
-            const std::int32_t place = batched++ * kTileChannels;
-            gather(batch, rows, place, begin, middle - begin, left);
-            gather(batch, rows, place + kSideChannels, middle, end - middle, left);
+            const std::int32_t place = batched * kTileChannels;
+            batch.widths[batched++] = end - begin;
+            gather(batch.source, rows.source, place, begin, end, left);
+            if (separate) {
+                gather(batch.deciding, rows.deciding, place, begin, end, left);
+            }
             if (batched == kBatch) {
-                decide(batch, batched);
+                decide(batch, batched, divisors, separate);
                 emit(batch, batchBegin, c + 1);
                 batchBegin = c + 1;
                 batched = 0;
             }
         }
         if (batched > 0) {
-            decide(batch, batched);
+            decide(batch, batched, divisors, separate);
         }
         emit(batch, batchBegin, columns);
     }
 
     Rows findRows(std::int32_t width) {
         Rows rows;
+        const std::ptrdiff_t across = static_cast<std::ptrdiff_t>(columns_[0]) * kChannelsPerPixel;
         for (int k = 0; k < 2; ++k) {
-            rows.empty[k] = y_[k] == y_[k + 1];
             const std::int32_t first = y_[k];
-            const std::int32_t last = rows.empty[k] ? first : y_[k + 1] - 1;
+            const std::int32_t last = y_[k] == y_[k + 1] ? first : y_[k + 1] - 1;
+            rows.source[2 * k] = job_.source.pixels + first * job_.source.stride + across;
+            rows.source[2 * k + 1] = job_.source.pixels + last * job_.source.stride + across;
+            const T** deciding = rows.deciding + 2 * k;
             if (picture_.origin != nullptr) {
-                rows.begin[k][0] = picture_.at(columns_[0], first);
-                rows.begin[k][1] = picture_.at(columns_[0], last);
+                deciding[0] = picture_.at(columns_[0], first);
+                deciding[1] = picture_.at(columns_[0], last);
                 continue;
             }
-            rows.begin[k][0] = rows.begin[k][1] = work_.minimum[k].channels();
-            if (!rows.empty[k]) {
-                sampleRow(picture_, columns_[0], first, width, work_.minimum[k].channels());
-            }
+            deciding[0] = deciding[1] = work_.minimum[k].channels();
+            sampleRow(picture_, columns_[0], first, width, work_.minimum[k].channels());
             if (last != first) {
-                rows.begin[k][1] = work_.maximum[k].channels();
+                deciding[1] = work_.maximum[k].channels();
                 sampleRow(picture_, columns_[0], last, width, work_.maximum[k].channels());
             }
         }
         return rows;
     }
 
-    /// One half of a tile's width: both row intervals, measured down.
-    [[gnu::always_inline]] static void gather(Batch& batch, const Rows& rows, std::int32_t place, std::int32_t x,
-                                              std::int32_t width, std::int32_t left) {
-        gatherInterval<0>(batch, rows, place, x, width, left);
-        gatherInterval<1>(batch, rows, place, x, width, left);
+    void findDivisors(Divisors& divisors) const {
+        Q ofHalf[5];
+        for (std::int32_t half = 1; half <= 4; ++half) {
+            auto divisor = ArrangedAverages<T>::divisor(half * (y_[2] - y_[0]), job_.joint);
+            ofHalf[half] = reinterpret<Q>(splat<Vector<decltype(divisor), sizeof(Q)>>(divisor));
+        }
+        for (std::int32_t width = 3; width <= kMaximumTileSize; ++width) {
+            T* const to = reinterpret_cast<T*>(divisors + width);
+            store(to, ofHalf[width / 2]);
+            store(to + kSideChannels, ofHalf[width - width / 2]);
+        }
     }
 
-    template <int K>
-    [[gnu::always_inline]] static void gatherInterval(Batch& batch, const Rows& rows, std::int32_t place,
-                                                      std::int32_t x, std::int32_t width, std::int32_t left) {
-        Q low = splat<Q>(Depth::kMinimumStart);
-        Q high = splat<Q>(Depth::kMaximumStart);
-        if (!rows.empty[K]) {
-            const std::ptrdiff_t across = static_cast<std::ptrdiff_t>(x - left) * kChannelsPerPixel;
-            const Q first = arranged(rows.begin[K][0] + across, width, x > 0);
-            const Q last = arranged(rows.begin[K][1] + across, width, x > 0);
-            low = smaller(last, smaller(first, low));
-            high = larger(last, larger(first, high));
+    /// A tile's four rows.
+    [[gnu::always_inline]] static void gather(T (&to)[4][kBatchChannels], const T* const (&rows)[4], std::int32_t place,
+                                              std::int32_t begin, std::int32_t end, std::int32_t left) {
+        const std::ptrdiff_t across = static_cast<std::ptrdiff_t>(begin - left) * kChannelsPerPixel;
+        const std::int32_t width = end - begin;
+        if (width == 8) {
+            for (int r = 0; r < 4; ++r) {
+                store(to[r] + place, load<Pair>(rows[r] + across));
+            }
+        } else if (width == 7 && begin > 0) {
+            for (int r = 0; r < 4; ++r) {
+                store(to[r] + place,
+                      permuteEight<T, 1, 1, 2, 3, 4, 5, 6, 7>(load<Pair>(rows[r] + across - kChannelsPerPixel)));
+            }
+        } else {
+            const std::int32_t half = width / 2;
+            for (int r = 0; r < 4; ++r) {
+                const T* from = rows[r] + across;
+                store(to[r] + place, arranged(from, half, begin > 0));
+                store(to[r] + place + kSideChannels,
+                      arranged(from + half * kChannelsPerPixel, width - half, begin + half > 0));
+            }
         }
-        store(batch.low[K] + place, low);
-        store(batch.high[K] + place, high);
     }
 
     /// Half a tile's width out of a row: the two pixels of each part side by side.
@@ -220,51 +278,96 @@ private:
         return load<Q>(pixels);
     }
 
-    /// What is kept, if the halves of the tiles can be halved again.
-    void decide(Batch& batch, std::int32_t tiles) const {
-        const bool halvesAreLast = depth_ + 1 == job_.maximumDepth;
-        const bool quartersAreDecided = y_[2] - y_[0] >= 3 && depth_ + 2 != job_.maximumDepth;
+    /// What is kept of the halves of the tiles, and what the rest is filled with.
+    void decide(Batch& batch, std::int32_t tiles, const Divisors& divisors, bool separate) const {
+        batch.widths[tiles] = kMaximumTileSize;  // the last vector may reach over a tile that is not there
         for (std::int32_t i = 0; i < tiles * kTileChannels; i += kWideLanes) {
-            if (halvesAreLast) {
-                store(batch.busy + i, ~WideMask{});
-                store(batch.keep[0] + i, ~WideMask{});
-                store(batch.keep[1] + i, ~WideMask{});
+            if (depth_ + 1 == job_.maximumDepth) {
+                store(batch.decided.keep[0] + i, ~WideMask{});
+                store(batch.decided.keep[1] + i, ~WideMask{});
             } else if (job_.joint) {
-                decideLanes<true>(batch, i, quartersAreDecided);
+                decideLanes<true>(batch, separate ? batch.deciding : batch.source, divisors, i);
             } else {
-                decideLanes<false>(batch, i, quartersAreDecided);
+                decideLanes<false>(batch, separate ? batch.deciding : batch.source, divisors, i);
             }
         }
     }
 
+    /// What stands for the widths of the tiles in the lanes at this place: a part of a tile, a tile, or two.
+    template <typename V, typename Tables>
+    [[gnu::always_inline]] static V ofWidthsAt(const Batch& batch, const Tables& tables, std::int32_t place) {
+        const std::int32_t tile = place / kTileChannels;
+        const auto& table = tables[batch.widths[tile]];
+        if constexpr (kWideLanes > kTileChannels) {
+            static_assert(kWideLanes == 2 * kTileChannels);
+            return joined<V>(load<Pair>(&table), load<Pair>(&tables[batch.widths[tile + 1]]));
+        } else {
+            return load<V>(reinterpret_cast<const T*>(&table) + place % kTileChannels);
+        }
+    }
+
+    /// The spread of the parts in one row interval.
+    struct PartSpread {
+        Wide low;
+        Wide high;
+    };
     template <bool Joint>
-    [[gnu::always_inline]] inline void decideLanes(Batch& batch, std::int32_t place, bool quartersAreDecided) const {
-        const auto narrowest = [](Wide low) {
-            low = smaller(swapNeighbours<T>(low), low);
-            return Joint ? foldJoint<T, false>(low) : low;
-        };
-        const auto widest = [](Wide high) {
-            high = larger(swapNeighbours<T>(high), high);
-            return Joint ? foldJoint<T, true>(high) : high;
-        };
-        const Wide low0 = narrowest(load<Wide>(batch.low[0] + place));
-        const Wide low1 = narrowest(load<Wide>(batch.low[1] + place));
-        const Wide high0 = widest(load<Wide>(batch.high[0] + place));
-        const Wide high1 = widest(load<Wide>(batch.high[1] + place));
-        Wide low = smaller(low1, low0);
-        Wide high = larger(high1, high0);
+    [[gnu::always_inline]] static PartSpread spreadOfParts(Wide first, Wide last) {
+        Wide low = smaller(last, smaller(first, splat<Wide>(Depth::kMinimumStart)));
+        Wide high = larger(last, larger(first, splat<Wide>(Depth::kMaximumStart)));
+        low = smaller(swapNeighbours<T>(low), low);
+        high = larger(swapNeighbours<T>(high), high);
+        if constexpr (Joint) {
+            return {foldJoint<T, false>(low), foldJoint<T, true>(high)};
+        } else {
+            return {low, high};
+        }
+    }
+
+    template <bool Joint>
+    [[gnu::always_inline]] inline void decideLanes(Batch& batch, const T (*deciding)[kBatchChannels],
+                                                   const Divisors& divisors, std::int32_t place) const {
+        const auto row = [&](int r) { return load<Wide>(deciding[r] + place); };
+        const PartSpread upper = spreadOfParts<Joint>(row(0), row(1));
+        const PartSpread lower = spreadOfParts<Joint>(row(2), row(3));
+        Wide low = smaller(lower.low, upper.low);
+        Wide high = larger(lower.high, upper.high);
         low = smaller(swapPairs<T>(low), low);
         high = larger(swapPairs<T>(high), high);
         const WideMask busy = busyMask(low, high);
-        WideMask keep0 = busy;
-        WideMask keep1 = busy;
-        if (quartersAreDecided) {
-            keep0 = keep0 & busyMask(low0, high0);
-            keep1 = keep1 & busyMask(low1, high1);
+        const auto unique = ofWidthsAt<WideMask>(batch, kUnique.ofWidth, place);
+        WideMask keep[2] = {busy, busy};
+        if (y_[2] - y_[0] >= 3 && depth_ + 2 != job_.maximumDepth) {
+            // Only what is at least three pixels wide is halved again.
+            const WideMask tooNarrow = ~permutePixels<T, 3, 3, 3, 3>(unique);
+            keep[0] = busy & (busyMask(upper.low, upper.high) | tooNarrow);
+            keep[1] = busy & (busyMask(lower.low, lower.high) | tooNarrow);
         }
-        store(batch.busy + place, busy);
-        store(batch.keep[0] + place, keep0);
-        store(batch.keep[1] + place, keep1);
+        if (!allOnes(keep[0] & keep[1])) {
+            fillLanes(batch, busy, unique, ofWidthsAt<Wide>(batch, divisors, place), place);
+        }
+        store(batch.decided.keep[0] + place, keep[0]);
+        store(batch.decided.keep[1] + place, keep[1]);
+    }
+
+    /// Averages of the halves, or of their parts where the halves are busy.
+    [[gnu::always_inline]] inline void fillLanes(Batch& batch, WideMask busy, WideMask unique, Wide divisors,
+                                                 std::int32_t place) const {
+        Wide rows[4];
+        for (int r = 0; r < 4; ++r) {
+            rows[r] = load<Wide>(batch.source[r] + place);
+        }
+        const bool twoRows[2] = {y_[1] - y_[0] == 2, y_[2] - y_[1] == 2};
+        const bool counted[4] = {y_[0] != y_[1], twoRows[0], true, twoRows[1]};
+        Wide whole{};
+        if (!allOnes(busy)) {
+            whole = ArrangedAverages<T>::ofHalves(rows, counted, unique, divisors, job_.joint);
+        }
+        for (int k = 0; k < 2; ++k) {
+            const Wide parts = ArrangedAverages<T>::ofParts(rows[2 * k], rows[2 * k + 1], unique, twoRows[k]);
+            store(batch.decided.fill[k] + place,
+                  select(busy, reinterpret<WideMask>(parts), reinterpret<WideMask>(whole)));
+        }
     }
 
     [[gnu::always_inline]] inline WideMask busyMask(Wide low, Wide high) const {
@@ -305,10 +408,7 @@ private:
             const std::int32_t x0 = bounds[c];
             const std::int32_t x2 = bounds[c + 1];
             if (isSplit(verdict)) {
-                const std::int32_t x1 = x0 + (x2 - x0) / 2;
-                const std::int32_t place = index++ * kTileChannels;
-                emitSide(batch, place, verdict, x0, x1, left);
-                emitSide(batch, place + kSideChannels, verdict, x1, x2, left);
+                emitTile(batch, index++ * kTileChannels, verdict, x0 - left, x2 - x0);
                 continue;
             }
             for (int k = 0; k < 2; ++k) {
@@ -317,83 +417,44 @@ private:
         }
     }
 
-    [[gnu::always_inline]] inline void emitSide(const Batch& batch, std::int32_t place, const Verdict<T>& verdict,
-                                                std::int32_t x0, std::int32_t x2, std::int32_t left) {
-        const std::int32_t width = x2 - x0;
-        // Too narrow to be halved again.
-        const Mask<T>* from[2] = {(width < 3 ? batch.busy : batch.keep[0]) + place,
-                                  (width < 3 ? batch.busy : batch.keep[1]) + place};
-        const M state = repeat<M>(verdict.state);
-        const M split = within<M>(state, splat<M>(kSplit<T>), splat<M>(kSplit<T>));
-        const M kept = state & ~split;
-        const M keep0 = (load<M>(from[0]) & split) | kept;
-        const M keep1 = (load<M>(from[1]) & split) | kept;
-        storeArranged(work_.keep[0].pixel(x0 - left), keep0, width);
-        storeArranged(work_.keep[1].pixel(x0 - left), keep1, width);
-        if (allOnes(keep0 & keep1)) {
+    [[gnu::always_inline]] inline void emitTile(const Batch& batch, std::int32_t place, const Verdict<T>& verdict,
+                                                std::int32_t x, std::int32_t width) {
+        const auto state = repeat<PairMask>(verdict.state);
+        const PairMask split = within<PairMask>(state, splat<PairMask>(kSplit<T>), splat<PairMask>(kSplit<T>));
+        const PairMask kept = state & ~split;
+        PairMask keep[2];
+        for (int k = 0; k < 2; ++k) {
+            keep[k] = (load<PairMask>(batch.decided.keep[k] + place) & split) | kept;
+            storeArranged(work_.keep[k].pixel(x), keep[k], width);
+        }
+        if (allOnes(keep[0] & keep[1])) {
             return;
         }
-        Fills fills{{repeat<Q>(verdict.fill), repeat<Q>(verdict.fill)}};
-        fillParts({x0, x0 + width / 2, x2}, batch.busy + place, verdict, fills);
-        storeArranged(work_.fill[0].pixel(x0 - left), fills.row[0], width);
-        storeArranged(work_.fill[1].pixel(x0 - left), fills.row[1], width);
+        const auto fill = repeat<PairMask>(verdict.fill);
+        for (int k = 0; k < 2; ++k) {
+            storeArranged(work_.fill[k].pixel(x), select(split, load<PairMask>(batch.decided.fill[k] + place), fill),
+                          width);
+        }
     }
 
     /// Undoes the arrangement. Up to three pixels behind are overwritten.
-    template <typename C, typename V>
-    [[gnu::always_inline]] static void storeArranged(C* to, V value, std::int32_t width) {
+    template <typename C>
+    [[gnu::always_inline]] static void storeArranged(C* to, PairMask value, std::int32_t width) {
+        if (width == 8) {
+            store(to, value);
+        } else if (width == 7) {
+            store(to, permuteEight<T, 1, 2, 3, 4, 5, 6, 7, 7>(value));
+        } else {
+            Mask<T> halves[kTileChannels];
+            store(halves, value);
+            const std::int32_t half = width / 2;
+            storeHalf(to, load<Q>(halves), half);
+            storeHalf(to + half * kChannelsPerPixel, load<Q>(halves + kSideChannels), width - half);
+        }
+    }
+    template <typename C>
+    [[gnu::always_inline]] static void storeHalf(C* to, Q value, std::int32_t width) {
         store(to, width == 4 ? value : permutePixels<T, 1, 2, 3, 3>(value));
-    }
-
-    struct ColumnPair {
-        std::int32_t bounds[3];
-    };
-    struct Fills {
-        Q row[2];
-    };
-
-    /// Averages of those parts of a half that are not kept. What is computed for kept channels is never looked at.
-    [[gnu::always_inline]] inline void fillParts(const ColumnPair& columns, const Mask<T>* busy,
-                                                 const Verdict<T>& verdict, Fills& fills) const {
-        if (job_.joint) {
-            fillGroup(columns, busy[kChannelR] == kKept<T>, fills);
-            return;
-        }
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            if (verdict.state.channel[c] != kSplit<T>) {
-                continue;
-            }
-            Fills group{};
-            fillGroup(columns, busy[c] == kKept<T>, group);
-            Pixel<Mask<T>> only{};
-            only.channel[c] = kKept<T>;
-            const M mask = repeat<M>(only);
-            for (int k = 0; k < 2; ++k) {
-                fills.row[k] = reinterpret<Q>(select(mask, reinterpret<M>(group.row[k]), reinterpret<M>(fills.row[k])));
-            }
-        }
-    }
-
-    /// The average of the whole, or those of its parts.
-    [[gnu::always_inline]] inline void fillGroup(const ColumnPair& columns, bool inParts, Fills& fills) const {
-        const std::int32_t* x = columns.bounds;
-        const auto average = [&](int left, int right, int top, int bottom) {
-            return smallAverage<Depth>(job_.source, {x[left], y_[top], x[right] - x[left], y_[bottom] - y_[top]},
-                                       job_.joint);
-        };
-        if (!inParts) {
-            fills.row[0] = fills.row[1] = repeat<Q>(average(0, 2, 0, 2));
-            return;
-        }
-        if (x[2] - x[0] < 3 || y_[2] - y_[0] < 3) {
-            return;  // it has no parts, and is kept
-        }
-        for (int k = 0; k < 2; ++k) {
-            const Pixel<T> left = average(0, 1, k, k + 1);
-            const Pixel<T> right = average(1, 2, k, k + 1);
-            const Pixel<T> pixels[4] = {left, left, right, right};
-            fills.row[k] = load<Q>(pixels);
-        }
     }
 
     const MosaicJob<Depth>& job_;

@@ -5,6 +5,8 @@
 // nothing may come from a header that would leave a shared copy behind.
 #pragma once
 
+#include <immintrin.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -52,6 +54,15 @@ struct WideVector {
         return {a.low ^ b.low, a.high ^ b.high};
     }
     [[gnu::always_inline]] friend inline WideVector operator~(WideVector a) { return {~a.low, ~a.high}; }
+    [[gnu::always_inline]] friend inline WideVector operator+(WideVector a, WideVector b) {
+        return {a.low + b.low, a.high + b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator*(WideVector a, WideVector b) {
+        return {a.low * b.low, a.high * b.high};
+    }
+    [[gnu::always_inline]] friend inline WideVector operator/(WideVector a, WideVector b) {
+        return {a.low / b.low, a.high / b.high};
+    }
     [[gnu::always_inline]] friend inline WideVector operator-(WideVector a, WideVector b) {
         return {a.low - b.low, a.high - b.high};
     }
@@ -197,19 +208,51 @@ template <int Bits, typename V>
     }
 }
 
+/// The upper 16 of the 32 bits of each product of 16-bit lanes.
+template <typename V>
+[[gnu::always_inline]] inline V highProduct(V a, V b) {
+    if constexpr (kIsWide<V>) {
+        return {highProduct(a.low, b.low), highProduct(a.high, b.high)};
+    } else if constexpr (sizeof(V) == 16) {
+        return reinterpret<V>(_mm_mulhi_epu16(reinterpret<__m128i>(a), reinterpret<__m128i>(b)));
+#if defined(__AVX2__)
+    } else if constexpr (sizeof(V) == 32) {
+        return reinterpret<V>(_mm256_mulhi_epu16(reinterpret<__m256i>(a), reinterpret<__m256i>(b)));
+#endif
+#if defined(__AVX512BW__)
+    } else {
+        return reinterpret<V>(_mm512_mulhi_epu16(reinterpret<__m512i>(a), reinterpret<__m512i>(b)));
+#endif
+    }
+}
+
+/// Each lane below 2^23, half a unit added, times a factor, truncated.
+template <typename V, typename F>
+[[gnu::always_inline]] inline V truncatedProduct(V value, F factor) {
+    if constexpr (kIsWide<V>) {
+        return {truncatedProduct(value.low, factor.low), truncatedProduct(value.high, factor.high)};
+    } else {
+        using Integers = Vector<std::int32_t, sizeof(V)>;
+        const F product = (__builtin_convertvector(reinterpret<Integers>(value), F) + 0.5F) * factor;
+        return reinterpret<V>(__builtin_convertvector(product, Integers));
+    }
+}
+
 /// Whether all bits are ones.
 template <typename V>
 [[gnu::always_inline]] inline bool allOnes(V mask) {
     if constexpr (kIsWide<V>) {
         return allOnes(mask.low & mask.high);
+#if defined(__AVX512BW__)
+    } else if constexpr (sizeof(V) == 64) {
+        return _mm512_cmpneq_epi32_mask(reinterpret<__m512i>(mask), reinterpret<__m512i>(~V{})) == 0;
+#endif
+#if defined(__AVX2__)
+    } else if constexpr (sizeof(V) == 32) {
+        return _mm256_testc_si256(reinterpret<__m256i>(mask), reinterpret<__m256i>(~V{})) != 0;
+#endif
     } else {
-        using Words = Vector<std::uint64_t, sizeof(V)>;
-        const auto words = reinterpret<Words>(mask);
-        std::uint64_t all = words[0];
-        for (std::size_t i = 1; i < sizeof(V) / sizeof(std::uint64_t); ++i) {
-            all &= words[i];
-        }
-        return all == ~std::uint64_t{0};
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(reinterpret<__m128i>(mask), reinterpret<__m128i>(~V{}))) == 0xFFFF;
     }
 }
 
@@ -251,6 +294,19 @@ template <std::size_t Units, typename V, std::size_t... Order>
                                        (kOrder[Lane / kWords] * kWords + Lane % kWords)...);
     };
     return reinterpret<V>(picked(std::make_index_sequence<sizeof(V) / sizeof(Word)>{}));
+}
+
+/// Two registers' halves as one register.
+template <typename V, typename Half, std::size_t... Lane>
+[[gnu::always_inline]] inline V joinedLanes(Half a, Half b, std::index_sequence<Lane...>) {
+    return reinterpret<V>(__builtin_shufflevector(a, b, Lane...));
+}
+template <typename V, typename Half>
+[[gnu::always_inline]] inline V joined(Half a, Half b) {
+    static_assert(sizeof(V) == 2 * sizeof(Half));
+    using Words = Vector<std::uint64_t, sizeof(Half)>;
+    return joinedLanes<V>(reinterpret<Words>(a), reinterpret<Words>(b),
+                          std::make_index_sequence<sizeof(V) / sizeof(std::uint64_t)>{});
 }
 
 /// Item `Index` of a vector made of registers that hold one item each.
@@ -304,6 +360,30 @@ template <typename T, typename V>
 template <typename T, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
 [[gnu::always_inline]] inline V permutePixels(V value) {
     return permuteItems<sizeof(T), A, B, C, D>(value);
+}
+/// Pixels in this order out of a vector of eight.
+template <typename T, std::size_t... Order, typename V>
+[[gnu::always_inline]] inline V permuteEight(V value) {
+    static_assert(sizeof...(Order) == 8 && sizeof(V) == 2 * kQuartetBytes<T>);
+    if constexpr (!kIsWide<V>) {
+        return pickItems<sizeof(T)>(value, value, std::index_sequence<Order...>{});
+    } else if constexpr (!kIsWide<typename V::Half>) {
+        constexpr std::size_t kOrder[] = {Order...};
+        const auto four = [&]<std::size_t... Item>(std::index_sequence<Item...>) {
+            return pickItems<sizeof(T)>(value.low, value.high, std::index_sequence<kOrder[Item]...>{});
+        };
+        return {four(std::index_sequence<0, 1, 2, 3>{}), four(std::index_sequence<4, 5, 6, 7>{})};
+    } else {
+        T pixels[8 * kChannelsPerPixel];
+        T permuted[8 * kChannelsPerPixel];
+        store(pixels, value);
+        constexpr std::size_t kOrder[] = {Order...};
+        for (std::size_t i = 0; i < 8; ++i) {
+            __builtin_memcpy(permuted + i * kChannelsPerPixel, pixels + kOrder[i] * kChannelsPerPixel,
+                             sizeof(Pixel<T>));
+        }
+        return load<V>(permuted);
+    }
 }
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapNeighbours(V value) {
