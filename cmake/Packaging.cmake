@@ -11,10 +11,12 @@ if(WIN32)
   set(CPACK_PACKAGE_FILE_NAME "Quorvel-${PROJECT_VERSION}-windows-x64")
 else()
   install(TARGETS Quorvel LIBRARY DESTINATION lib/quorvel)
+  # Its resource description, which `quorvel inspect` looks for beside the module.
+  install(FILES "${PROJECT_BINARY_DIR}/Quorvel.rsrc" DESTINATION lib/quorvel)
   if(QUORVEL_BUILD_CLI)
     install(TARGETS quorvel RUNTIME DESTINATION bin)
   endif()
-  install(FILES LICENSE DESTINATION share/doc/quorvel RENAME copyright)
+  install(FILES packaging/debian/copyright DESTINATION share/doc/quorvel)
   set(CPACK_GENERATOR DEB)
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
   set(CPACK_DEBIAN_PACKAGE_NAME quorvel)
@@ -26,7 +28,7 @@ else()
   set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Adaptive mosaic effect for pictures and video frames")
   set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "\
 Turns a picture into a mosaic of flat rectangles that is finest where the picture is busy. The program renders\n\
-pictures and numbered frame sequences through the same effect module that video hosts load.")
+pictures through the same effect module that video hosts load.")
 endif()
 
 set(CPACK_PACKAGE_NAME Quorvel)

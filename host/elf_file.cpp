@@ -64,7 +64,9 @@ void readExports(const ByteReader& symbols, const ByteReader& strings, std::vect
         const unsigned info = symbols.u8(at + 4, "a symbol");
         const unsigned visibility = symbols.u8(at + 5, "a symbol") & 3U;
         const unsigned section = symbols.u16(at + 6, "a symbol");
-        const bool global = (info >> 4) == 1 || (info >> 4) == 2;
+        const unsigned binding = info >> 4;
+        // Global, weak, or one for the whole process, as GCC makes of templates' static variables.
+        const bool global = binding == 1 || binding == 2 || binding == 10;
         const bool shown = visibility == 0 || visibility == 3;
         if (section != 0 && global && shown) {
             append(names, strings.zeroTerminated(symbols.u32(at, "a symbol"), "a symbol's name"));

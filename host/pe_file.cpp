@@ -16,7 +16,7 @@ constexpr std::uint32_t kHighBit = 0x80000000U;
 constexpr std::uint32_t kResourceTypeVersion = 16;
 constexpr std::uint32_t kVersionSignature = 0xFEEF04BDU;
 
-enum Directory : std::uint32_t { kExports = 0, kImports = 1, kResources = 2 };
+enum Directory : std::uint32_t { kExports = 0, kImports = 1, kResources = 2, kDelayImports = 13 };
 
 /// The file as it lies in memory once loaded: addresses relative to the image instead of file offsets.
 class Image {
@@ -104,11 +104,13 @@ std::vector<std::string> readExports(const Image& image) {
     return names;
 }
 
-std::vector<std::string> readImports(const Image& image) {
-    std::vector<std::string> libraries;
-    if (const std::uint64_t table = image.directory(kImports); table != 0) {
-        for (std::uint64_t at = table;; at += 20) {
-            const std::uint32_t name = image.u32(at + 12, "the import table");
+/// Adds the libraries of one table, whose entries of `size` bytes have the name's address at `nameAt`; an entry without
+/// a name ends it.
+void readImports(const Image& image, Directory which, unsigned size, unsigned nameAt,
+                 std::vector<std::string>& libraries) {
+    if (const std::uint64_t table = image.directory(which); table != 0) {
+        for (std::uint64_t at = table;; at += size) {
+            const std::uint32_t name = image.u32(at + nameAt, "the import table");
             if (name == 0) {
                 break;
             }
@@ -116,7 +118,6 @@ std::vector<std::string> readImports(const Image& image) {
             libraries.push_back(image.name(name, "an imported library's name"));
         }
     }
-    return libraries;
 }
 
 /// The tree of resources: type, then id, then language, each level a table of entries.
@@ -203,7 +204,8 @@ ModuleFile parsePortableExecutable(std::span<const std::byte> bytes) {
     module.format = ModuleFormat::PortableExecutable;
     module.forX86_64 = image.machine() == kMachineX86_64;
     module.exports = readExports(image);
-    module.imports = readImports(image);
+    readImports(image, kImports, 20, 12, module.imports);
+    readImports(image, kDelayImports, 32, 4, module.imports);  // loaded when they are first called
     module.fileVersion = readFileVersion(resources);
     if (const auto pipl = resources.find(std::string(kWindowsPiplType), kPiplId)) {
         module.pipl.emplace(pipl->begin(), pipl->end());

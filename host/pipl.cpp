@@ -106,6 +106,7 @@ ResourceDescription decodePipl(std::span<const std::byte> bytes, std::endian ord
     at += 8;
 
     ResourceDescription description;
+    description.windows = order == std::endian::little;
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::string number = "property " + std::to_string(i + 1);
         if (letters(reader.u32(at, number)) != "8BIM") {
@@ -128,10 +129,15 @@ std::vector<Agreement> compare(const ResourceDescription& description, const Ide
     all.push_back(agreement("name", description.name, identity.name, same));
     all.push_back(agreement("match name", description.matchName, identity.matchName, same));
     all.push_back(agreement("category", description.category, identity.category, same));
-    if (description.entryPoints.empty()) {
-        all.push_back(agreement("entry point", std::optional<std::string>{}, identity.entryPoint, same));
+    // A host looks for the entry point of its own platform.
+    const auto& entryPoints = description.entryPoints;
+    const bool found = description.windows ? entryPoints.contains("8664")
+                                           : entryPoints.contains("mi64") || entryPoints.contains("ma64");
+    if (!found) {
+        all.push_back(agreement(description.windows ? "entry point 8664" : "entry point", std::optional<std::string>{},
+                                identity.entryPoint, same));
     }
-    for (const auto& [key, entryPoint] : description.entryPoints) {
+    for (const auto& [key, entryPoint] : entryPoints) {
         all.push_back(agreement("entry point " + key, std::optional(entryPoint), identity.entryPoint, same));
     }
     all.push_back(

@@ -26,6 +26,7 @@ inline constexpr int kPiplId = 16000;
 
 /// The properties that describe an effect. What the resource leaves out is empty.
 struct ResourceDescription {
+    bool windows = false;           ///< in the form for Windows; else in that for macOS
     std::vector<std::string> keys;  ///< of all properties in their order, letters in reading order
     std::optional<A_long> kind;
     std::optional<std::string> name;

@@ -35,6 +35,9 @@ PF_Err updateParamUI(PF_ProgPtr effectRef, PF_ParamIndex index, const PF_ParamDe
     if (def == nullptr || index < 1 || index >= static_cast<PF_ParamIndex>(call->host.parameters.size())) {
         return breach(*call, kName, "there is no such parameter, or no definition");
     }
+    if (def != call->params[index]) {
+        return breach(*call, kName, "given another definition than the panel's own");
+    }
     if (call->frame != nullptr && call->frame->shownFlags != nullptr) {
         call->frame->shownFlags->at(static_cast<std::size_t>(index)) = def->ui_flags;
     }

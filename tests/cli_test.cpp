@@ -522,6 +522,28 @@ TEST_F(Cli, ParamsAndInspectTellWhatTheModuleDeclares) {
     EXPECT_EQ(run({"--version"}).out, "quorvel " QUORVEL_VERSION "\n");
 }
 
+TEST_F(Cli, InspectNamesThePropertyThatContradicts) {
+    const fs::path module = path("Quorvel.so");
+    fs::copy_file(QUORVEL_MODULE, module);
+    EXPECT_NE(run({"inspect", module.string()}).out.find("not checked: there is no resource description"),
+              std::string::npos);
+    std::string resource = contents(fs::path(QUORVEL_MODULE).replace_extension(".rsrc"));
+    const std::size_t flags = resource.find("8BIMeGLO");
+    ASSERT_NE(flags, std::string::npos);
+    const auto inspectWith = [&](const std::string& bytes) {
+        std::ofstream(path("Quorvel.rsrc"), std::ios::binary) << bytes;
+        return run({"inspect", module.string()});
+    };
+    const Outcome sound = inspectWith(resource);
+    EXPECT_EQ(sound.status, 0) << sound.err;
+    EXPECT_NE(sound.out.find("agree in all 11 properties"), std::string::npos) << sound.out;
+    resource[flags + 19] ^= 1;  // the lowest bit of the word behind the signature, key, id and length
+    const Outcome wrong = inspectWith(resource);
+    EXPECT_EQ(wrong.status, kExitFailure);
+    EXPECT_NE(wrong.out.find("out flags: PiPL 0x06008001, module 0x06008000\n"), std::string::npos) << wrong.out;
+    EXPECT_NE(wrong.err.find("Quorvel.so: the module contradicts itself\n"), std::string::npos) << wrong.err;
+}
+
 /// Where `part` stands in `whole` pixel by pixel (red, green, blue), each of its pixels `scale` times as large; its
 /// transparent pixels may be anything. Nothing when it stands nowhere.
 std::optional<std::pair<int, int>> placeIn(const PictureData& whole, const PictureData& part, int scale) {

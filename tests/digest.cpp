@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Prints one line for everything this platform's build of the module computes: the curve's values, and the frames of
 // a seeded series of requests in all depths as both hosts make them, and the panel's pictures. Two platforms agree
-// when their lines do.
+// when their lines do. Fails when the module breaks a host's rules on the way.
 // Usage: quorvel_digest MODULE
 #include <array>
 #include <bit>
@@ -67,7 +67,7 @@ void printCurves() {
         int count;
         float amplitude;
     };
-    for (const Use use : {Use{256, 255.0F}, Use{4096, 32768.0F}, Use{4000, 1.0F}, Use{96, 50.0F}}) {
+    for (const Use use : {Use{256, 255.0F}, Use{4096, 32768.0F}, Use{4000, 1.0F}, Use{96, 95.0F}}) {
         for (int type = kLinearRampUp; type <= kExpDown; ++type) {
             for (const float smoothness : {-1.0F, 0.0F, 0.5F, 1.0F, 7.25F}) {
                 for (int flags = 0; flags < 4; ++flags) {
@@ -210,9 +210,16 @@ void printPanel(Host& host, Instance& instance, Random& random, const std::strin
         Surface surface(340, 80);
         for (const Parameter& parameter : host.parameters()) {
             if (parameter.customUI) {
+                int drawn = 0;
                 for (const PF_EffectArea area : {PF_EA_PARAM_TITLE, PF_EA_CONTROL}) {
                     const Panel::Frames frames{{4, 2, 324, 19}, {4, 24, 54, 74}};
-                    require(panel.draw(parameter.index, area, frames, surface).command, "drawing");
+                    const EventResult result = panel.draw(parameter.index, area, frames, surface);
+                    require(result.command, "drawing");
+                    drawn += result.handled() ? 1 : 0;
+                }
+                if (drawn != 1) {
+                    throw HostError(who + ": " + std::to_string(drawn) + " areas of control " +
+                                    std::to_string(parameter.index) + " were drawn");
                 }
             }
         }
@@ -250,11 +257,15 @@ void printLife(const char* moduleFile, const Profile& profile, const std::string
         require(instance.sequenceSetdown(), "sequence set-down");
     }
     require(host.globalSetdown(), "global set-down");
+    std::string complaints;
     for (const OpenLoan& loan : host.ledger().open()) {
-        std::printf("%s is still owed: %s\n", who.c_str(), loan.name.c_str());
+        complaints += "\n  still owed: " + loan.name;
     }
     for (const std::string& breach : host.ledger().breaches()) {
-        std::printf("%s complains: %s\n", who.c_str(), breach.c_str());
+        complaints += "\n  " + breach;
+    }
+    if (!complaints.empty()) {
+        throw HostError(who + " complains:" + complaints);
     }
 }
 

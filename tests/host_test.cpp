@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The reference host's own behaviour: what it owns, what it notices, what it refuses.
 #include "host/host.h"
+#include "host/panel.h"
 
 #include <gtest/gtest.h>
 
@@ -231,6 +232,37 @@ TEST(Breaches, AreRecordedOneByOneInAnyCommand) {
         utils.ansi.sprintf(command.out->return_msg + 250, "%s", "seven characters and more");
         EXPECT_STREQ(command.out->return_msg + 250, "seven");
     });
+}
+
+TEST(Breaches, IncludeShowingACopyOfAPanelsDefinition) {
+    HookHost host;
+    HookHost::hook = [](const Command& command) -> PF_Err {
+        if (command.cmd == PF_Cmd_PARAMS_SETUP) {
+            PF_ParamDef def{};
+            def.param_type = PF_Param_CHECKBOX;
+            EXPECT_EQ(command.in->inter.add_param(command.in->effect_ref, -1, &def), 0);
+            command.out->num_params = 2;
+        }
+        return PF_Err_NONE;
+    };
+    host.start();
+    Instance instance(host);
+    ParameterValues values(host.parameters());
+    Panel panel(instance, values);
+    HookHost::hook = [](const Command& command) -> PF_Err {
+        const auto* suite = acquired<PF_ParamUtilsSuite>(command, kPFParamUtilsSuite, kPFParamUtilsSuiteVersion);
+        const PF_ParamDef copy = *command.params[1];
+        command.params[1]->ui_flags = PF_PUI_DISABLED;
+        EXPECT_EQ(suite->PF_UpdateParamUI(command.in->effect_ref, 1, command.params[1]), 0);
+        EXPECT_NE(suite->PF_UpdateParamUI(command.in->effect_ref, 1, &copy), 0);
+        return command.in->pica_basicP->ReleaseSuite(kPFParamUtilsSuite, kPFParamUtilsSuiteVersion);
+    };
+    EXPECT_TRUE(panel.update().ok());
+    EXPECT_FALSE(panel.enabled(1));
+    const std::vector<std::string> breaches = host.newBreaches();
+    ASSERT_EQ(breaches.size(), 1U);
+    EXPECT_NE(breaches[0].find("another definition"), std::string::npos) << breaches[0];
+    HookHost::hook = nullptr;
 }
 
 TEST(Suites, BelongToTheirApplication) {

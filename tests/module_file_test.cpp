@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +31,11 @@ using Bytes = std::vector<std::byte>;
 constexpr bool kWindows = true;
 #else
 constexpr bool kWindows = false;
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
 #endif
 
 Bytes bytesOf(const std::string& text) {
@@ -88,6 +95,13 @@ TEST(BuiltModule, ShowsTwoEntryPointsAndNeedsSystemLibrariesOnly) {
     if (kWindows) {
         EXPECT_EQ(module.imports, (std::vector<std::string>{"KERNEL32.dll", "msvcrt.dll"}));
         EXPECT_EQ(module.fileVersion, "1.3.0.1");
+    } else if (!kSanitized) {
+        const std::set<std::string> system{"libstdc++.so.6", "libm.so.6", "libgcc_s.so.1", "libc.so.6",
+                                           "ld-linux-x86-64.so.2"};
+        EXPECT_FALSE(module.imports.empty());
+        for (const std::string& library : module.imports) {
+            EXPECT_TRUE(system.contains(library)) << library;
+        }
     }
 }
 
@@ -128,11 +142,41 @@ TEST(BuiltModule, HandsItsResourceToTheSystem) {
     EXPECT_EQ(disagreements(decodePipl(bytes, std::endian::little), askModule()), "");
     EXPECT_EQ(readModuleFile(QUORVEL_MODULE).pipl, bytes);
 }
+
+TEST(BuiltModule, WouldShowLibrariesThatItLoadsLate) {
+    Bytes bytes = readBytes(QUORVEL_MODULE);
+    const ByteReader reader(bytes, std::endian::little);
+    const std::size_t directories = reader.u32(0x3C, "the DOS header") + 24 + 112;
+    // The import table read as one of delayed imports: 8 bytes on, the first name is where such a table has it, and
+    // the table's end is where the second entry has it.
+    const std::uint32_t table = reader.u32(directories + 8, "the imports' directory") + 8;
+    ASSERT_EQ(reader.u32(directories + 8 * 13, "the delayed imports' directory"), 0u);
+    for (unsigned i = 0; i < 4; ++i) {
+        bytes[directories + 8 * 13 + i] = static_cast<std::byte>(table >> (8 * i));
+    }
+    EXPECT_EQ(parse(bytes).imports, (std::vector<std::string>{"KERNEL32.dll", "msvcrt.dll", "KERNEL32.dll"}));
+}
 #endif
 
-TEST(ResourceDescription, StartsAsHostsExpectIt) {
-    const std::string windows = resources::piplResource(std::endian::little);
-    EXPECT_EQ(windows.substr(0, 30), std::string("\1\0\0\0\0\0\x0C\0\0\0MIB8dnik\0\0\0\0\4\0\0\0TKFe", 30));
+TEST(ResourceDescription, IsAsHostsExpectIt) {
+    // Byte by byte as hosts read it: signature and key backwards, id 0, padded length, data padded to 4 bytes.
+    using namespace std::string_literals;
+    EXPECT_EQ(resources::piplResource(std::endian::little),
+              "\1\0"
+              "\0\0\0\0"
+              "\x0C\0\0\0"
+              "MIB8dnik\0\0\0\0\x04\0\0\0TKFe"
+              "MIB8eman\0\0\0\0\x08\0\0\0\7Quorvel"
+              "MIB8gtac\0\0\0\0\x08\0\0\0\6Orvane\0"
+              "MIB84668\0\0\0\0\x0C\0\0\0EffectMain\0\0"
+              "MIB8RVPe\0\0\0\0\x04\0\0\0\2\0\0\0"
+              "MIB8RVSe\0\0\0\0\x04\0\0\0\x0D\0\x1B\0"
+              "MIB8REVe\0\0\0\0\x04\0\0\0\x01\x86\x09\0"
+              "MIB8FNIe\0\0\0\0\x04\0\0\0\0\0\0\0"
+              "MIB8OLGe\0\0\0\0\x04\0\0\0\0\x80\0\x06"
+              "MIB82LGe\0\0\0\0\x04\0\0\0\x10\x14\x80\x08"
+              "MIB8ANMe\0\0\0\0\x08\0\0\0\7Quorvel"
+              "MIB8LFea\0\0\0\0\x04\0\0\0\x08\0\0\0"s);
     const std::string mac = resources::piplResource(std::endian::big);
     EXPECT_EQ(mac.substr(0, 28), std::string("\0\0\0\0\0\0\0\x0D"
                                              "8BIMkind\0\0\0\0\0\0\0\4eFKT",
@@ -155,6 +199,20 @@ TEST(ResourceDescription, EveryWrongOrMissingPropertyIsNoticed) {
         missing[at + 4] = 'X';
         EXPECT_NE(disagreements(decodePipl(bytesOf(missing), std::endian::little), reported), "") << key;
     }
+}
+
+TEST(ResourceDescription, NamesTheEntryPointOfItsOwnPlatform) {
+    const Reported reported = askModule();
+    std::string windows = resources::piplResource(std::endian::little);
+    windows.replace(windows.find("4668"), 4, "46im");
+    EXPECT_EQ(disagreements(decodePipl(bytesOf(windows), std::endian::little), reported),
+              "entry point 8664: (missing), not EffectMain\n");
+    std::string mac = resources::piplResource(std::endian::big);
+    mac.replace(mac.find("mi64"), 4, "8664");
+    EXPECT_EQ(disagreements(decodePipl(bytesOf(mac), std::endian::big), reported), "");
+    mac.replace(mac.find("ma64"), 4, "none");
+    EXPECT_EQ(disagreements(decodePipl(bytesOf(mac), std::endian::big), reported),
+              "entry point: (missing), not EffectMain\n");
 }
 
 TEST(ResourceDescription, DamageIsNamed) {
@@ -183,7 +241,8 @@ TEST(ResourceDescription, DamageIsNamed) {
 }
 
 TEST(DamagedModule, IsRefusedInOneLine) {
-    const std::filesystem::path file = std::filesystem::temp_directory_path() / "quorvel-damaged-module";
+    const std::filesystem::path file =
+        std::filesystem::temp_directory_path() / ("quorvel-damaged-module-" + std::to_string(std::random_device{}()));
     const auto complaint = [&](const Bytes& bytes) -> std::string {
         std::ofstream(file, std::ios::binary)
             .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -219,7 +278,8 @@ TEST(DamagedModule, NeverLeadsOutsideTheFile) {
     for (std::size_t length = 0; length < sound.size(); length += length < 1024 ? 1 : 1021) {
         EXPECT_THROW(parse(std::span(sound).first(length)), FormatError) << length << " bytes";
     }
-    // Every byte of the headers and of the tables they lead to, set to values that make offsets and counts extreme.
+    // Single bytes set to values that make offsets and counts extreme: each of the headers, which are within the first
+    // 2048, and samples of the tables they lead to.
     Bytes damaged = sound;
     for (std::size_t at = 4; at < damaged.size(); at += at < 2048 ? 1 : 257) {
         for (const int value : {0x00, 0x7F, 0x80, 0xFF}) {
