@@ -69,6 +69,7 @@ int parseAndRun(CLI::App& program, std::vector<std::string> arguments) {
 
 int run(const std::vector<std::string>& arguments) {
     CLI::App program("Quorvel, an adaptive mosaic effect: renders pictures through the effect's module.", "quorvel");
+    program.allow_windows_style_options(false);  // what starts with a slash is a file everywhere
     program.option_defaults()->take_last();
     program.set_version_flag("--version", "quorvel " QUORVEL_VERSION, "Print the program's version");
     program.require_subcommand(1);
