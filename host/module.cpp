@@ -65,14 +65,7 @@ bool lacksIdentityEntry(const std::filesystem::path& file) {
 }  // namespace
 
 Module::Module(const std::filesystem::path& file) : file_(file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (!std::filesystem::exists(status)) {
-        throw HostError(file.string() + ": no such module");
-    }
-    if (!std::filesystem::is_regular_file(status)) {
-        throw HostError(file.string() + ": not a module: not a regular file");
-    }
+    requireModuleFile(file);
     const auto requireEntry = [&](bool found, const std::string& name) {
         if (!found) {
             throw HostError(file.string() + ": no entry point \"" + name + "\"");

@@ -5,14 +5,11 @@
 #include <fstream>
 
 #include "host/byte_reader.h"
-#include "host/module.h"
+#include "host/error.h"
 
 namespace quorvel::host {
-namespace {
 
-constexpr std::uintmax_t kMaximumFileSize = std::uintmax_t{1} << 28;
-
-std::vector<std::byte> readFile(const std::filesystem::path& file) {
+void requireModuleFile(const std::filesystem::path& file) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
     if (!std::filesystem::exists(status)) {
@@ -21,6 +18,15 @@ std::vector<std::byte> readFile(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(status)) {
         throw HostError(file.string() + ": not a module: not a regular file");
     }
+}
+
+namespace {
+
+constexpr std::uintmax_t kMaximumFileSize = std::uintmax_t{1} << 28;
+
+std::vector<std::byte> readFile(const std::filesystem::path& file) {
+    requireModuleFile(file);
+    std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file, error);
     if (error) {
         throw HostError(file.string() + ": " + error.message());

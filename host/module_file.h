@@ -34,6 +34,9 @@ struct ModuleFile {
     bool exportsSymbol(std::string_view name) const;
 };
 
+/// Throws HostError naming the file unless it is there and a regular file.
+void requireModuleFile(const std::filesystem::path& file);
+
 /// Reads and checks the file; throws HostError naming the file and what is wrong with it.
 ModuleFile readModuleFile(const std::filesystem::path& file);
 
