@@ -13,126 +13,18 @@
 namespace quorvel {
 namespace {
 
-/// Sums of the four channels of a block of integers.
-template <typename T>
-class IntegerSums {
-public:
-    static_assert(sizeof(T) <= 2);
-
-    IntegerSums(const PixelView<const T>& source, const Region& region) {
-        const std::int32_t lanes = region.width * kChannelsPerPixel;
-        const T* from =
-            source.pixels + region.y * source.stride + static_cast<std::ptrdiff_t>(region.x) * kChannelsPerPixel;
-        if (lanes >= kLanes<T>) {
-            addRows<Lanes<T>>(from, source.stride, lanes, region.height);
-        } else if (region.width >= 4) {
-            addRows<Vector<T, (kQuartetBytes<T> < kVectorBytes ? kQuartetBytes<T> : kVectorBytes)>>(
-                from, source.stride, lanes, region.height);
-        } else {
-            for (std::int32_t j = 0; j < region.height; ++j, from += source.stride) {
-                for (std::int32_t i = 0; i < lanes; ++i) {
-                    total[i % kChannelsPerPixel] += from[i];
-                }
-            }
-        }
-    }
-
-    std::int64_t total[kChannelsPerPixel] = {};
-
-private:
-    template <typename V>
-    [[gnu::always_inline]] inline void addRows(const T* from, std::ptrdiff_t stride, std::int32_t lanes,
-                                               std::int32_t rows) {
-        if constexpr (sizeof(T) == 1) {
-            addRowsAs<V, std::uint16_t>(from, stride, lanes, rows);
-        } else {
-            addRowsAs<V, std::uint32_t>(from, stride, lanes, rows);
-        }
-    }
-
-    template <typename V, typename W>
-    [[gnu::always_inline]] inline void addRowsAs(const T* from, std::ptrdiff_t stride, std::int32_t lanes,
-                                                 std::int32_t rows) {
-        constexpr int kBits = 8 * sizeof(T);
-        constexpr auto kLow = static_cast<W>((1U << kBits) - 1);
-        // 2^bits + 1 summands of 2^bits - 1 still fit.
-        constexpr std::int32_t kMostSummands = 1 << kBits;
-        constexpr auto kStep = static_cast<std::int32_t>(sizeof(V) / sizeof(T));
-        using Sums = Vector<W, sizeof(V)>;
-
-        const std::int32_t rest = lanes % kStep;
-        const Sums lastOnes = restMask<Sums>(rest);
-        Sums even{};
-        Sums odd{};
-        std::int32_t summands = 0;
-        for (std::int32_t j = 0; j < rows; ++j, from += stride) {
-            std::int32_t i = 0;
-            for (; i + kStep <= lanes; i += kStep) {
-                if (summands == kMostSummands) {
-                    flush<W>(even, odd);
-                    summands = 0;
-                }
-                ++summands;
-                const Sums value = load<Sums>(from + i);
-                even += value & kLow;
-                odd += value >> kBits;
-            }
-            if (rest != 0) {
-                if (summands == kMostSummands) {
-                    flush<W>(even, odd);
-                    summands = 0;
-                }
-                ++summands;
-                const Sums value = load<Sums>(from + lanes - kStep) & lastOnes;
-                even += value & kLow;
-                odd += value >> kBits;
-            }
-        }
-        flush<W>(even, odd);
-    }
-
-    /// Ones in the last `rest` channels.
-    template <typename Sums>
-    static Sums restMask(std::int32_t rest) {
-        alignas(64) T channels[sizeof(Sums) / sizeof(T)];
-        constexpr auto kCount = static_cast<std::int32_t>(sizeof(Sums) / sizeof(T));
-        for (std::int32_t i = 0; i < kCount; ++i) {
-            channels[i] = static_cast<T>(i >= kCount - rest ? -1 : 0);
-        }
-        return load<Sums>(channels);
-    }
-
-    template <typename W, typename Sums>
-    [[gnu::always_inline]] inline void flush(Sums& even, Sums& odd) {
-        // A pixel is two sums of each kind: channels 0 and 2, and 1 and 3.
-        for (std::size_t i = 0; i < sizeof(Sums) / sizeof(W); i += 2) {
-            total[0] += even[i];
-            total[1] += odd[i];
-            total[2] += even[i + 1];
-            total[3] += odd[i + 1];
-        }
-        even = Sums{};
-        odd = Sums{};
-    }
-};
-
-/// Truncated quotients. With half a unit added the exact quotient stays at least 0.5 / count off every integer that
-/// it is below, far more than the rounding errors as long as sums stay below 2^50; theirs end at 2^47.
-template <typename T>
-[[gnu::always_inline]] inline Pixel<T> averageOf(const std::int64_t* sums, std::int32_t count) {
+/// Truncated quotients of sums of integers. With half a unit added the exact quotient stays at least 0.5 / count off
+/// every integer that it is below, far more than the rounding errors as long as sums stay below 2^50; theirs end at
+/// 2^47.
+template <typename T, typename S>
+[[gnu::always_inline]] inline Pixel<T> quotients(const S* sums, std::int32_t count) {
     const double reciprocal = 1.0 / static_cast<double>(count);
     Pixel<T> average;
     for (int c = 0; c < kChannelsPerPixel; ++c) {
-        average.channel[c] =
-            static_cast<T>(static_cast<std::int64_t>((static_cast<double>(sums[c]) + 0.5) * reciprocal));
+        const double sum = static_cast<double>(static_cast<std::int64_t>(sums[c]));
+        average.channel[c] = static_cast<T>(static_cast<std::int32_t>((sum + 0.5) * reciprocal));
     }
     return average;
-}
-
-template <typename T>
-[[gnu::always_inline]] inline Pixel<T> averageOf(const PixelView<const T>& source, const Region& region) {
-    const IntegerSums<T> sums(source, region);
-    return averageOf<T>(sums.total, region.width * region.height);
 }
 
 using FloatPixel = Vector<float, 16>;
@@ -178,23 +70,16 @@ void sumSideBySide(const PixelView<const float>& source, const Region* regions, 
     }
 }
 
-/// Averages of the parts of half tiles, from vectors of arranged pixels (see refine.h): rows of four pixels, of which
+/// Averages of the parts of half tiles, from vectors of arranged pixels (see arrange.h): rows of four pixels, of which
 /// each two are one part's, a part of a single pixel having it twice. `unique` masks one of each such two.
 template <typename T>
 class ArrangedAverages {
 public:
-    /// What dividing by `count`, at most 16, takes; the same in all lanes of a half tile. `joint`: as the form for R,
-    /// G and B together rounds.
-    static auto divisor(std::int32_t count, [[maybe_unused]] bool joint) {
-        if constexpr (sizeof(T) == 1) {
-            // Half of 2^16 / count, rounded up by less than 5 / count: with sums up to 16 * 255 that stays below the
-            // 2^15 / count that it would take to reach another integer.
-            return static_cast<std::uint16_t>((32768 + count - 1) / count);
-        } else if constexpr (sizeof(T) == 2) {
-            return 1.0F / static_cast<float>(count);
-        } else {
-            return joint ? 1.0F / static_cast<float>(count) : static_cast<float>(count);
-        }
+    /// What dividing by `count`, at most 16, takes, in all lanes of a half tile. `joint`: as the form for R, G and B
+    /// together rounds.
+    static auto divisors(std::int32_t count, bool joint) {
+        const auto one = divisor(count, joint);
+        return splat<Vector<std::remove_const_t<decltype(one)>, kQuartetBytes<T>>>(one);
     }
 
     /// Of each part: two pixels of two rows, which are the same row where there is but one.
@@ -254,6 +139,18 @@ public:
     }
 
 private:
+    static auto divisor(std::int32_t count, [[maybe_unused]] bool joint) {
+        if constexpr (sizeof(T) == 1) {
+            // Half of 2^16 / count, rounded up by less than 5 / count: with sums up to 16 * 255 that stays below the
+            // 2^15 / count that it would take to reach another integer.
+            return static_cast<std::uint16_t>((32768 + count - 1) / count);
+        } else if constexpr (sizeof(T) == 2) {
+            return 1.0F / static_cast<float>(count);
+        } else {
+            return joint ? 1.0F / static_cast<float>(count) : static_cast<float>(count);
+        }
+    }
+
     /// Sums of channels 0 and 2, and of 1 and 3, in lanes twice as wide as a channel.
     template <typename V>
     struct Sums {

@@ -2,133 +2,161 @@
 // Deciding from the top of the quadtree down, by the spreads alone: which blocks are filled, kept, or split.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "effect/render/fast/average.h"
+#include "effect/render/fast/busy.h"
 #include "effect/render/fast/kernel.h"
 #include "effect/render/fast/workspace.h"
 
 namespace quorvel {
 namespace {
 
-/// The channels that share one quadtree.
-struct ChannelGroup {
-    int first;
-    int count;
+/// What has already become of blocks: see Pyramid. Read in whole registers.
+template <typename T>
+struct Verdicts {
+    const Mask<T>* open;
+    const Mask<T>* keep;
+    const T* fill;
+    std::int32_t step;  ///< 1: one after another; 0: the same for all, and there is just a register of them
 };
 
-/// Walks the quadtrees of one channel group through a pyramid and leaves a verdict in every tile.
-template <typename Depth>
+/// Judges the nodes of a measured pyramid, level by level. Afterwards every tile has its verdict.
+template <typename Depth, typename S>
 class Judge {
 public:
     using T = typename Depth::Channel;
 
-    Judge(const MosaicJob<Depth>& job, const Pyramid<T>& pyramid, ChannelGroup group)
-        : job_(job), pyramid_(pyramid), group_(group), table_(job.tables[group.first]) {}
-    ~Judge() { fillPending(); }
-    Judge(const Judge&) = delete;
-    Judge& operator=(const Judge&) = delete;
+    Judge(const MosaicJob<Depth>& job, const Pyramid<T, S>& pyramid, bool useTables, bool sourceDecides)
+        : job_(job), pyramid_(pyramid), busy_(job, useTables, kEachChannel), sourceDecides_(sourceDecides) {}
 
-    /// Calls nest once per level of the pyramid.
-    void walk(std::int32_t level, std::int32_t row, std::int32_t column) {
-        if (level == pyramid_.levels) {
-            judgeTile(row, column);
-            return;
-        }
-        const std::int32_t depth = pyramid_.depth + level;
-        const bool busy = isBusy(pyramid_.level(level)[row * (pyramid_.blocks << level) + column]);
-        if (depth >= job_.maximumDepth) {
-            finish(level, row, column, busy || depth == job_.maximumDepth);
-        } else if (!busy) {
-            finish(level, row, column, false);
-        } else if (level + 1 == pyramid_.levels) {
-            judgeTile(2 * row, 2 * column);
-            judgeTile(2 * row, 2 * column + 1);
-            judgeTile(2 * row + 1, 2 * column);
-            judgeTile(2 * row + 1, 2 * column + 1);
-        } else {
-            walk(level + 1, 2 * row, 2 * column);
-            walk(level + 1, 2 * row, 2 * column + 1);
-            walk(level + 1, 2 * row + 1, 2 * column);
-            walk(level + 1, 2 * row + 1, 2 * column + 1);
+    /// `above`: what already stands for each block.
+    void judge(const Verdicts<T>& above) {
+        for (std::int32_t level = 0; level <= pyramid_.levels; ++level) {
+            for (std::int32_t row = 0; row < pyramid_.rowsAt(level); ++row) {
+                judgeRow(level, row, above);
+            }
+            fillPending();
         }
     }
 
 private:
+    using V = Lanes<T>;
+    using M = Vector<Mask<T>, kVectorBytes>;
+    static constexpr std::int32_t kPixels = Pyramid<T, S>::kRegisterPixels;
+
+    /// Nodes whose averages are still to be summed, of one level.
     struct Node {
-        std::int32_t level;
         std::int32_t row;
         std::int32_t column;
+        Pixel<Mask<T>> channels;
     };
-    static constexpr int kSideBySide = 4;
+    static constexpr int kSideBySide = 8;
 
-    [[gnu::always_inline]] inline void judgeTile(std::int32_t row, std::int32_t column) {
-        Tile<T>& tile = pyramid_.tileRow(row)[column];
-        const bool busy = isBusy(tile.spread);
-        const std::int32_t depth = pyramid_.depth + pyramid_.levels;
-        if (!busy || depth >= job_.maximumDepth) {
-            finish(pyramid_.levels, row, column, busy || depth == job_.maximumDepth);
-            return;
+    void judgeRow(std::int32_t level, std::int32_t row, const Verdicts<T>& above) {
+        const std::int32_t depth = pyramid_.depth + level;
+        const bool last = level == pyramid_.levels;
+        // What would be split into copies is copied at once.
+        const bool deepest =
+            last && (depth + 1 == job_.maximumDepth || pyramid_.rows[row + 1] - pyramid_.rows[row] < 3);
+        const std::ptrdiff_t place = pyramid_.place(level, row, 0);
+        const std::ptrdiff_t parents = level == 0 ? 0 : pyramid_.place(level - 1, row / 2, 0);
+        for (std::int32_t x = 0; x < pyramid_.strideAt(level); x += kPixels) {
+            const std::ptrdiff_t i = place + x * kChannelsPerPixel;
+            M open;
+            M keep;
+            V fill;
+            if (level == 0) {
+                const std::ptrdiff_t block = above.step * x * kChannelsPerPixel;
+                open = load<M>(above.open + block);
+                keep = load<M>(above.keep + block);
+                fill = load<V>(above.fill + block);
+            } else {
+                const std::ptrdiff_t parent = parents + x / 2 * kChannelsPerPixel;
+                open = doubledPixels<T, M>(pyramid_.open + parent);
+                keep = doubledPixels<T, M>(pyramid_.keep + parent);
+                fill = doubledPixels<T, V>(pyramid_.fill + parent);
+            }
+            const V low = load<V>(pyramid_.low + i);
+            const V high = load<V>(pyramid_.high + i);
+            const M busy = busy_(low, high);
+            M filled = open & ~busy;
+            open = open & busy;
+            if (depth == job_.maximumDepth) {
+                keep = keep | open | filled;
+                filled = M{};
+                open = M{};
+            } else if (depth > job_.maximumDepth || deepest) {
+                keep = keep | open;
+                open = M{};
+            }
+            if constexpr (sizeof(T) <= 2) {
+                if (last && sourceDecides_) {
+                    // What is the same everywhere need not be read again.
+                    const M constant = equal<M>(low, high) & keep;
+                    keep = keep & ~constant;
+                    fill = select(constant, low, fill);
+                }
+            }
+            store(pyramid_.open + i, open);
+            store(pyramid_.keep + i, keep);
+            store(pyramid_.fill + i, fill);
+            if (!allZeros(filled)) {
+                note(level, row, x, filled);
+            }
         }
-        const Region region = pyramid_.region(pyramid_.levels, row, column);
-        const bool tooSmall = region.width < 3 || region.height < 3;
-        for (int c = group_.first; c < group_.first + group_.count; ++c) {
-            tile.verdict.state.channel[c] = tooSmall ? kKept<T> : kSplit<T>;
+        if (last) {
+            keepNarrow(place);
         }
     }
 
-    [[gnu::always_inline]] inline bool isBusy(const Spread<T>& spread) const {
-        T low = spread.minimum.channel[group_.first];
-        T high = spread.maximum.channel[group_.first];
-        for (int c = group_.first + 1; c < group_.first + group_.count; ++c) {
-            low = spread.minimum.channel[c] < low ? spread.minimum.channel[c] : low;
-            high = spread.maximum.channel[c] > high ? spread.maximum.channel[c] : high;
+    /// Nodes that have been filled just now.
+    void note(std::int32_t level, std::int32_t row, std::int32_t column, M filled) {
+        Pixel<Mask<T>> masks[static_cast<std::size_t>(kPixels)];
+        store(masks, filled);
+        const std::int32_t columns = pyramid_.columnsAt(level);
+        for (std::int32_t p = 0; p < kPixels && column + p < columns; ++p) {
+            bool any = false;
+            for (const auto mask : masks[p].channel) {
+                any = any || mask != 0;
+            }
+            if (!any) {
+                continue;
+            }
+            const Node node{row, column + p, masks[p]};
+            if constexpr (sizeof(T) <= 2) {
+                fillNode(level, node, averageOf(level, node));
+            } else {
+                level_ = level;
+                pending_[pendingCount_++] = node;
+                if (pendingCount_ == kSideBySide) {
+                    fillPending();
+                }
+            }
         }
-        return table_[Depth::levelOf(low, high)] > job_.threshold;
     }
 
-    template <typename Action>
-    void forTiles(std::int32_t level, std::int32_t row, std::int32_t column, const Action& action) {
+    void fillNode(std::int32_t level, const Node& node, const Pixel<T>& average) {
+        T* const fill = pyramid_.fill + pyramid_.place(level, node.row, node.column);
+        for (int c = 0; c < kChannelsPerPixel; ++c) {
+            fill[c] = node.channels.channel[c] != 0 ? average.channel[c] : fill[c];
+        }
+    }
+
+    Pixel<T> averageOf(std::int32_t level, const Node& node) const {
         const std::int32_t shift = pyramid_.levels - level;
-        for (std::int32_t r = row << shift; r < (row + 1) << shift; ++r) {
-            Tile<T>* tile = pyramid_.tileRow(r) + (column << shift);
-            for (std::int32_t i = 0; i < 1 << shift; ++i) {
-                action(tile[i].verdict);
+        S sums[kChannelsPerPixel] = {};
+        for (std::int32_t r = node.row << shift; r < (node.row + 1) << shift; ++r) {
+            const S* tile = pyramid_.sumsOfTile(r, node.column << shift);
+            for (std::int32_t i = 0; i < 1 << shift; ++i, tile += kChannelsPerPixel) {
+                for (int c = 0; c < kChannelsPerPixel; ++c) {
+                    sums[c] += tile[c];
+                }
             }
         }
-    }
-
-    void setState(std::int32_t level, std::int32_t row, std::int32_t column, Mask<T> state) {
-        forTiles(level, row, column, [&](Verdict<T>& verdict) {
-            for (int c = group_.first; c < group_.first + group_.count; ++c) {
-                verdict.state.channel[c] = state;
-            }
-        });
-    }
-
-    void setFill(std::int32_t level, std::int32_t row, std::int32_t column, const Pixel<T>& fill) {
-        forTiles(level, row, column, [&](Verdict<T>& verdict) {
-            for (int c = group_.first; c < group_.first + group_.count; ++c) {
-                verdict.state.channel[c] = kFilled<T>;
-                verdict.fill.channel[c] = fill.channel[c];
-            }
-        });
-    }
-
-    void finish(std::int32_t level, std::int32_t row, std::int32_t column, bool keep) {
-        if (keep) {
-            setState(level, row, column, kKept<T>);
-            return;
-        }
-        if constexpr (sizeof(T) <= 2) {
-            setFill(level, row, column, averageOf<T>(job_.source, pyramid_.region(level, row, column)));
-        } else {
-            // Only blocks of the same level are of about the same size.
-            if (pendingCount_ == kSideBySide || (pendingCount_ > 0 && pending_[0].level != level)) {
-                fillPending();
-            }
-            pending_[pendingCount_++] = {level, row, column};
-        }
+        const Region region = pyramid_.region(level, node.row, node.column);
+        return quotients<T>(sums, region.width * region.height);
     }
 
     void fillPending() {
@@ -136,7 +164,7 @@ private:
             Region regions[kSideBySide];
             FloatPixel sums[kSideBySide];
             for (int b = 0; b < pendingCount_; ++b) {
-                regions[b] = pyramid_.region(pending_[b].level, pending_[b].row, pending_[b].column);
+                regions[b] = pyramid_.region(level_, pending_[b].row, pending_[b].column);
             }
             if (pendingCount_ == kSideBySide) {
                 sumSideBySide<kSideBySide>(job_.source, regions, sums);
@@ -147,59 +175,60 @@ private:
             }
             for (int b = 0; b < pendingCount_; ++b) {
                 const std::int32_t count = regions[b].width * regions[b].height;
-                Pixel<T> fill;
+                Pixel<T> average;
                 for (int c = 0; c < kChannelsPerPixel; ++c) {
-                    fill.channel[c] =
+                    average.channel[c] =
                         job_.joint ? Depth::jointAverage(sums[b][c], count) : Depth::singleAverage(sums[b][c], count);
                 }
-                setFill(pending_[b].level, pending_[b].row, pending_[b].column, fill);
+                fillNode(level_, pending_[b], average);
             }
             pendingCount_ = 0;
         }
     }
 
+    /// Tiles of one or two columns are not split further.
+    void keepNarrow(std::ptrdiff_t place) {
+        const std::int32_t columns = pyramid_.columnsAt(pyramid_.levels);
+        for (std::int32_t c = 0; c < columns; ++c) {
+            if (pyramid_.columns[c + 1] - pyramid_.columns[c] < 3) {
+                for (std::ptrdiff_t i = place + c * kChannelsPerPixel; i < place + (c + 1) * kChannelsPerPixel; ++i) {
+                    pyramid_.keep[i] = static_cast<Mask<T>>(pyramid_.keep[i] | pyramid_.open[i]);
+                    pyramid_.open[i] = 0;
+                }
+            }
+        }
+    }
+
     const MosaicJob<Depth>& job_;
-    const Pyramid<T>& pyramid_;
-    const ChannelGroup group_;
-    const T* const table_;
+    const Pyramid<T, S>& pyramid_;
+    const BusyTest<Depth, V> busy_;
+    const bool sourceDecides_;
     Node pending_[kSideBySide];
     int pendingCount_ = 0;
+    std::int32_t level_ = 0;
 };
 
-/// Judges all blocks of a measured pyramid. `inherited`: one verdict per block, `inheritedStep` apart (0: the same for
-/// all); channels whose state is not kSplit there keep it.
-template <typename Depth>
-void judge(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Channel>& pyramid,
-           const Verdict<typename Depth::Channel>* inherited, std::int32_t inheritedStep) {
+/// Gives the tiles of a joint quadtree one spread of R, G and B; does nothing otherwise.
+template <typename Depth, typename S>
+void foldTiles(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Channel, S>& pyramid) {
     using T = typename Depth::Channel;
-    const auto group = [&](int channel) {
-        return job.joint && channel == kChannelR ? ChannelGroup{kChannelR, 3} : ChannelGroup{channel, 1};
-    };
-    for (int channel = 0; channel < kChannelsPerPixel; channel += group(channel).count) {
-        const ChannelGroup channels = group(channel);
-        if (job.processed[channel]) {
-            Judge<Depth> walker(job, pyramid, channels);
-            for (std::int32_t b = 0; b < pyramid.blocks; ++b) {
-                if (inherited[b * inheritedStep].state.channel[channel] == kSplit<T>) {
-                    walker.walk(0, 0, b);
-                }
-            }
-        }
-        for (std::int32_t b = 0; b < pyramid.blocks; ++b) {
-            const Verdict<T>& above = inherited[b * inheritedStep];
-            if (above.state.channel[channel] == kSplit<T>) {
-                continue;
-            }
-            for (std::int32_t r = 0; r < pyramid.tileRows(); ++r) {
-                Tile<T>* tile = pyramid.tileRow(r) + (b << pyramid.levels);
-                for (std::int32_t i = 0; i < 1 << pyramid.levels; ++i) {
-                    for (int c = channels.first; c < channels.first + channels.count; ++c) {
-                        tile[i].verdict.state.channel[c] = above.state.channel[c];
-                        tile[i].verdict.fill.channel[c] = above.fill.channel[c];
-                    }
-                }
-            }
-        }
+    using V = Lanes<T>;
+    using M = Vector<Mask<T>, kVectorBytes>;
+    if (!job.joint) {
+        return;
+    }
+    Pixel<Mask<T>> rgb{};
+    for (int c = kChannelR; c <= kChannelB; ++c) {
+        rgb.channel[c] = static_cast<Mask<T>>(~Mask<T>{0});
+    }
+    const auto folded = repeat<M>(rgb);
+    const std::ptrdiff_t begin = pyramid.place(pyramid.levels, 0, 0);
+    const std::ptrdiff_t end = pyramid.place(pyramid.levels, pyramid.rowsAt(pyramid.levels), 0);
+    for (std::ptrdiff_t i = begin; i < end; i += static_cast<std::ptrdiff_t>(kLanes<T>)) {
+        const V low = load<V>(pyramid.low + i);
+        const V high = load<V>(pyramid.high + i);
+        store(pyramid.low + i, select(folded, foldJoint<T, false>(low), low));
+        store(pyramid.high + i, select(folded, foldJoint<T, true>(high), high));
     }
 }
 

@@ -19,17 +19,23 @@ class FrameDrawer {
 public:
     using T = typename Depth::Channel;
 
-    FrameDrawer(const MosaicJob<Depth>& job, Workspace<T>& work)
-        : job_(job), picture_(decidingPicture(job)), work_(work) {}
+    FrameDrawer(const MosaicJob<Depth>& job, Workspace<T>& work) : job_(job), pictures_(picturesOf(job)), work_(work) {}
 
     void draw() {
         const PixelView<T>& output = job_.output;
         const std::int32_t levels = levelsToTiles((output.width - 1) / job_.gridWidth + 1,  //
                                                   (output.height - 1) / job_.gridHeight + 1);
-        Verdict<T> above{};
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            above.state.channel[c] = job_.processed[c] ? kSplit<T> : kKept<T>;
+        // A register of blocks of which nothing is known yet.
+        Mask<T> open[kRegisterChannels];
+        Mask<T> keep[kRegisterChannels];
+        T fill[kRegisterChannels];
+        for (std::size_t i = 0; i < kRegisterChannels; ++i) {
+            const bool processed = job_.processed[i % kChannelsPerPixel];
+            open[i] = static_cast<Mask<T>>(processed ? ~Mask<T>{0} : Mask<T>{0});
+            keep[i] = static_cast<Mask<T>>(~open[i]);
+            fill[i] = T{};
         }
+        const Verdicts<T> above{open, keep, fill, 0};
         for (std::int32_t r = 0; r < job_.gridHeight; ++r) {
             const std::int32_t y0 = cellStart(r, output.height, job_.gridHeight);
             const std::int32_t y1 = cellStart(r + 1, output.height, job_.gridHeight);
@@ -40,7 +46,9 @@ public:
     }
 
 private:
-    void drawCellRow(std::int32_t y0, std::int32_t y1, std::int32_t levels, const Verdict<T>& above) {
+    static constexpr std::size_t kRegisterChannels = kVectorBytes / sizeof(T);
+
+    void drawCellRow(std::int32_t y0, std::int32_t y1, std::int32_t levels, const Verdicts<T>& above) {
         BlockRow row(work_.columns, y0, y1, levels, 0);
         std::int32_t x0 = 0;
         for (std::int32_t c = 0; c < job_.gridWidth; ++c) {
@@ -52,13 +60,13 @@ private:
                 drawLargeBlock({x0, y0, x1 - x0, y1 - y0}, 0, levels, above);
             } else {
                 if (!row.fits(x1)) {
-                    drawBlockRow(row, &above, 0);
+                    drawBlockRow(row, above);
                 }
                 row.add(x0, x1);
             }
             x0 = x1;
         }
-        drawBlockRow(row, &above, 0);
+        drawBlockRow(row, above);
     }
 
     /// Neighbouring blocks, gathered as long as they fit into the scratch memory.
@@ -75,7 +83,8 @@ private:
         std::int32_t blocks = 0;
 
         bool fits(std::int32_t end) const {
-            return blocks == 0 || ((blocks + 1) << (2 * levels) <= kMaximumTiles && end - columns[0] <= kRowPixels<T>);
+            return blocks == 0 ||
+                   ((blocks + 1) << (2 * levels) <= kMaximumTiles<T> && end - columns[0] <= kRowPixels<T>);
         }
         void add(std::int32_t begin, std::int32_t end) {
             columns[blocks << levels] = begin;
@@ -84,77 +93,96 @@ private:
     };
 
     /// Draws the blocks of the row, which is empty then.
-    void drawBlockRow(BlockRow& row, const Verdict<T>* above, std::int32_t aboveStep) {
+    void drawBlockRow(BlockRow& row, const Verdicts<T>& above) {
         if (row.blocks == 0) {
             return;
         }
-        const Pyramid<T> pyramid{work_.tiles, work_.upper, work_.columns, work_.rows,
-                                 row.blocks,  row.levels,  row.depth};
+        const Pyramid<T, std::uint32_t> pyramid{{work_.low}, {work_.high}, work_.nodeFill, work_.sums, work_.columns,
+                                                work_.rows,  row.blocks,   row.levels,     row.depth};
         pyramid.rows[0] = row.y0;
         pyramid.rows[1 << row.levels] = row.y1;
         halveRepeatedly(pyramid.columns, row.blocks, row.levels);
         halveRepeatedly(pyramid.rows, 1, row.levels);
-        measureTiles<Depth>(picture_, pyramid, work_);
-        measureUpperLevels(pyramid);
-        Refiner<Depth> refiner(job_, picture_, work_, !job_.rangesHold || leavesRange(pyramid));
-        judge<Depth>(job_, pyramid, above, aboveStep);
-        for (std::int32_t r = 0; r < pyramid.tileRows(); ++r) {
-            drawTileRow(pyramid, r, refiner);
+        measureTiles<Depth>(pictures_, pyramid, work_);
+        const bool useTables = judgeMeasured(pyramid, above);
+        Refiner<Depth> refiner(job_, pictures_, pyramid, work_, useTables);
+        bool planned = false;
+        for (std::int32_t r = 0; r < pyramid.rowsAt(pyramid.levels); ++r) {
+            planned = drawTileRow(pyramid, r, planned, refiner);
         }
         row.blocks = 0;
     }
 
+    /// Whether the tables had to be used.
+    template <typename S>
+    bool judgeMeasured(const Pyramid<T, S>& pyramid, const Verdicts<T>& above) {
+        foldTiles(job_, pyramid);
+        measureUpperLevels(pyramid);
+        const bool useTables = !job_.rangesHold || leavesRange(pyramid);
+        Judge<Depth, S>(job_, pyramid, useTables, !pictures_.separate).judge(above);
+        return useTables;
+    }
+
     /// Whether some contrast may be beyond the one turn of the curve that the busy ranges are made for.
-    bool leavesRange(const Pyramid<T>& pyramid) const {
+    template <typename S>
+    bool leavesRange(const Pyramid<T, S>& pyramid) const {
         if constexpr (sizeof(T) == 2) {
-            for (std::int32_t b = 0; b < pyramid.blocks; ++b) {
-                const Spread<T>& spread = pyramid.levels == 0 ? pyramid.tiles[b].spread : pyramid.upper[b];
-                for (int c = 0; c < kChannelsPerPixel; ++c) {
-                    if (job_.processed[c] && spread.maximum.channel[c] > Depth::kMinimumStart) {
-                        return true;
-                    }
+            for (std::int32_t i = 0; i < pyramid.blocks * kChannelsPerPixel; ++i) {
+                if (job_.processed[i % kChannelsPerPixel] && pyramid.high[i] > Depth::kMinimumStart) {
+                    return true;
                 }
             }
         }
         return false;
     }
 
-    void drawTileRow(const Pyramid<T>& pyramid, std::int32_t r, Refiner<Depth>& refiner) {
-        const Tile<T>* tiles = pyramid.tileRow(r);
-        const std::int32_t columns = pyramid.tileColumns();
-        const std::int32_t left = pyramid.columns[0];
-        for (std::int32_t c = 0; c < columns; ++c) {
-            if (Refiner<Depth>::isSplit(tiles[c].verdict)) {
-                refiner.drawTileRow(pyramid, r);
-                plannedRow_ = nullptr;
-                return;
-            }
+    /// `planned`: the scratch rows are as the row above needs them. Returns the same for this row.
+    bool drawTileRow(const Pyramid<T, std::uint32_t>& pyramid, std::int32_t r, bool planned, Refiner<Depth>& refiner) {
+        const std::int32_t columns = pyramid.columnsAt(pyramid.levels);
+        const std::ptrdiff_t place = pyramid.place(pyramid.levels, r, 0);
+        const std::ptrdiff_t channels = static_cast<std::ptrdiff_t>(columns) * kChannelsPerPixel;
+        Mask<T> anyOpen = 0;
+        Mask<T> anyKept = 0;
+        for (std::ptrdiff_t i = place; i < place + channels; ++i) {
+            anyOpen = static_cast<Mask<T>>(anyOpen | pyramid.open[i]);
+            anyKept = static_cast<Mask<T>>(anyKept | pyramid.keep[i]);
+        }
+        if (anyOpen != 0) {
+            refiner.drawTileRow(r);
+            return false;
         }
         // Inside larger blocks one row of tiles is like the next.
-        const bool planned =
-            r > 0 && plannedRow_ == tiles - columns &&
-            __builtin_memcmp(plannedRow_, tiles, sizeof(Tile<T>) * static_cast<std::size_t>(columns)) == 0;
-        if (!planned) {
+        const auto sameAsAbove = [&](const auto* verdicts) {
+            const std::ptrdiff_t above = pyramid.place(pyramid.levels, r - 1, 0);
+            return __builtin_memcmp(verdicts + above, verdicts + place,
+                                    static_cast<std::size_t>(channels) * sizeof *verdicts) == 0;
+        };
+        const std::int32_t left = pyramid.columns[0];
+        if (!planned || !sameAsAbove(pyramid.keep) || !sameAsAbove(pyramid.fill)) {
             for (std::int32_t c = 0; c < columns; ++c) {
-                planEvenly(work_.keep[0], work_.fill[0], pyramid.columns[c] - left,
-                           pyramid.columns[c + 1] - pyramid.columns[c], tiles[c].verdict);
+                const std::ptrdiff_t i = place + c * kChannelsPerPixel;
+                planEvenly(work_.keep, work_.fill, pyramid.columns[c] - left,
+                           pyramid.columns[c + 1] - pyramid.columns[c], pyramid.keep + i, pyramid.fill + i);
             }
         }
-        plannedRow_ = tiles;
         mergeRows(job_.output, job_.source,
                   {left, pyramid.rows[r], pyramid.columns[columns] - left, pyramid.rows[r + 1] - pyramid.rows[r]},
-                  work_.keep[0], work_.fill[0]);
+                  anyKept != 0, work_.keep, work_.fill);
+        return true;
     }
 
     /// A block too large for the tiles: measured once in coarse parts, which are judged and then drawn one by one.
     /// Nests as often as a block of 2^31 pixels a side can be too large: a few times.
-    void drawLargeBlock(const Region& block, std::int32_t depth, std::int32_t levels, const Verdict<T>& above) {
+    void drawLargeBlock(const Region& block, std::int32_t depth, std::int32_t levels, const Verdicts<T>& above) {
         const std::int32_t coarse = levels - kTileLevels < kCoarseLevels ? levels - kTileLevels : kCoarseLevels;
-        Tile<T> parts[kCoarseSpan * kCoarseSpan];
-        Spread<T> upper[kCoarseSpan * kCoarseSpan / 3 + 1];
+        constexpr std::size_t kNodeChannels = channelsFor<T>(kCoarseSpan * kCoarseSpan, kCoarseLevels);
+        T low[kNodeChannels];
+        T high[kNodeChannels];
+        T fill[kNodeChannels];
+        std::uint64_t sums[sizeof(T) <= 2 ? kChannelsPerPixel * kCoarseSpan * kCoarseSpan : 1];
         std::int32_t columns[kCoarseSpan + 1];
         std::int32_t rows[kCoarseSpan + 1];
-        const Pyramid<T> pyramid{parts, upper, columns, rows, 1, coarse, depth};
+        const Pyramid<T, std::uint64_t> pyramid{{low}, {high}, fill, sums, columns, rows, 1, coarse, depth};
         columns[0] = block.x;
         columns[1 << coarse] = block.x + block.width;
         rows[0] = block.y;
@@ -164,44 +192,51 @@ private:
         const std::int32_t span = 1 << coarse;
         for (std::int32_t r = 0; r < span; ++r) {
             for (std::int32_t c = 0; c < span; ++c) {
-                parts[r * span + c].spread = spreadOf<Depth>(picture_, pyramid.region(coarse, r, c), work_);
+                const RegionMeasure<T> part = measureRegion<Depth>(pictures_, pyramid.region(coarse, r, c), work_);
+                const std::ptrdiff_t i = pyramid.place(coarse, r, c);
+                __builtin_memcpy(low + i, &part.low, sizeof part.low);
+                __builtin_memcpy(high + i, &part.high, sizeof part.high);
+                if constexpr (sizeof(T) <= 2) {
+                    __builtin_memcpy(pyramid.sumsOfTile(r, c), part.sums, sizeof part.sums);
+                }
             }
         }
-        measureUpperLevels(pyramid);
-        judge<Depth>(job_, pyramid, &above, 0);
+        judgeMeasured(pyramid, above);
 
         for (std::int32_t r = 0; r < span; ++r) {
             BlockRow row(work_.columns, rows[r], rows[r + 1], levels - coarse, depth + coarse);
             std::int32_t firstOfRow = 0;
+            const auto verdictsOf = [&](std::int32_t c) {
+                const std::ptrdiff_t i = pyramid.place(coarse, r, c);
+                return Verdicts<T>{pyramid.open + i, pyramid.keep + i, pyramid.fill + i, 1};
+            };
             for (std::int32_t c = 0; c < span; ++c) {
-                const Verdict<T>& verdict = parts[r * span + c].verdict;
+                const Verdicts<T> verdict = verdictsOf(c);
                 const Region part = pyramid.region(coarse, r, c);
-                if (!Refiner<Depth>::isSplit(verdict)) {
-                    writeRow(row, parts + r * span + firstOfRow);
-                    writeEvenly(job_.output, job_.source, part, verdict, work_);
+                bool anyOpen = false;
+                for (int i = 0; i < kChannelsPerPixel; ++i) {
+                    anyOpen = anyOpen || verdict.open[i] != 0;
+                }
+                if (!anyOpen) {
+                    drawBlockRow(row, verdictsOf(firstOfRow));
+                    writeEvenly(job_.output, job_.source, part, verdict.keep, verdict.fill, work_);
                 } else if (levels - coarse > kTileLevels) {
                     drawLargeBlock(part, depth + coarse, levels - coarse, verdict);
                 } else {
                     if (row.blocks == 0 || !row.fits(part.x + part.width)) {
-                        writeRow(row, parts + r * span + firstOfRow);
+                        drawBlockRow(row, verdictsOf(firstOfRow));
                         firstOfRow = c;
                     }
                     row.add(part.x, part.x + part.width);
                 }
             }
-            writeRow(row, parts + r * span + firstOfRow);
+            drawBlockRow(row, verdictsOf(firstOfRow));
         }
     }
 
-    void writeRow(BlockRow& row, const Tile<T>* parts) {
-        static_assert(sizeof(Tile<T>) == sizeof(Verdict<T>));
-        drawBlockRow(row, &parts->verdict, 1);
-    }
-
     const MosaicJob<Depth>& job_;
-    const DecidingPicture<T> picture_;
+    const Pictures<T> pictures_;
     Workspace<T>& work_;
-    const Tile<T>* plannedRow_ = nullptr;  ///< what the first pair of scratch rows was planned for
 };
 
 template <typename Depth>

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 #include "effect/render/block.h"
 #include "effect/render/depth.h"
@@ -10,11 +11,11 @@
 
 namespace quorvel {
 
-/// The contrasts that count as busy: those from `first` to `last`, or all but those.
+/// The contrasts that count as busy: those from `first` to `last`, or all but those. At first all.
 template <typename T>
 struct BusyRange {
-    T first = 1;
-    T last = 0;
+    T first = std::numeric_limits<T>::lowest();
+    T last = std::numeric_limits<T>::max();
     bool outside = false;
 };
 

@@ -104,7 +104,7 @@ bool findBusyRange(const typename Depth::Channel* table, typename Depth::Channel
     }
     range = {};
     if (count == 0) {
-        range.outside = firstIsBusy;  // all, or with an empty range none
+        range.outside = !firstIsBusy;
         return true;
     }
     // What lies between the two changes (or behind the only one) is the opposite of the first level.
@@ -179,10 +179,12 @@ void drawMosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const 
                                   [set](int type, int count, float amplitude, float smoothness, float* samples) {
                                       sampleCurve(type, count, amplitude, smoothness, samples, set);
                                   });
-    // Without cells there is only something to copy.
+    // Without cells there is only something to copy. The kernels take whole registers of pixels out of rows.
+    constexpr std::int32_t kNarrowest = 16;
     const bool hasCells = values.gridWidth >= 1 && values.gridHeight >= 1;
-    if (!hasCells || cellsAreThin((output.width - 1) / values.gridWidth + 1,  //
-                                  (output.height - 1) / values.gridHeight + 1)) {
+    if (!hasCells || output.width < kNarrowest ||
+        cellsAreThin((output.width - 1) / values.gridWidth + 1,  //
+                     (output.height - 1) / values.gridHeight + 1)) {
         mosaicFrame<Depth>(output, source, values, table, intensity, originX, originY);
         return;
     }

@@ -179,14 +179,24 @@ template <typename V>
     }
 }
 
-/// Ones where `value` is from `first` to `last`, in a vector M of masks.
+/// Ones where `value` is at most `limit`, in a vector M of masks.
 template <typename M, typename V>
-[[gnu::always_inline]] inline M within(V value, V first, V last) {
+[[gnu::always_inline]] inline M atMost(V value, V limit) {
     if constexpr (kIsWide<V>) {
         using Half = typename M::Half;
-        return {within<Half>(value.low, first.low, last.low), within<Half>(value.high, first.high, last.high)};
+        return {atMost<Half>(value.low, limit.low), atMost<Half>(value.high, limit.high)};
     } else {
-        return reinterpret<M>(value >= first) & reinterpret<M>(value <= last);
+        return reinterpret<M>(value <= limit);
+    }
+}
+/// Ones where both are the same.
+template <typename M, typename V>
+[[gnu::always_inline]] inline M equal(V a, V b) {
+    if constexpr (kIsWide<V>) {
+        using Half = typename M::Half;
+        return {equal<Half>(a.low, b.low), equal<Half>(a.high, b.high)};
+    } else {
+        return reinterpret<M>(a == b);
     }
 }
 
@@ -238,28 +248,32 @@ template <typename V, typename F>
     }
 }
 
-/// Whether all bits are ones.
+/// Whether all bits are zeros, are ones.
 template <typename V>
-[[gnu::always_inline]] inline bool allOnes(V mask) {
+[[gnu::always_inline]] inline bool allZeros(V mask) {
     if constexpr (kIsWide<V>) {
-        return allOnes(mask.low & mask.high);
+        return allZeros(mask.low | mask.high);
 #if defined(__AVX512BW__)
     } else if constexpr (sizeof(V) == 64) {
-        return _mm512_cmpneq_epi32_mask(reinterpret<__m512i>(mask), reinterpret<__m512i>(~V{})) == 0;
+        return _mm512_test_epi32_mask(reinterpret<__m512i>(mask), reinterpret<__m512i>(mask)) == 0;
 #endif
 #if defined(__AVX2__)
     } else if constexpr (sizeof(V) == 32) {
-        return _mm256_testc_si256(reinterpret<__m256i>(mask), reinterpret<__m256i>(~V{})) != 0;
+        return _mm256_testz_si256(reinterpret<__m256i>(mask), reinterpret<__m256i>(mask)) != 0;
 #endif
     } else {
-        return _mm_movemask_epi8(_mm_cmpeq_epi8(reinterpret<__m128i>(mask), reinterpret<__m128i>(~V{}))) == 0xFFFF;
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(reinterpret<__m128i>(mask), __m128i{})) == 0xFFFF;
     }
+}
+template <typename V>
+[[gnu::always_inline]] inline bool allOnes(V mask) {
+    return allZeros(~mask);
 }
 
 /// Bits of `a` where the mask is set, of `b` elsewhere.
-template <typename V>
-[[gnu::always_inline]] inline V select(V mask, V a, V b) {
-    return (a & mask) | (b & ~mask);
+template <typename M, typename V>
+[[gnu::always_inline]] inline V select(M mask, V a, V b) {
+    return reinterpret<V>((reinterpret<M>(a) & mask) | (reinterpret<M>(b) & ~mask));
 }
 
 /// The same pixel again and again.
@@ -361,30 +375,6 @@ template <typename T, std::size_t A, std::size_t B, std::size_t C, std::size_t D
 [[gnu::always_inline]] inline V permutePixels(V value) {
     return permuteItems<sizeof(T), A, B, C, D>(value);
 }
-/// Pixels in this order out of a vector of eight.
-template <typename T, std::size_t... Order, typename V>
-[[gnu::always_inline]] inline V permuteEight(V value) {
-    static_assert(sizeof...(Order) == 8 && sizeof(V) == 2 * kQuartetBytes<T>);
-    if constexpr (!kIsWide<V>) {
-        return pickItems<sizeof(T)>(value, value, std::index_sequence<Order...>{});
-    } else if constexpr (!kIsWide<typename V::Half>) {
-        constexpr std::size_t kOrder[] = {Order...};
-        const auto four = [&]<std::size_t... Item>(std::index_sequence<Item...>) {
-            return pickItems<sizeof(T)>(value.low, value.high, std::index_sequence<kOrder[Item]...>{});
-        };
-        return {four(std::index_sequence<0, 1, 2, 3>{}), four(std::index_sequence<4, 5, 6, 7>{})};
-    } else {
-        T pixels[8 * kChannelsPerPixel];
-        T permuted[8 * kChannelsPerPixel];
-        store(pixels, value);
-        constexpr std::size_t kOrder[] = {Order...};
-        for (std::size_t i = 0; i < 8; ++i) {
-            __builtin_memcpy(permuted + i * kChannelsPerPixel, pixels + kOrder[i] * kChannelsPerPixel,
-                             sizeof(Pixel<T>));
-        }
-        return load<V>(permuted);
-    }
-}
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapNeighbours(V value) {
     return permutePixels<T, 1, 0, 3, 2>(value);
@@ -392,6 +382,99 @@ template <typename T, typename V>
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapPairs(V value) {
     return permutePixels<T, 2, 3, 0, 1>(value);
+}
+
+/// Of the pixels of two registers side by side, those in even (odd) places.
+template <typename T, std::size_t First, typename V>
+[[gnu::always_inline]] inline V everySecondPixel(V a, V b) {
+    const auto picked = [&]<std::size_t... Pixel>(std::index_sequence<Pixel...>) {
+        return pickItems<sizeof(T)>(a, b, std::index_sequence<(2 * Pixel + First)...>{});
+    };
+    return picked(std::make_index_sequence<sizeof(V) / (kChannelsPerPixel * sizeof(T))>{});
+}
+
+/// As many pixels as fill half a register, each twice.
+template <typename T, typename V>
+[[gnu::always_inline]] inline V doubledPixels(const void* from) {
+    constexpr std::size_t kPixels = sizeof(V) / (kChannelsPerPixel * sizeof(T));
+    const V pixels = load<V>(from);
+    const auto doubled = [&]<std::size_t... Pixel>(std::index_sequence<Pixel...>) {
+        return pickItems<sizeof(T)>(pixels, pixels, std::index_sequence<Pixel / 2 ...>{});
+    };
+    return doubled(std::make_index_sequence<kPixels>{});
+}
+
+/// The channels of each pixel in the order 1 0 3 2.
+template <typename T, typename V>
+[[gnu::always_inline]] inline V swapChannels(V value) {
+    if constexpr (sizeof(T) <= 2) {
+        using Lane = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
+        const auto lanes = reinterpret<Vector<Lane, sizeof(V)>>(value);
+        return reinterpret<V>(shiftedLeft<8 * sizeof(T)>(lanes) | shiftedRight<8 * sizeof(T)>(lanes));
+    } else {
+        return permuteItems<1, 1, 0, 3, 2>(value);
+    }
+}
+
+/// One step of a transposition: of two pairs of lanes, the second of the one changes places with the first of the
+/// other. Lanes are Bits wide, and pairs filled with them.
+template <int Bits, typename V>
+[[gnu::always_inline]] inline void exchange(V& a, V& b) {
+    if constexpr (kIsWide<V>) {
+        exchange<Bits>(a.low, b.low);
+        exchange<Bits>(a.high, b.high);
+    } else if constexpr (Bits <= 32) {
+        using Both =
+            std::conditional_t<Bits == 8, std::uint16_t, std::conditional_t<Bits == 16, std::uint32_t, std::uint64_t>>;
+        using Pairs = Vector<Both, sizeof(V)>;
+        const Pairs first = splat<Pairs>(static_cast<Both>((std::uint64_t{1} << Bits) - 1));
+        const auto x = reinterpret<Pairs>(a);
+        const auto y = reinterpret<Pairs>(b);
+        a = reinterpret<V>((x & first) | (y << Bits));
+        b = reinterpret<V>((x >> Bits) | (y & ~first));
+    } else {
+        const auto unpacked = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
+            using Words = Vector<std::uint64_t, sizeof(V)>;
+            const auto x = reinterpret<Words>(a);
+            const auto y = reinterpret<Words>(b);
+            constexpr std::size_t kLanes64 = sizeof...(Lane);
+            a = reinterpret<V>(__builtin_shufflevector(x, y, (Lane / 2 * 2 + Lane % 2 * kLanes64)...));
+            b = reinterpret<V>(__builtin_shufflevector(x, y, (Lane / 2 * 2 + 1 + Lane % 2 * kLanes64)...));
+        };
+        unpacked(std::make_index_sequence<sizeof(V) / 8>{});
+    }
+}
+
+/// Transposes, at each pixel's place, the four channels of four registers: register c then holds channel c of all.
+template <typename T, typename V>
+[[gnu::always_inline]] inline void transpose(V (&rows)[4]) {
+    constexpr int kBits = 8 * sizeof(T);
+    exchange<kBits>(rows[0], rows[1]);
+    exchange<kBits>(rows[2], rows[3]);
+    exchange<2 * kBits>(rows[0], rows[2]);
+    exchange<2 * kBits>(rows[1], rows[3]);
+}
+
+/// Whether registers of V can be permuted by places that are known only at run time.
+template <typename V>
+inline constexpr bool kHasPermute = !kIsWide<V> && sizeof(V) >= 32;
+
+/// The 32-bit units at these places.
+template <typename V, typename Places>
+[[gnu::always_inline]] inline V permuteUnits([[maybe_unused]] V value, [[maybe_unused]] Places places) {
+    static_assert(kHasPermute<V> && sizeof(V) == sizeof(Places));
+#if defined(__AVX512BW__)
+    if constexpr (sizeof(V) == 64) {
+        // With a mask of ones, because GCC warns of how it does without.
+        return reinterpret<V>(_mm512_maskz_permutexvar_epi32(static_cast<__mmask16>(-1), reinterpret<__m512i>(places),
+                                                             reinterpret<__m512i>(value)));
+    }
+#endif
+#if defined(__AVX2__)
+    if constexpr (sizeof(V) == 32) {
+        return reinterpret<V>(_mm256_permutevar8x32_epi32(reinterpret<__m256i>(value), reinterpret<__m256i>(places)));
+    }
+#endif
 }
 
 }  // namespace

@@ -12,75 +12,83 @@
 namespace quorvel {
 namespace {
 
-/// The lowest and highest value of each channel of a block.
-template <typename T>
-struct Spread {
-    Pixel<T> minimum;
-    Pixel<T> maximum;
-};
-
-/// What becomes of one channel of a tile: filled, kept (all ones, as a mask), or split further.
-template <typename T>
-inline constexpr Mask<T> kFilled = 0;
-template <typename T>
-inline constexpr Mask<T> kKept = static_cast<Mask<T>>(~Mask<T>{0});
-template <typename T>
-inline constexpr Mask<T> kSplit = 1;
-
-template <typename T>
-struct Verdict {
-    Pixel<Mask<T>> state;
-    Pixel<T> fill;  ///< for filled channels
-};
-
-/// A tile is first measured and then judged, channel by channel, in the same place: a channel's spread is not
-/// needed once its own verdict stands.
-template <typename T>
-struct Tile {
-    union {
-        Spread<T> spread;
-        Verdict<T> verdict;
-    };
-};
-
-/// A row of blocks of the same depth, halved `levels` times into tiles.
-template <typename T>
+/// A row of blocks of the same depth, halved `levels` times into tiles, as quadtrees of nodes. Level 0 are the blocks,
+/// level `levels` the tiles; each level is a picture of one pixel per node. A node is first measured and then judged,
+/// in the same place: its spread is not needed once it stands what becomes of its channels.
+/// S: what holds the sums of a tile.
+template <typename T, typename S>
 struct Pyramid {
-    Tile<T>* tiles;         ///< rows of columns() tiles
-    Spread<T>* upper;       ///< levels 0 to levels - 1, one after another, each in rows
-    std::int32_t* columns;  ///< tileColumns() + 1 bounds
-    std::int32_t* rows;     ///< tileRows() + 1 bounds
+    union {
+        T* low;         ///< the lowest value of each channel
+        Mask<T>* open;  ///< the channels that are split further
+    };
+    union {
+        T* high;        ///< the highest
+        Mask<T>* keep;  ///< the channels that stay as they are in the source; all others are filled
+    };
+    T* fill;                ///< the colour of filled channels
+    S* sums;                ///< of each channel of each tile, for integers
+    std::int32_t* columns;  ///< columnsAt(levels) + 1 bounds
+    std::int32_t* rows;     ///< rowsAt(levels) + 1 bounds
     std::int32_t blocks;
     std::int32_t levels;
     std::int32_t depth;  ///< of the blocks, in the quadtree
 
-    std::int32_t tileColumns() const { return blocks << levels; }
-    std::int32_t tileRows() const { return 1 << levels; }
-    Tile<T>* tileRow(std::int32_t row) const { return tiles + row * tileColumns(); }
-    /// Before level l stand blocks * (1 + 4 + ... + 4^(l-1)) nodes.
-    Spread<T>* level(std::int32_t l) const { return upper + blocks * (((1 << (2 * l)) - 1) / 3); }
-    Region region(std::int32_t l, std::int32_t row, std::int32_t column) const {
-        const std::int32_t shift = levels - l;
+    /// A level's rows begin and end with whole registers, so that none has to be handled in pieces.
+    static constexpr std::int32_t kRegisterPixels = kLanes<T> < kChannelsPerPixel ? 1 : kLanes<T> / kChannelsPerPixel;
+
+    std::int32_t columnsAt(std::int32_t level) const { return blocks << level; }
+    static std::int32_t rowsAt(std::int32_t level) { return 1 << level; }
+    std::int32_t strideAt(std::int32_t level) const {
+        return (columnsAt(level) + kRegisterPixels - 1) / kRegisterPixels * kRegisterPixels;
+    }
+    /// Where a node's channels begin in the arrays.
+    std::ptrdiff_t place(std::int32_t level, std::int32_t row, std::int32_t column) const {
+        std::int32_t pixels = 0;
+        for (std::int32_t l = 0; l < level; ++l) {
+            pixels += strideAt(l) * rowsAt(l);
+        }
+        return static_cast<std::ptrdiff_t>(pixels + row * strideAt(level) + column) * kChannelsPerPixel;
+    }
+    S* sumsOfTile(std::int32_t row, std::int32_t column) const {
+        return sums + static_cast<std::ptrdiff_t>(row * columnsAt(levels) + column) * kChannelsPerPixel;
+    }
+    Region region(std::int32_t level, std::int32_t row, std::int32_t column) const {
+        const std::int32_t shift = levels - level;
         const std::int32_t x = columns[column << shift];
         const std::int32_t y = rows[row << shift];
         return {x, y, columns[(column + 1) << shift] - x, rows[(row + 1) << shift] - y};
     }
 };
 
+/// The channels that the arrays of a pyramid need room for, the padding of rows and what vectors reach over included.
+template <typename T>
+constexpr std::size_t channelsFor(std::int32_t tiles, std::int32_t levels) {
+    constexpr std::int32_t kPad = Pyramid<T, std::uint32_t>::kRegisterPixels;
+    return static_cast<std::size_t>(kChannelsPerPixel * (tiles + (tiles - 1) / 3 + ((2 << levels) + 4) * kPad));
+}
+
 /// Blocks up to 256 pixels wide are measured tile by tile at once, several side by side.
 inline constexpr std::int32_t kTileLevels = 5;
-inline constexpr std::int32_t kMaximumTiles = 2048;
+inline constexpr std::int32_t kLargestTiledBlock = kMaximumTileSize << kTileLevels;
+template <typename T>
+inline constexpr std::int32_t kMaximumTiles = sizeof(T) == 1 ? 2048 : 1024;
 /// Larger blocks are first measured down to parts of at most that size, this many levels at a time.
 inline constexpr std::int32_t kCoarseLevels = 4;
 inline constexpr std::int32_t kCoarseSpan = 1 << kCoarseLevels;
 
-/// Scratch rows hold so many bytes of pixels: the largest block in the largest depth.
-inline constexpr std::size_t kRowBytes = 8192;
+/// Scratch rows hold so many bytes of pixels: the largest block in the largest depth. Rows of blocks that wide stay in
+/// the second cache until they are written.
+inline constexpr std::size_t kRowBytes = 4096;
 template <typename T>
 inline constexpr std::int32_t kRowPixels = static_cast<std::int32_t>(kRowBytes / (kChannelsPerPixel * sizeof(T)));
+/// Rows of split tiles are finished in spans of so many bytes, which stay in the first cache.
+inline constexpr std::size_t kSpanBytes = 2048;
+template <typename T>
+inline constexpr std::int32_t kSpanPixels = static_cast<std::int32_t>(kSpanBytes / (kChannelsPerPixel * sizeof(T)));
 
 /// A scratch row. Vectors may reach over either end.
-template <typename T>
+template <typename T, std::size_t Bytes = kRowBytes>
 class Row {
 public:
     T* channels() { return storage_ + kMargin; }
@@ -88,19 +96,32 @@ public:
 
 private:
     static constexpr std::size_t kMargin = 64 / sizeof(T);
-    T storage_[kRowBytes / sizeof(T) + 2 * kMargin];
+    alignas(64) T storage_[Bytes / sizeof(T) + 2 * kMargin];
+};
+
+/// The vertical measure of some rows, for each of their columns.
+template <typename T>
+struct ColumnMeasure {
+    Row<T> low;
+    Row<T> high;
+    /// For integers, in lanes of two channels: sums of channels 0 and 2, and of 1 and 3.
+    Row<T> even;
+    Row<T> odd;
 };
 
 template <typename T>
 struct Workspace {
-    Row<T> minimum[2];
-    Row<T> maximum[2];
-    Row<Mask<T>> keep[2];
-    Row<T> fill[2];
-    Row<T> sampled;
-    Tile<T> tiles[kMaximumTiles];
-    Spread<T> upper[kMaximumTiles / 3 + 1];
-    std::int32_t columns[kMaximumTiles + 1];
+    ColumnMeasure<T> measure;
+    Row<T> sampled[kMaximumTileSize];
+    Row<T, kSpanBytes> finished[kMaximumTileSize];
+    Row<Mask<T>> keep;
+    Row<T> fill;
+    static constexpr std::size_t kNodeChannels = channelsFor<T>(kMaximumTiles<T>, kTileLevels);
+    alignas(64) T low[kNodeChannels];
+    alignas(64) T high[kNodeChannels];
+    alignas(64) T nodeFill[kNodeChannels];
+    alignas(64) std::uint32_t sums[sizeof(T) <= 2 ? kChannelsPerPixel * kMaximumTiles<T> : 1];
+    std::int32_t columns[kMaximumTiles<T> + 1];
     std::int32_t rows[(1 << kTileLevels) + 1];
 };
 

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// Whether blocks are busy, for as many as a vector holds: whether the curve, at their contrast, is above the threshold.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "effect/render/fast/kernel.h"
+#include "effect/render/fast/vector.h"
+
+namespace quorvel {
+namespace {
+
+/// The channel that decides in each of four lanes next to each other.
+struct LaneChannels {
+    int channel[kChannelsPerPixel];
+};
+inline constexpr LaneChannels kEachChannel{{kChannelA, kChannelR, kChannelG, kChannelB}};
+constexpr LaneChannels everyLane(int channel) {
+    return {{channel, channel, channel, channel}};
+}
+
+template <typename Depth, typename V>
+class BusyTest {
+public:
+    using T = typename Depth::Channel;
+    using M = Vector<Mask<T>, sizeof(V)>;
+
+    /// `useTables`: the curve is looked up, because a range of contrasts does not tell. Lanes of channels that are not
+    /// processed have no meaning.
+    BusyTest(const MosaicJob<Depth>& job, bool useTables, LaneChannels channels)
+        : threshold_(job.threshold), useTables_(useTables) {
+        Pixel<T> first;
+        Pixel<T> last;
+        Pixel<Mask<T>> outside;
+        for (int i = 0; i < kChannelsPerPixel; ++i) {
+            const BusyRange<T>& range = job.busy[channels.channel[i]];
+            first.channel[i] = range.first;
+            last.channel[i] = range.last;
+            outside.channel[i] = static_cast<Mask<T>>(range.outside ? ~Mask<T>{0} : Mask<T>{0});
+            tables_[i] = job.tables[channels.channel[i]];
+        }
+        first_ = repeat<V>(first);
+        last_ = repeat<V>(last);
+        outside_ = repeat<M>(outside);
+        if constexpr (sizeof(T) <= 2) {
+            last_ = last_ - first_;
+        }
+    }
+
+    [[gnu::always_inline]] inline M operator()(V low, V high) const {
+        if (useTables_) {
+            return lookUp(low, high);
+        }
+        if constexpr (sizeof(T) <= 2) {
+            // Below the first contrast the difference wraps around and is a large one.
+            return atMost<M>(high - low - first_, last_) ^ outside_;
+        } else {
+            const V contrast = smaller(splat<V>(1.0F), high) - larger(splat<V>(0.0F), low);
+            return (atMost<M>(first_, contrast) & atMost<M>(contrast, last_)) ^ outside_;
+        }
+    }
+
+private:
+    [[gnu::noinline]] M lookUp(V low, V high) const {
+        constexpr std::size_t kCount = sizeof(V) / sizeof(T);
+        T lows[kCount];
+        T highs[kCount];
+        Mask<T> busy[kCount];
+        store(lows, low);
+        store(highs, high);
+        for (std::size_t i = 0; i < kCount; ++i) {
+            const T* table = tables_[i % kChannelsPerPixel];
+            const bool isBusy = table != nullptr && table[Depth::levelOf(lows[i], highs[i])] > threshold_;
+            busy[i] = static_cast<Mask<T>>(isBusy ? ~Mask<T>{0} : Mask<T>{0});
+        }
+        return load<M>(busy);
+    }
+
+    V first_;
+    V last_;  ///< for integers, less the first
+    M outside_;
+    const T* tables_[kChannelsPerPixel];
+    T threshold_;
+    bool useTables_;
+};
+
+/// Puts the lowest (highest) of R, G and B into all three; channel A has no meaning afterwards.
+template <typename T, bool Highest, typename V>
+[[gnu::always_inline]] inline V foldJoint(V value) {
+    const auto fold = [](V a, V b) { return Highest ? larger(a, b) : smaller(a, b); };
+    if constexpr (sizeof(T) <= 2) {
+        // A pixel is one integer: shifted right, G and then B come to stand in R's place.
+        constexpr int kBits = 8 * sizeof(T);
+        using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
+        using Words = Vector<Word, sizeof(V)>;
+        const auto words = reinterpret<Words>(value);
+        const V folded = fold(fold(value, reinterpret<V>(shiftedRight<kBits>(words))),
+                              reinterpret<V>(shiftedRight<2 * kBits>(words)));
+        Words word = shiftedRight<kBits>(reinterpret<Words>(folded)) & splat<Words>(Word{(1U << kBits) - 1});
+        word = word | shiftedLeft<kBits>(word);
+        word = word | shiftedLeft<2 * kBits>(word);
+        return reinterpret<V>(word);
+    } else {
+        return fold(fold(permuteItems<1, 1, 1, 2, 3>(value), permuteItems<1, 2, 2, 3, 1>(value)),
+                    permuteItems<1, 3, 3, 1, 2>(value));
+    }
+}
+
+}  // namespace
+}  // namespace quorvel
