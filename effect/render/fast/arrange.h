@@ -56,7 +56,7 @@ constexpr UniqueMasks<T> findUniqueMasks() {
     for (std::int32_t width = 0; width <= kMaximumTileSize; ++width) {
         for (std::int32_t i = 0; i < kMaximumTileSize; ++i) {
             const std::int32_t half = i < 4 ? width / 2 : width - width / 2;
-            const bool counted[4] = {true, half == 4, half >= 2, half >= 3};
+            const bool counted[4] = {half >= 1, half == 4, half >= 2, half >= 3};
             for (auto& mask : masks.ofWidth[width][i].channel) {
                 mask = static_cast<Mask<T>>(counted[i % 4] ? ~Mask<T>{0} : Mask<T>{0});
             }
@@ -106,6 +106,10 @@ constexpr UnitOrders<T> findUnitOrders() {
 template <typename T>
 inline constexpr UnitOrders<T> kUnitOrders = findUnitOrders<T>();
 
+/// Whether an Arrangement, putting pixels back, writes no others.
+template <typename T>
+inline constexpr bool kPutsBackExactly = kHasPermute<Wide<T>>&& kHasMaskedStore<Wide<T>>;
+
 /// As many halves of neighbouring tiles as a Wide holds: takes their pixels out of rows, and puts them back.
 template <typename T>
 class Arrangement {
@@ -137,6 +141,11 @@ public:
         }
     }
 
+    /// Of scratch rows, which may be read over their ends.
+    static Arrangement inScratch(const std::int32_t* bounds, bool second, std::int32_t origin) {
+        return Arrangement(bounds, second, false, origin, bounds[0], bounds[0] + kWidePixels<T>);
+    }
+
     /// Arranged, out of a row.
     [[gnu::always_inline]] inline Wide<T> arranged(const T* row) const {
         if constexpr (kHasPermute<Wide<T>>) {
@@ -162,12 +171,14 @@ public:
         }
     }
 
-    /// Puts arranged pixels back into their order, the first tile's at `tile`. What is behind them is overwritten, up
-    /// to a Wide in all.
+    /// Puts arranged pixels back into their order, the first tile's at `tile`. Unless kPutsBackExactly, what is
+    /// behind them is overwritten too, up to a Wide in all.
     template <typename V>
     [[gnu::always_inline]] inline void putBack(T* tile, V value) const {
         T* const to = tile + static_cast<std::ptrdiff_t>(halfBegin_) * kChannelsPerPixel;
-        if constexpr (kHasPermute<V>) {
+        if constexpr (kPutsBackExactly<T>) {
+            storeUnits(to, permuteUnits(value, pixel_), pixels() * static_cast<std::int32_t>(sizeof(T)));
+        } else if constexpr (kHasPermute<V>) {
             store(to, permuteUnits(value, pixel_));
         } else if (halfWidth() == 4) {
             store(to, value);
@@ -178,18 +189,16 @@ public:
         }
     }
 
-    /// In all places of each tile what stands there for it, given one pixel per tile.
+    /// In all places of each tile what stands there for it, given one pixel per tile; a register of them is read.
     template <typename V, typename C>
     [[gnu::always_inline]] inline V ofTiles(const C* pixels) const {
-        Pixel<C> first;
-        __builtin_memcpy(&first, pixels, sizeof first);
         if constexpr (kTiles == 1) {
-            return repeat<V>(first);
+            Pixel<C> pixel;
+            __builtin_memcpy(&pixel, pixels, sizeof pixel);
+            return repeat<V>(pixel);
         } else {
-            Pixel<C> next;
-            __builtin_memcpy(&next, pixels + kChannelsPerPixel, sizeof next);
-            using Half = Vector<C, sizeof(V) / 2>;
-            return joined<V>(repeat<Half>(first), repeat<Half>(next));
+            constexpr TilePlaces kPlaces = tilePlaces();
+            return permuteUnits(load<V>(pixels), load<Places>(kPlaces.unit));
         }
     }
 
@@ -209,6 +218,18 @@ public:
 private:
     using Places = Vector<std::int32_t, kWideBytes<T> <= kVectorBytes ? kWideBytes<T> : kVectorBytes>;
 
+    struct TilePlaces {
+        std::int32_t unit[kWideBytes<T> / 4];
+    };
+    static constexpr TilePlaces tilePlaces() {
+        TilePlaces places{};
+        for (std::size_t i = 0; i < kWideBytes<T> / 4; ++i) {
+            places.unit[i] = i < kWideBytes<T> / 8 ? 0 : 1;
+        }
+        return places;
+    }
+
+    std::int32_t pixels() const { return kHalvesPerWide<T> == 1 ? halfWidth() : widths_[0] + widths_[1]; }
     std::int32_t halfWidth() const { return rightHalf_ ? widths_[0] - widths_[0] / 2 : widths_[0] / 2; }
 
     static Wide<T> threePixels(const T* from) {

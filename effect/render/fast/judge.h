@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "effect/render/fast/average.h"
 #include "effect/render/fast/busy.h"
@@ -29,7 +30,13 @@ public:
     using T = typename Depth::Channel;
 
     Judge(const MosaicJob<Depth>& job, const Pyramid<T, S>& pyramid, bool useTables, bool sourceDecides)
-        : job_(job), pyramid_(pyramid), busy_(job, useTables, kEachChannel), sourceDecides_(sourceDecides) {}
+        : job_(job), pyramid_(pyramid), busy_(job, useTables, kEachChannel), sourceDecides_(sourceDecides) {
+        Pixel<Mask<T>> unprocessed;
+        for (int c = 0; c < kChannelsPerPixel; ++c) {
+            unprocessed.channel[c] = static_cast<Mask<T>>(job.processed[c] ? Mask<T>{0} : ~Mask<T>{0});
+        }
+        unprocessed_ = repeat<M>(unprocessed);
+    }
 
     /// `above`: what already stands for each block.
     void judge(const Verdicts<T>& above) {
@@ -91,13 +98,15 @@ private:
                 keep = keep | open;
                 open = M{};
             }
-            if constexpr (sizeof(T) <= 2) {
-                if (last && sourceDecides_) {
-                    // What is the same everywhere need not be read again.
-                    const M constant = equal<M>(low, high) & keep;
-                    keep = keep & ~constant;
-                    fill = select(constant, low, fill);
+            if (last && sourceDecides_) {
+                // What is the same everywhere need not be read again.
+                M constant = equal<M>(low, high) & keep;
+                if constexpr (sizeof(T) > 2) {
+                    // There are two zeros, and a processed channel may hold NaNs.
+                    constant = constant & ~equal<M>(low, V{}) & unprocessed_;
                 }
+                keep = keep & ~constant;
+                fill = select(constant, low, fill);
             }
             store(pyramid_.open + i, open);
             store(pyramid_.keep + i, keep);
@@ -166,13 +175,17 @@ private:
             for (int b = 0; b < pendingCount_; ++b) {
                 regions[b] = pyramid_.region(level_, pending_[b].row, pending_[b].column);
             }
-            if (pendingCount_ == kSideBySide) {
-                sumSideBySide<kSideBySide>(job_.source, regions, sums);
-            } else {
-                for (int b = 0; b < pendingCount_; ++b) {
-                    sumSideBySide<1>(job_.source, regions + b, sums + b);
+            int done = 0;
+            const auto sum = [&]<std::size_t Count>(std::integral_constant<std::size_t, Count>) {
+                if (pendingCount_ - done >= static_cast<int>(Count)) {
+                    sumSideBySide<Count>(job_.source, regions + done, sums + done);
+                    done += static_cast<int>(Count);
                 }
-            }
+            };
+            sum(std::integral_constant<std::size_t, 8>{});
+            sum(std::integral_constant<std::size_t, 4>{});
+            sum(std::integral_constant<std::size_t, 2>{});
+            sum(std::integral_constant<std::size_t, 1>{});
             for (int b = 0; b < pendingCount_; ++b) {
                 const std::int32_t count = regions[b].width * regions[b].height;
                 Pixel<T> average;
@@ -203,6 +216,7 @@ private:
     const Pyramid<T, S>& pyramid_;
     const BusyTest<Depth, V> busy_;
     const bool sourceDecides_;
+    M unprocessed_;
     Node pending_[kSideBySide];
     int pendingCount_ = 0;
     std::int32_t level_ = 0;

@@ -103,8 +103,8 @@ private:
         pyramid.rows[1 << row.levels] = row.y1;
         halveRepeatedly(pyramid.columns, row.blocks, row.levels);
         halveRepeatedly(pyramid.rows, 1, row.levels);
-        measureTiles<Depth>(pictures_, pyramid, work_);
-        const bool useTables = judgeMeasured(pyramid, above);
+        measureTiles<Depth>(job_, pictures_, pyramid, work_);
+        const bool useTables = judgeMeasured(pyramid, above, !pictures_.separate);
         Refiner<Depth> refiner(job_, pictures_, pyramid, work_, useTables);
         bool planned = false;
         for (std::int32_t r = 0; r < pyramid.rowsAt(pyramid.levels); ++r) {
@@ -113,13 +113,13 @@ private:
         row.blocks = 0;
     }
 
-    /// Whether the tables had to be used.
+    /// Whether the tables had to be used. `spreadsTell`: of the source, with NaNs in them where there are some.
     template <typename S>
-    bool judgeMeasured(const Pyramid<T, S>& pyramid, const Verdicts<T>& above) {
+    bool judgeMeasured(const Pyramid<T, S>& pyramid, const Verdicts<T>& above, bool spreadsTell) {
         foldTiles(job_, pyramid);
         measureUpperLevels(pyramid);
         const bool useTables = !job_.rangesHold || leavesRange(pyramid);
-        Judge<Depth, S>(job_, pyramid, useTables, !pictures_.separate).judge(above);
+        Judge<Depth, S>(job_, pyramid, useTables, spreadsTell).judge(above);
         return useTables;
     }
 
@@ -192,7 +192,8 @@ private:
         const std::int32_t span = 1 << coarse;
         for (std::int32_t r = 0; r < span; ++r) {
             for (std::int32_t c = 0; c < span; ++c) {
-                const RegionMeasure<T> part = measureRegion<Depth>(pictures_, pyramid.region(coarse, r, c), work_);
+                const RegionMeasure<T> part =
+                    measureRegion<Depth>(job_, pictures_, pyramid.region(coarse, r, c), work_);
                 const std::ptrdiff_t i = pyramid.place(coarse, r, c);
                 __builtin_memcpy(low + i, &part.low, sizeof part.low);
                 __builtin_memcpy(high + i, &part.high, sizeof part.high);
@@ -201,7 +202,7 @@ private:
                 }
             }
         }
-        judgeMeasured(pyramid, above);
+        judgeMeasured(pyramid, above, !pictures_.separate && sizeof(T) <= 2);
 
         for (std::int32_t r = 0; r < span; ++r) {
             BlockRow row(work_.columns, rows[r], rows[r + 1], levels - coarse, depth + coarse);

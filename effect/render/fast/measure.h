@@ -5,7 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
+#include "effect/render/fast/arrange.h"
 #include "effect/render/fast/kernel.h"
 #include "effect/render/fast/vector.h"
 #include "effect/render/fast/workspace.h"
@@ -62,23 +64,30 @@ Pictures<typename Depth::Channel> picturesOf(const MosaicJob<Depth>& job) {
     return value < 0 ? 0 : value < size ? value : size - 1;
 }
 
-/// The stretched intensity layer at the output pixels from x, y to the right.
+/// The row of a stretched intensity layer that stands at row y of the output.
 template <typename T>
-void sampleRow(const Picture<T>& picture, std::int32_t x, std::int32_t y, std::int32_t width, T* to) {
+const T* layerRow(const Picture<T>& picture, std::int32_t y) {
     const IntensitySampling<T>& sampling = picture.sampling;
-    std::int32_t row = wrappingAdd(picture.sampleY, wrappingMultiply(y, sampling.stepY)) >> 16;
+    const std::int32_t row = wrappingAdd(picture.sampleY, wrappingMultiply(y, sampling.stepY)) >> 16;
+    return sampling.pixels + (sampling.clamped ? held(row, sampling.height) : row) * sampling.stride;
+}
+
+/// Pixels of such a row, for the output's from x on.
+template <typename T>
+void sampleRow(const Picture<T>& picture, const T* row, std::int32_t x, std::int32_t width, T* to) {
+    const IntensitySampling<T>& sampling = picture.sampling;
     std::int32_t position = wrappingAdd(picture.sampleX, wrappingMultiply(x, sampling.stepX));
-    if (sampling.clamped) {
-        row = held(row, sampling.height);
-    }
-    const T* from = sampling.pixels + row * sampling.stride;
-    for (std::int32_t i = 0; i < width; ++i, to += kChannelsPerPixel) {
-        std::int32_t column = position >> 16;
-        if (sampling.clamped) {
-            column = held(column, sampling.width);
+    const auto copyColumns = [&](const auto& columnOf) {
+        for (std::int32_t i = 0; i < width; ++i, to += kChannelsPerPixel) {
+            const auto column = static_cast<std::ptrdiff_t>(columnOf(position >> 16));
+            __builtin_memcpy(to, row + column * kChannelsPerPixel, sizeof(Pixel<T>));
+            position = wrappingAdd(position, sampling.stepX);
         }
-        __builtin_memcpy(to, from + static_cast<std::ptrdiff_t>(column) * kChannelsPerPixel, sizeof(Pixel<T>));
-        position = wrappingAdd(position, sampling.stepX);
+    };
+    if (sampling.clamped) {
+        copyColumns([&](std::int32_t column) { return held(column, sampling.width); });
+    } else {
+        copyColumns([](std::int32_t column) { return column; });
     }
 }
 
@@ -108,7 +117,8 @@ template <typename Depth, typename V>
         Sums odd = fresh ? Sums{} : load<Sums>(odds);
         // Even channels and 2^bits times the odd ones; what overflows is known in the end.
         Sums both = fresh ? Sums{} : load<Sums>(evens) + (odd << kBits);
-        for (; rows > 0; --rows, from += stride) {
+        for (std::int32_t j = 0; j < rows; ++j, from += stride) {
+            prefetch(from, rows * stride);
             const V value = load<V>(from);
             low = smaller(value, low);
             high = larger(value, high);
@@ -119,11 +129,16 @@ template <typename Depth, typename V>
         store(evens, both - (odd << kBits));
         store(odds, odd);
     } else {
-        for (; rows > 0; --rows, from += stride) {
+        T* const sums = measure.even.channels() + lane;
+        V sum = fresh ? V{} : load<V>(sums);
+        for (std::int32_t j = 0; j < rows; ++j, from += stride) {
+            prefetch(from, rows * stride);
             const V value = load<V>(from);
             low = smaller(value, low);
             high = larger(value, high);
+            sum += value;
         }
+        store(sums, sum);
     }
     store(lowest, low);
     store(highest, high);
@@ -162,10 +177,15 @@ void measureDown(const Picture<typename Depth::Channel>& picture, const Region& 
                  Workspace<typename Depth::Channel>& work) {
     const std::int32_t lanes = region.width * kChannelsPerPixel;
     if (picture.origin == nullptr) {
-        auto* sampled = work.sampled[0].channels();
+        typename Depth::Channel* const sampled = work.sampled.channels();
+        const typename Depth::Channel* above = nullptr;
         for (std::int32_t j = 0; j < region.height; ++j) {
-            sampleRow(picture, region.x, region.y + j, region.width, sampled);
-            measureRows<Depth>(sampled, 0, 1, lanes, j == 0, work.measure);
+            const typename Depth::Channel* const row = layerRow(picture, region.y + j);
+            if (row != above) {  // nobody asks for the layer's sums
+                sampleRow(picture, row, region.x, region.width, sampled);
+                measureRows<Depth>(sampled, 0, 1, lanes, j == 0, work.measure);
+            }
+            above = row;
         }
         return;
     }
@@ -262,38 +282,168 @@ template <typename T>
     sums[3] = odd[1];
 }
 
+/// Whether a register holds whole tiles, which are then measured that way.
+template <typename T>
+inline constexpr bool kHoldsTiles = sizeof(T) <= 2 && kHasPermute<Wide<T>>&& kHalvesPerWide<T> >= 2;
+
+/// The two halves of each tile change places.
+template <typename T, typename V>
+[[gnu::always_inline]] inline V swapHalves(V value) {
+    constexpr std::size_t kHalfWords = 2 * sizeof(T);
+    const auto swapped = [&]<std::size_t... Word>(std::index_sequence<Word...>) {
+        const auto words = reinterpret<Vector<std::uint64_t, sizeof(V)>>(value);
+        return __builtin_shufflevector(words, words, (Word ^ kHalfWords)...);
+    };
+    return reinterpret<V>(swapped(std::make_index_sequence<sizeof(V) / 8>{}));
+}
+
+/// What stands in the first place of each of a register's tiles, side by side in the first 8 bytes.
+using FirstPlaces = Vector<std::uint32_t, 16>;
+template <typename T, typename V>
+[[gnu::always_inline]] inline FirstPlaces firstPlaces(V value) {
+    using Units = Vector<std::uint32_t, sizeof(V)>;
+    const auto units = reinterpret<Units>(value);
+    static_assert(Arrangement<T>::kTiles * sizeof(Pixel<T>) == 8 || sizeof(V) == 32);
+    constexpr std::size_t kSecond = Arrangement<T>::kTiles == 2 ? sizeof(V) / 8 : 1;
+    return __builtin_shufflevector(units, units, 0, kSecond, 0, kSecond);
+}
+
+/// Measures across the tiles of a register: their lowest or highest values, their sums of every second channel.
+template <typename T, bool Highest>
+[[gnu::always_inline]] inline FirstPlaces extremeOfTiles(Wide<T> columns) {
+    const auto fold = [](auto value, auto kept) {
+        if constexpr (Highest) {
+            return larger(value, kept);
+        } else {
+            return smaller(value, kept);
+        }
+    };
+    columns = fold(swapNeighbours<T>(columns), columns);
+    columns = fold(swapPairs<T>(columns), columns);
+    return firstPlaces<T>(fold(swapHalves<T>(columns), columns));
+}
+template <typename T>
+[[gnu::always_inline]] inline FirstPlaces sumOfTiles(Wide<T> columns, WideMask<T> unique) {
+    using Sums = Vector<SumLane<T>, kWideBytes<T>>;
+    auto sums = reinterpret<Sums>(reinterpret<WideMask<T>>(columns) & unique);
+    sums += swapNeighbours<T>(sums);
+    sums += swapPairs<T>(sums);
+    return firstPlaces<T>(sums + swapHalves<T>(sums));
+}
+
+/// The channels of each tile in their order.
+template <typename T>
+[[gnu::always_inline]] inline void storeSums(FirstPlaces even, FirstPlaces odd, std::uint32_t* to) {
+    using Lanes16 = Vector<SumLane<T>, 16>;
+    const auto e = reinterpret<Lanes16>(even);
+    const auto o = reinterpret<Lanes16>(odd);
+    if constexpr (sizeof(T) == 1) {
+        const auto ordered = __builtin_shufflevector(e, o, 0, 8, 1, 9, 2, 10, 3, 11);
+        store(to, __builtin_convertvector(ordered, Vector<std::uint32_t, 32 * sizeof(T)>));
+    } else {
+        store(to, __builtin_shufflevector(e, o, 0, 4, 1, 5));
+    }
+}
+
+/// NaNs in the channels of which some pixel is no finite number, zeros in the others.
+[[gnu::always_inline]] inline Vector<float, 16> notFinite(const float* sums, std::int32_t width) {
+    using P = Vector<float, 16>;
+    P sum{};
+    if (width < 4) {
+        for (std::int32_t i = 0; i < width; ++i) {
+            sum += load<P>(sums + i * kChannelsPerPixel);
+        }
+        return sum - sum;
+    }
+    using Q = Quartet<float>;
+    // Pixels that are taken twice change nothing.
+    Q four = load<Q>(sums) + load<Q>(sums + static_cast<std::ptrdiff_t>(width - 4) * kChannelsPerPixel);
+    four = four + swapPairs<float>(four);
+    four = four + swapNeighbours<float>(four);
+    sum = load<P>(&four);
+    return sum - sum;
+}
+
+/// Across the tiles of a row: their sums, out of the columns'.
+template <typename T>
+void sumAcross(const Pyramid<T, std::uint32_t>& pyramid, std::int32_t row, ColumnMeasure<T>& measure) {
+    const std::int32_t columns = pyramid.columnsAt(pyramid.levels);
+    const std::int32_t* const bounds = pyramid.columns;
+    std::uint32_t* const sums = pyramid.sumsOfTile(row, 0);
+    if constexpr (kHoldsTiles<T>) {
+        for (std::int32_t c = 0; c < columns; c += Arrangement<T>::kTiles) {
+            const auto tiles = Arrangement<T>::inScratch(bounds + c, c + 1 < columns, bounds[0]);
+            const auto unique = tiles.template ofWidths<WideMask<T>>(kUniqueMasks<T>.ofWidth);
+            storeSums<T>(sumOfTiles<T>(tiles.arranged(measure.even.channels()), unique),
+                         sumOfTiles<T>(tiles.arranged(measure.odd.channels()), unique), sums + c * kChannelsPerPixel);
+        }
+    } else {
+        for (std::int32_t c = 0; c < columns; ++c) {
+            sumTile(measure, bounds[c] - bounds[0], bounds[c + 1] - bounds[c], sums + c * kChannelsPerPixel);
+        }
+    }
+}
+
+/// And their spreads. Channels that are not processed and hold any float that is not finite get a NaN for their lowest
+/// value.
+template <typename Depth>
+void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Channel, std::uint32_t>& pyramid,
+                  std::int32_t row, ColumnMeasure<typename Depth::Channel>& measure) {
+    using T = typename Depth::Channel;
+    const std::int32_t columns = pyramid.columnsAt(pyramid.levels);
+    const std::int32_t* const bounds = pyramid.columns;
+    T* const low = pyramid.low + pyramid.place(pyramid.levels, row, 0);
+    T* const high = pyramid.high + pyramid.place(pyramid.levels, row, 0);
+    if constexpr (kHoldsTiles<T>) {
+        constexpr std::size_t kTileBytes = Arrangement<T>::kTiles * sizeof(Pixel<T>);
+        for (std::int32_t c = 0; c < columns; c += Arrangement<T>::kTiles) {
+            const auto tiles = Arrangement<T>::inScratch(bounds + c, c + 1 < columns, bounds[0]);
+            const FirstPlaces lowest = extremeOfTiles<T, false>(tiles.arranged(measure.low.channels()));
+            const FirstPlaces highest = extremeOfTiles<T, true>(tiles.arranged(measure.high.channels()));
+            __builtin_memcpy(low + c * kChannelsPerPixel, &lowest, kTileBytes);
+            __builtin_memcpy(high + c * kChannelsPerPixel, &highest, kTileBytes);
+        }
+        return;
+    }
+    using P = Vector<T, kChannelsPerPixel * sizeof(T)>;
+    using M = Vector<Mask<T>, sizeof(P)>;
+    Pixel<Mask<T>> unprocessed;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        unprocessed.channel[c] = static_cast<Mask<T>>(job.processed[c] ? Mask<T>{0} : ~Mask<T>{0});
+    }
+    for (std::int32_t c = 0; c < columns; ++c) {
+        const std::int32_t x = bounds[c] - bounds[0];
+        const std::int32_t width = bounds[c + 1] - bounds[c];
+        const Pixel<T> lowest = extremeAcross<T, false>(measure.low.pixel(x), width);
+        const Pixel<T> highest = extremeAcross<T, true>(measure.high.pixel(x), width);
+        P poisoned = load<P>(&lowest);
+        if constexpr (sizeof(T) > 2) {
+            const P poison = notFinite(measure.even.pixel(x), width);
+            poisoned = poisoned + reinterpret<P>(reinterpret<M>(poison) & load<M>(&unprocessed));
+        }
+        store(low + c * kChannelsPerPixel, poisoned);
+        store(high + c * kChannelsPerPixel, load<P>(&highest));
+    }
+}
+
 /// Measures each tile of a row of blocks that fits into the scratch rows.
 template <typename Depth>
-void measureTiles(const Pictures<typename Depth::Channel>& pictures,
+void measureTiles(const MosaicJob<Depth>& job, const Pictures<typename Depth::Channel>& pictures,
                   const Pyramid<typename Depth::Channel, std::uint32_t>& pyramid,
                   Workspace<typename Depth::Channel>& work) {
     using T = typename Depth::Channel;
-    const std::int32_t level = pyramid.levels;
-    const std::int32_t columns = pyramid.columnsAt(level);
-    const std::int32_t* const bounds = pyramid.columns;
-    const std::int32_t left = bounds[0];
-    for (std::int32_t r = 0; r < pyramid.rowsAt(level); ++r) {
-        const Region row{left, pyramid.rows[r], bounds[columns] - left, pyramid.rows[r + 1] - pyramid.rows[r]};
+    const std::int32_t left = pyramid.columns[0];
+    const std::int32_t width = pyramid.columns[pyramid.columnsAt(pyramid.levels)] - left;
+    for (std::int32_t r = 0; r < pyramid.rowsAt(pyramid.levels); ++r) {
+        const Region row{left, pyramid.rows[r], width, pyramid.rows[r + 1] - pyramid.rows[r]};
         if constexpr (sizeof(T) <= 2) {
             measureDown<Depth>(pictures.source, row, work);
-            std::uint32_t* const sums = pyramid.sumsOfTile(r, 0);
-            for (std::int32_t c = 0; c < columns; ++c) {
-                sumTile(work.measure, bounds[c] - left, bounds[c + 1] - bounds[c], sums + c * kChannelsPerPixel);
-            }
+            sumAcross(pyramid, r, work.measure);
         }
         if (sizeof(T) > 2 || pictures.separate) {
             measureDown<Depth>(pictures.deciding, row, work);
         }
-        T* const low = pyramid.low + pyramid.place(level, r, 0);
-        T* const high = pyramid.high + pyramid.place(level, r, 0);
-        for (std::int32_t c = 0; c < columns; ++c) {
-            const std::int32_t x = bounds[c] - left;
-            const std::int32_t width = bounds[c + 1] - bounds[c];
-            const Pixel<T> lowest = extremeAcross<T, false>(work.measure.low.pixel(x), width);
-            const Pixel<T> highest = extremeAcross<T, true>(work.measure.high.pixel(x), width);
-            __builtin_memcpy(low + c * kChannelsPerPixel, &lowest, sizeof lowest);
-            __builtin_memcpy(high + c * kChannelsPerPixel, &highest, sizeof highest);
-        }
+        spreadAcross<Depth>(job, pyramid, r, work.measure);
     }
 }
 
@@ -304,8 +454,45 @@ struct RegionMeasure {
     Pixel<T> high;
     std::uint64_t sums[kChannelsPerPixel];
 };
+
+/// Whether blocks that are busy stay so with more contrast, in all channels that are processed.
 template <typename Depth>
-RegionMeasure<typename Depth::Channel> measureRegion(const Pictures<typename Depth::Channel>& pictures,
+bool staysBusy(const MosaicJob<Depth>& job) {
+    using T = typename Depth::Channel;
+    if (!job.rangesHold || sizeof(T) == 2) {
+        return false;  // contrasts of 16 bits can wrap around
+    }
+    bool stays = true;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        stays =
+            stays && (!job.processed[c] || (!job.busy[c].outside && job.busy[c].last == std::numeric_limits<T>::max()));
+    }
+    return stays;
+}
+
+/// Whether what has been measured so far is enough contrast in all channels that are processed.
+template <typename Depth>
+bool isSurelyBusy(const MosaicJob<Depth>& job, const RegionMeasure<typename Depth::Channel>& measure) {
+    using T = typename Depth::Channel;
+    bool busy = true;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        // A channel's own contrast is at most the joint one.
+        T low = measure.low.channel[c];
+        T high = measure.high.channel[c];
+        if constexpr (sizeof(T) > 2) {
+            low = low < T{0} ? T{0} : low;
+            high = high > T{1} ? T{1} : high;
+        }
+        busy = busy && (!job.processed[c] || (high > low && static_cast<T>(high - low) >= job.busy[c].first));
+    }
+    return busy;
+}
+
+/// If it is sure to be split, no longer than it takes to see that: sums are not those of all then, and the spreads of
+/// channels that are not processed are as wide as can be.
+template <typename Depth>
+RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job,
+                                                     const Pictures<typename Depth::Channel>& pictures,
                                                      const Region& region, Workspace<typename Depth::Channel>& work) {
     using T = typename Depth::Channel;
     RegionMeasure<T> measure{};
@@ -324,12 +511,23 @@ RegionMeasure<typename Depth::Channel> measureRegion(const Pictures<typename Dep
         }
     };
     constexpr std::int32_t kWidth = kRowPixels<T> < kMostSummands ? kRowPixels<T> : kMostSummands;
+    constexpr std::int32_t kHeight = 32;
+    const bool mayStop = staysBusy(job);
     const std::int32_t right = region.x + region.width;
     const std::int32_t bottom = region.y + region.height;
-    for (std::int32_t y = region.y; y < bottom; y += kMostSummands) {
+    for (std::int32_t y = region.y; y < bottom; y += kHeight) {
+        if (mayStop && isSurelyBusy(job, measure)) {
+            for (int c = 0; c < kChannelsPerPixel; ++c) {
+                if (!job.processed[c]) {
+                    measure.low.channel[c] = Depth::kMaximumStart;
+                    measure.high.channel[c] = Depth::kMinimumStart;
+                }
+            }
+            break;
+        }
         for (std::int32_t x = region.x; x < right; x += kWidth) {
             const Region piece{x, y, right - x < kWidth ? right - x : kWidth,
-                               bottom - y < kMostSummands ? bottom - y : kMostSummands};
+                               bottom - y < kHeight ? bottom - y : kHeight};
             if constexpr (sizeof(T) <= 2) {
                 measureDown<Depth>(pictures.source, piece, work);
                 std::uint32_t sums[kChannelsPerPixel] = {};

@@ -39,20 +39,18 @@ public:
     void drawTileRow(std::int32_t row) {
         const std::int32_t columns = pyramid_.columnsAt(pyramid_.levels);
         const std::int32_t* const bounds = pyramid_.columns;
-        findRows(row);
+        beginRow(row);
         const std::ptrdiff_t place = pyramid_.place(pyramid_.levels, row, 0);
         const Verdicts<T> verdicts{pyramid_.open + place, pyramid_.keep + place, pyramid_.fill + place, 1};
-        std::int32_t begin = 0;
-        while (begin < columns) {
+        for (std::int32_t begin = 0; begin < columns;) {
             std::int32_t end = begin + 1;
             while (end < columns && bounds[end + 1] - bounds[begin] <= kSpanPixels<T>) {
                 ++end;
             }
             finishSpan(verdicts, begin, end);
-            for (std::int32_t j = 0; j < height_; ++j) {
-                copyRow<T>(job_.output.pixels + (y_ + j) * job_.output.stride +
-                               static_cast<std::ptrdiff_t>(bounds[begin]) * kChannelsPerPixel,
-                           work_.finished[j].channels(), (bounds[end] - bounds[begin]) * kChannelsPerPixel);
+            for (std::int32_t j = 0; !kPutsBackExactly<T> && j < height_; ++j) {
+                copyRow<T>(outputAt(bounds[begin], j), job_.output.stride * height_, work_.finished[j].channels(),
+                           (bounds[end] - bounds[begin]) * kChannelsPerPixel);
             }
             begin = end;
         }
@@ -69,17 +67,10 @@ private:
     };
 
     /// The rows of the tiles, and what depends on them alone.
-    void findRows(std::int32_t row) {
+    void beginRow(std::int32_t row) {
         y_ = pyramid_.rows[row];
         height_ = pyramid_.rows[row + 1] - y_;
         const Quarters quarters = quartersOf(0, height_);
-        const std::int32_t left = pyramid_.columns[0];
-        if (pictures_.deciding.origin == nullptr) {
-            const std::int32_t width = pyramid_.columns[pyramid_.columnsAt(pyramid_.levels)] - left;
-            for (std::int32_t j = 0; j < height_; ++j) {
-                sampleRow(pictures_.deciding, left, y_ + j, width, work_.sampled[j].channels());
-            }
-        }
         Pixel<Mask<T>> tooShort;
         Pixel<Mask<T>> oneRow;
         for (int k = 0; k < kIntervals; ++k) {
@@ -88,14 +79,6 @@ private:
             const std::int32_t half = quarters.bounds[k / 2 * 2 + 2] - quarters.bounds[k / 2 * 2];
             tooShort.channel[k] = maskOf(half < 3);
             oneRow.channel[k] = maskOf(count_[k] == 1);
-            // An empty interval has a row of the other of its half.
-            const std::int32_t first = count_[k] == 0 && begin_[k] == height_ ? height_ - 1 : begin_[k];
-            for (int i = 0; i < 2; ++i) {
-                const std::int32_t j = count_[k] == 2 && i == 1 ? first + 1 : first;
-                source_.row[2 * k + i] = pictures_.source.at(left, y_ + j);
-                deciding_.row[2 * k + i] = pictures_.deciding.origin != nullptr ? pictures_.deciding.at(left, y_ + j)
-                                                                                : work_.sampled[j].channels();
-            }
         }
         tooShort_ = repeat<M>(tooShort);
         oneRow_ = repeat<M>(oneRow);
@@ -110,16 +93,52 @@ private:
         }
     }
 
+    /// The rows of a span of tiles, from its first pixel on.
+    void findRows(std::int32_t left, std::int32_t width) {
+        const T* deciding[kMaximumTileSize];
+        const T* above = nullptr;
+        for (std::int32_t j = 0; j < height_; ++j) {
+            if (pictures_.deciding.origin != nullptr) {
+                deciding[j] = pictures_.deciding.at(left, y_ + j);
+                continue;
+            }
+            const T* const row = layerRow(pictures_.deciding, y_ + j);
+            if (row == above) {
+                deciding[j] = deciding[j - 1];
+                continue;
+            }
+            above = row;
+            sampleRow(pictures_.deciding, row, left, width, work_.sampledRows[j].channels());
+            deciding[j] = work_.sampledRows[j].channels();
+        }
+        for (int k = 0; k < kIntervals; ++k) {
+            // An empty interval, which only the first can be, has the row behind it.
+            const std::int32_t rows[2] = {begin_[k], count_[k] == 2 ? begin_[k] + 1 : begin_[k]};
+            for (int i = 0; i < 2; ++i) {
+                source_.row[2 * k + i] = pictures_.source.at(left, y_ + rows[i]);
+                deciding_.row[2 * k + i] = deciding[rows[i]];
+            }
+        }
+    }
+
     static constexpr Mask<T> maskOf(bool value) { return static_cast<Mask<T>>(value ? ~Mask<T>{0} : Mask<T>{0}); }
 
+    T* outputAt(std::int32_t x, std::int32_t row) const {
+        return job_.output.pixels + (y_ + row) * job_.output.stride +
+               static_cast<std::ptrdiff_t>(x) * kChannelsPerPixel;
+    }
+
+    /// Finishes some tiles, in the output if that can be done exactly, otherwise in scratch rows that begin with them.
     void finishSpan(const Verdicts<T>& verdicts, std::int32_t begin, std::int32_t end) {
         const std::int32_t* const bounds = pyramid_.columns;
         constexpr std::int32_t kTiles = Arrangement<T>::kTiles;
+        findRows(bounds[begin], bounds[end] - bounds[begin]);
         for (std::int32_t c = begin; c < end; c += kTiles) {
             for (int half = 0; half < (kHalvesPerWide<T> == 1 ? 2 : 1); ++half) {
-                const Arrangement<T> tiles(bounds + c, c + 1 < end, half == 1, bounds[0], 0, job_.output.width);
+                const Arrangement<T> tiles(bounds + c, c + 1 < end, half == 1, bounds[begin], 0, job_.output.width);
                 const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(c) * kChannelsPerPixel;
-                finish(tiles, {verdicts.open + i, verdicts.keep + i, verdicts.fill + i, 1}, bounds[c] - bounds[begin]);
+                finish(tiles, {verdicts.open + i, verdicts.keep + i, verdicts.fill + i, 1}, bounds[c],
+                       bounds[c] - bounds[begin]);
             }
         }
     }
@@ -138,8 +157,8 @@ private:
         }
     }
 
-    /// Finishes all rows of arranged tiles.
-    void finish(const Arrangement<T>& tiles, const Verdicts<T>& verdicts, std::int32_t x) {
+    /// Finishes all rows of arranged tiles, which begin at x and so far from the beginning of the span.
+    void finish(const Arrangement<T>& tiles, const Verdicts<T>& verdicts, std::int32_t x, std::int32_t fromSpan) {
         ArrangedRows source;
         arrangeRows(tiles, source_, source);
         const M open = tiles.template ofTiles<M>(verdicts.open);
@@ -157,21 +176,42 @@ private:
             } else {
                 decide(tiles, source, keepParts, busyQuarters);
             }
-            transpose<T>(keepParts);
+            byInterval(keepParts);
             M all = ~M{};
             for (int k = 0; k < kIntervals; ++k) {
                 keep[k] = (keepParts[k] & open) | kept;
                 all = all & keep[k];
             }
             if (!allOnes(all)) {
-                transpose<T>(busyQuarters);
+                byInterval(busyQuarters);
                 average(tiles, source, busyQuarters, open, fill);
             }
         }
         for (int k = 0; k < kIntervals; ++k) {
             for (std::int32_t j = 0; j < count_[k]; ++j) {
-                tiles.putBack(work_.finished[begin_[k] + j].pixel(x), select(keep[k], source[2 * k + j], fill[k]));
+                const std::int32_t row = begin_[k] + j;
+                const W finished = select(keep[k], source[2 * k + j], fill[k]);
+                if constexpr (kPutsBackExactly<T>) {
+                    prefetchToWrite(outputAt(x, row), job_.output.stride * height_);
+                    tiles.putBack(outputAt(x, row), finished);
+                } else {
+                    tiles.putBack(work_.finished[row].pixel(fromSpan), finished);
+                }
             }
+        }
+    }
+
+    /// Turns masks of each channel, which have the row intervals in the places of a pixel's channels, into masks of
+    /// each interval; those of channels that are not processed have no meaning.
+    [[gnu::always_inline]] inline void byInterval(Intervals<M>& masks) const {
+        if (job_.joint) {
+            const M joint = masks[kChannelR];
+            masks[0] = everyChannel<T, 0>(joint);
+            masks[1] = everyChannel<T, 1>(joint);
+            masks[2] = everyChannel<T, 2>(joint);
+            masks[3] = everyChannel<T, 3>(joint);
+        } else {
+            transpose<T>(masks);
         }
     }
 
@@ -183,8 +223,15 @@ private:
         Intervals<W> low;
         Intervals<W> high;
         for (int k = 0; k < kIntervals; ++k) {
-            low[k] = smaller(rows[2 * k + 1], smaller(rows[2 * k], splat<W>(Depth::kMinimumStart)));
-            high[k] = larger(rows[2 * k + 1], larger(rows[2 * k], splat<W>(Depth::kMaximumStart)));
+            low[k] = rows[2 * k];
+            high[k] = rows[2 * k];
+            if constexpr (sizeof(T) > 2) {
+                // Numbers take the place of these, but NaNs do not.
+                low[k] = smaller(low[k], splat<W>(Depth::kMinimumStart));
+                high[k] = larger(high[k], splat<W>(Depth::kMaximumStart));
+            }
+            low[k] = smaller(rows[2 * k + 1], low[k]);
+            high[k] = larger(rows[2 * k + 1], high[k]);
         }
         transpose<T>(low);
         transpose<T>(high);
@@ -198,8 +245,6 @@ private:
             busyQuarters[kChannelR] = decideChannel(smaller(low[kChannelB], smaller(low[kChannelG], low[kChannelR])),
                                                     larger(high[kChannelB], larger(high[kChannelG], high[kChannelR])),
                                                     busy_[kChannelR], whole, keep[kChannelR]);
-            keep[kChannelA] = keep[kChannelG] = keep[kChannelB] = keep[kChannelR];
-            busyQuarters[kChannelA] = busyQuarters[kChannelG] = busyQuarters[kChannelB] = busyQuarters[kChannelR];
             return;
         }
         for (int c = 0; c < kChannelsPerPixel; ++c) {
@@ -213,6 +258,9 @@ private:
     /// The busy quarters by the spreads of a channel's pixels, and what is kept.
     [[gnu::always_inline]] inline M decideChannel(W low, W high, const BusyTest<Depth, W>& busy, M whole,
                                                   M& keep) const {
+        if constexpr (sizeof(T) == 2) {
+            low = smaller(low, splat<W>(Depth::kMinimumStart));  // channels may hold more
+        }
         low = smaller(swapNeighbours<T>(low), low);
         high = larger(swapNeighbours<T>(high), high);
         if (!lastHalving_) {

@@ -44,6 +44,16 @@ struct WideVector {
     Half low;
     Half high;
 
+    // Compilers copy plain structures in smaller pieces, by way of memory.
+    WideVector() = default;
+    [[gnu::always_inline]] inline WideVector(Half first, Half second) : low(first), high(second) {}
+    [[gnu::always_inline]] inline WideVector(const WideVector& other) : low(other.low), high(other.high) {}
+    [[gnu::always_inline]] inline WideVector& operator=(const WideVector& other) {
+        low = other.low;
+        high = other.high;
+        return *this;
+    }
+
     [[gnu::always_inline]] friend inline WideVector operator&(WideVector a, WideVector b) {
         return {a.low & b.low, a.high & b.high};
     }
@@ -108,8 +118,7 @@ struct Pixel {
     T channel[kChannelsPerPixel];
 };
 
-// Rows start anywhere, so no address is taken as aligned. Halves are moved one by one: compilers copy structures in
-// smaller pieces, by way of memory.
+// Rows start anywhere, so no address is taken as aligned.
 template <typename V>
 [[gnu::always_inline]] inline V load(const void* from) {
     if constexpr (kIsWide<V>) {
@@ -129,6 +138,18 @@ template <typename V>
     } else {
         __builtin_memcpy(to, &value, sizeof value);
     }
+}
+
+/// Asks for what lies so many items further, perhaps outside of what may be read: to be read, or to be written.
+template <typename T>
+[[gnu::always_inline]] inline void prefetch(const T* from, std::ptrdiff_t further) {
+    const auto address = reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(further) * sizeof(T);
+    __builtin_prefetch(reinterpret_cast<const void*>(address), 0);
+}
+template <typename T>
+[[gnu::always_inline]] inline void prefetchToWrite(const T* from, std::ptrdiff_t further) {
+    const auto address = reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(further) * sizeof(T);
+    __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
 }
 
 template <typename To, typename From>
@@ -416,6 +437,27 @@ template <typename T, typename V>
     }
 }
 
+/// Channel `Channel` of each pixel in the place of all four.
+template <typename T, std::size_t Channel, typename V>
+[[gnu::always_inline]] inline V everyChannel(V value) {
+    if constexpr (kIsWide<V>) {
+        return {everyChannel<T, Channel>(value.low), everyChannel<T, Channel>(value.high)};
+    } else if constexpr (sizeof(T) > 1 || sizeof(V) > 16) {
+        const auto repeated = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
+            using Channels = Vector<Mask<T>, sizeof(V)>;
+            const auto channels = reinterpret<Channels>(value);
+            return __builtin_shufflevector(channels, channels, (Lane / 4 * 4 + Channel)...);
+        };
+        return reinterpret<V>(repeated(std::make_index_sequence<sizeof(V) / sizeof(T)>{}));
+    } else {
+        // Without an instruction that permutes bytes.
+        using Words = Vector<std::uint32_t, sizeof(V)>;
+        Words word = shiftedRight<8 * Channel>(reinterpret<Words>(value)) & 0xFFU;
+        word = word | shiftedLeft<8>(word);
+        return reinterpret<V>(word | shiftedLeft<16>(word));
+    }
+}
+
 /// One step of a transposition: of two pairs of lanes, the second of the one changes places with the first of the
 /// other. Lanes are Bits wide, and pairs filled with them.
 template <int Bits, typename V>
@@ -458,6 +500,20 @@ template <typename T, typename V>
 /// Whether registers of V can be permuted by places that are known only at run time.
 template <typename V>
 inline constexpr bool kHasPermute = !kIsWide<V> && sizeof(V) >= 32;
+
+/// Whether a part of a register can be stored at little more than the cost of all.
+template <typename V>
+inline constexpr bool kHasMaskedStore = !kIsWide<V> && sizeof(V) == 64;
+
+/// Stores the first 32-bit units only.
+template <typename V>
+[[gnu::always_inline]] inline void storeUnits([[maybe_unused]] void* to, [[maybe_unused]] V value,
+                                              [[maybe_unused]] std::int32_t units) {
+    static_assert(kHasMaskedStore<V>);
+#if defined(__AVX512BW__)
+    _mm512_mask_storeu_epi32(to, static_cast<__mmask16>((1U << units) - 1U), reinterpret<__m512i>(value));
+#endif
+}
 
 /// The 32-bit units at these places.
 template <typename V, typename Places>

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "effect/render/fast/arrange.h"
 #include "effect/render/fast/geometry.h"
 #include "effect/render/fast/kernel.h"
 #include "effect/render/fast/vector.h"
@@ -79,13 +80,15 @@ inline constexpr std::int32_t kCoarseSpan = 1 << kCoarseLevels;
 
 /// Scratch rows hold so many bytes of pixels: the largest block in the largest depth. Rows of blocks that wide stay in
 /// the second cache until they are written.
-inline constexpr std::size_t kRowBytes = 4096;
+inline constexpr std::size_t kRowBytes = 8192;
 template <typename T>
 inline constexpr std::int32_t kRowPixels = static_cast<std::int32_t>(kRowBytes / (kChannelsPerPixel * sizeof(T)));
-/// Rows of split tiles are finished in spans of so many bytes, which stay in the first cache.
-inline constexpr std::size_t kSpanBytes = 2048;
+/// Rows of split tiles are finished in spans of so many bytes: short ones where they are put together in scratch rows,
+/// which stay in the first cache then.
 template <typename T>
-inline constexpr std::int32_t kSpanPixels = static_cast<std::int32_t>(kSpanBytes / (kChannelsPerPixel * sizeof(T)));
+inline constexpr std::size_t kSpanBytes = kPutsBackExactly<T> ? 2048 : 512;
+template <typename T>
+inline constexpr std::int32_t kSpanPixels = static_cast<std::int32_t>(kSpanBytes<T> / (kChannelsPerPixel * sizeof(T)));
 
 /// A scratch row. Vectors may reach over either end.
 template <typename T, std::size_t Bytes = kRowBytes>
@@ -105,22 +108,24 @@ struct ColumnMeasure {
     Row<T> low;
     Row<T> high;
     /// For integers, in lanes of two channels: sums of channels 0 and 2, and of 1 and 3.
+    /// For floats, in the first row, sums of each channel in no order: not finite if some summand is not.
     Row<T> even;
-    Row<T> odd;
+    Row<T, (sizeof(T) <= 2 ? kRowBytes : 0)> odd;
 };
 
 template <typename T>
 struct Workspace {
     ColumnMeasure<T> measure;
-    Row<T> sampled[kMaximumTileSize];
-    Row<T, kSpanBytes> finished[kMaximumTileSize];
+    Row<T> sampled;
+    Row<T, kSpanBytes<T>> sampledRows[kMaximumTileSize];
+    Row<T, (kPutsBackExactly<T> ? 0 : kSpanBytes<T>)> finished[kMaximumTileSize];
     Row<Mask<T>> keep;
     Row<T> fill;
     static constexpr std::size_t kNodeChannels = channelsFor<T>(kMaximumTiles<T>, kTileLevels);
     alignas(64) T low[kNodeChannels];
     alignas(64) T high[kNodeChannels];
     alignas(64) T nodeFill[kNodeChannels];
-    alignas(64) std::uint32_t sums[sizeof(T) <= 2 ? kChannelsPerPixel * kMaximumTiles<T> : 1];
+    alignas(64) std::uint32_t sums[sizeof(T) <= 2 ? kChannelsPerPixel * (kMaximumTiles<T> + 1) : 1];
     std::int32_t columns[kMaximumTiles<T> + 1];
     std::int32_t rows[(1 << kTileLevels) + 1];
 };

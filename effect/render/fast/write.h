@@ -35,18 +35,23 @@ template <typename T, typename Part>
 }
 
 /// Source where kept, fill elsewhere. Output and source may be the same row: doing a pixel twice changes nothing.
+/// `stride` leads to the next row.
 template <typename T>
-[[gnu::always_inline]] inline void mergeRow(T* output, const T* source, const Mask<T>* keep, const T* fill,
-                                            std::int32_t lanes) {
+[[gnu::always_inline]] inline void mergeRow(T* output, std::ptrdiff_t stride, const T* source, const Mask<T>* keep,
+                                            const T* fill, std::int32_t lanes) {
     alongRow(output, lanes, [&](auto type, std::int32_t i) {
         using V = decltype(type);
+        prefetchToWrite(output + i, stride);
         store(output + i, select(load<V>(keep + i), load<V>(source + i), load<V>(fill + i)));
     });
 }
 
 template <typename T>
-[[gnu::always_inline]] inline void copyRow(T* output, const T* from, std::int32_t lanes) {
-    alongRow(output, lanes, [&](auto type, std::int32_t i) { store(output + i, load<decltype(type)>(from + i)); });
+[[gnu::always_inline]] inline void copyRow(T* output, std::ptrdiff_t stride, const T* from, std::int32_t lanes) {
+    alongRow(output, lanes, [&](auto type, std::int32_t i) {
+        prefetchToWrite(output + i, stride);
+        store(output + i, load<decltype(type)>(from + i));
+    });
 }
 
 /// Writes the rows of a region by one pair of scratch rows, or by the second alone when nothing is kept.
@@ -58,9 +63,10 @@ void mergeRows(const PixelView<T>& output, const PixelView<const T>& source, con
     for (std::int32_t y = region.y; y < region.y + region.height; ++y) {
         T* const to = output.pixels + y * output.stride + across;
         if (anyKept) {
-            mergeRow<T>(to, source.pixels + y * source.stride + across, keep.channels(), fill.channels(), lanes);
+            mergeRow<T>(to, output.stride, source.pixels + y * source.stride + across, keep.channels(), fill.channels(),
+                        lanes);
         } else {
-            copyRow<T>(to, fill.channels(), lanes);
+            copyRow<T>(to, output.stride, fill.channels(), lanes);
         }
     }
 }
