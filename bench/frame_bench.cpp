@@ -3,7 +3,7 @@
 // benchmarks are paths, which scripts/bench makes tables of:
 //   frame/DEPTH/FORM/CONTENT/SIZE/KERNEL     growth/KIND/VALUE/KERNEL     intensity/DEPTH/LAYER table/DEPTH/SMOOTHNESS
 //
-//   frame_bench PHOTOGRAPH [Google Benchmark's own options]
+//   frame_bench PHOTOGRAPH OTHER_PHOTOGRAPH [Google Benchmark's own options]
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -206,17 +206,17 @@ void addGrowth() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: frame_bench PHOTOGRAPH [--benchmark_...]\n");
+    if (argc < 3) {
+        std::fprintf(stderr, "usage: frame_bench PHOTOGRAPH OTHER_PHOTOGRAPH [--benchmark_...]\n");
         return 2;
     }
-    bench::setPhotograph(argv[1]);
+    bench::setPhotographs(argv[1], argv[2]);
     addFrames<Depth8>();
     addFrames<Depth16>();
     addFrames<DepthFloat>();
     addGrowth();
-    int count = argc - 1;
-    benchmark::Initialize(&count, argv + 1);
+    int count = argc - 2;
+    benchmark::Initialize(&count, argv + 2);
     benchmark::AddCustomContext("instruction set", supportedInstructionSet() == InstructionSet::Avx512 ? "AVX-512"
                                                    : supportedInstructionSet() == InstructionSet::Avx2 ? "AVX2"
                                                                                                        : "baseline");

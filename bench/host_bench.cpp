@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        bench::setPhotograph(argv[2]);
+        bench::setPhotographs(argv[2], argv[2]);
         Stage stage(argv[1]);
         addThreads(stage, "8", host::Depth::Bits8);
         addThreads(stage, "16", host::Depth::Bits16);

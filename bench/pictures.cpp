@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <random>
 #include <tuple>
 
@@ -16,9 +17,14 @@ namespace quorvel::bench {
 
 namespace {
 
-std::filesystem::path& photographFile() {
-    static std::filesystem::path file;
-    return file;
+/// Both photographs' files, and what was read of them.
+struct Photograph {
+    std::filesystem::path file;
+    std::optional<host::World> world;
+};
+Photograph& photographOf(Content content) {
+    static Photograph photographs[2];
+    return photographs[content == Content::OtherPhotograph ? 1 : 0];
 }
 
 /// Bilinear, from the photograph in float.
@@ -41,15 +47,10 @@ template <typename Depth>
 void paint(host::World& world, Content content) {
     using T = typename Depth::Channel;
     std::mt19937 random(1);
-    const host::World* photograph = nullptr;
-    static std::map<std::filesystem::path, host::World> photographs;
-    if (content == Content::Photograph) {
-        auto found = photographs.find(photographFile());
-        if (found == photographs.end()) {
-            cli::Picture read = cli::readPicture(photographFile(), {host::Depth::Float32, 1});
-            found = photographs.emplace(photographFile(), std::move(read.world)).first;
-        }
-        photograph = &found->second;
+    const bool isPhotograph = content == Content::Photograph || content == Content::OtherPhotograph;
+    Photograph& photograph = photographOf(content);
+    if (isPhotograph && !photograph.world) {
+        photograph.world = std::move(cli::readPicture(photograph.file, {host::Depth::Float32, 1}).world);
     }
     for (int y = 0; y < world.height(); ++y) {
         T* pixel = world.channels<T>(y);
@@ -60,8 +61,8 @@ void paint(host::World& world, Content content) {
                     value = static_cast<double>(x + y) / (world.width() + world.height());
                 } else if (content == Content::Noise) {
                     value = static_cast<double>(random()) / 4294967295.0;
-                } else if (content == Content::Photograph) {
-                    value = scaled(*photograph, (x + 0.5) / world.width(), (y + 0.5) / world.height(), c);
+                } else if (isPhotograph) {
+                    value = scaled(*photograph.world, (x + 0.5) / world.width(), (y + 0.5) / world.height(), c);
                 }
                 pixel[c] = static_cast<T>(std::clamp(value, 0.0, 1.0) * static_cast<double>(Depth::kMinimumStart));
             }
@@ -75,6 +76,8 @@ const char* nameOf(Content content) {
     switch (content) {
         case Content::Photograph:
             return "photograph";
+        case Content::OtherPhotograph:
+            return "other photograph";
         case Content::Flat:
             return "flat";
         case Content::Gradient:
@@ -84,8 +87,9 @@ const char* nameOf(Content content) {
     }
 }
 
-void setPhotograph(const std::filesystem::path& file) {
-    photographFile() = file;
+void setPhotographs(const std::filesystem::path& first, const std::filesystem::path& other) {
+    photographOf(Content::Photograph).file = first;
+    photographOf(Content::OtherPhotograph).file = other;
 }
 
 const host::World& picture(Content content, host::Depth depth, int width, int height) {

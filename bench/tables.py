@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Makes Markdown tables of the benchmarks' JSON: tables.py PHOTOGRAPH FOLDER (called by scripts/bench)."""
+"""Makes Markdown tables of the benchmarks' JSON: tables.py PHOTOGRAPH OTHER FOLDER (called by scripts/bench)."""
 
 import json
 import math
@@ -9,7 +9,7 @@ import pathlib
 import sys
 
 DEPTHS = ["8", "16", "float"]
-CONTENTS = ["photograph", "flat", "gradient", "noise"]
+CONTENTS = ["photograph", "other photograph", "flat", "gradient", "noise"]
 SETS = ["avx512", "avx2", "baseline"]
 SET_NAMES = {"avx512": "AVX-512", "avx2": "AVX2", "baseline": "baseline"}
 # Largest multiples of memcpy for flat and for the worst content, and how much faster than the plain kernel.
@@ -113,13 +113,38 @@ def growth(times):
           [[depth] + [milliseconds(times[f"table/{depth}/{s}"]) for s in smoothnesses] for depth in DEPTHS])
 
 
+def other_goals(times):
+    print("## Other goals\n")
+    table_cost = max(times[f"table/{depth}/16"] for depth in DEPTHS) / 1000
+    one_cell = max(times[f"growth/one 8K cell/{c}/1 x 1"] / times[f"growth/one 8K cell/{c}/16 x 9"] for c in CONTENTS)
+    levels = times["growth/levels/32/fast"] / times["growth/levels/8/fast"]
+    layers = {kind: max(times[f"intensity/{depth}/{kind}"] / times[f"intensity/{depth}/none"] for depth in DEPTHS)
+              for kind in ("1:1", "stretched")}
+
+    def scaling(kind):
+        return [times[f"threads/{depth}/{kind}/real_time/threads:1"]
+                / times[f"threads/{depth}/{kind}/real_time/threads:2"] for depth in DEPTHS]
+    rows = [
+        ["curve table at smoothness 16, slowest depth", f"{table_cost:.2f} ms", "1.5 ms", table_cost <= 1.5],
+        ["one 7680 x 4320 cell against 16 x 9, worst content", f"{one_cell:.2f}", "1.5", one_cell <= 1.5],
+        ["32 levels against 8", f"{levels:.2f}", "1.3", levels <= 1.3],
+        ["intensity layer read 1:1 against none, worst depth", f"{layers['1:1']:.2f}", "2", layers["1:1"] <= 2],
+        ["stretched against none, worst depth", f"{layers['stretched']:.2f}", "3", layers["stretched"] <= 3],
+    ]
+    for depth, frames_scale, copy_scale in zip(DEPTHS, scaling("render"), scaling("memcpy")):
+        goal = min(1.8, copy_scale)
+        rows.append([f"frames per second of two threads against one, {depth} (memcpy: {copy_scale:.2f})",
+                     f"{frames_scale:.2f}", f"{goal:.2f}", frames_scale >= goal])
+    table(["", "measured", "goal", "met"], [row[:3] + ["yes" if row[3] else "no"] for row in rows])
+
+
 def host(times, context):
     print("## Frames per second through the reference host (1080p, photograph)\n")
     rows = []
     for depth in DEPTHS:
         for kind in ("render", "memcpy"):
-            # Wall time per frame on each thread.
-            rates = [n * 1e6 / (times[f"threads/{depth}/{kind}/real_time/threads:{n}"] * n) for n in (1, 2, 4)]
+            # Wall time divided by the frames of all threads.
+            rates = [1e6 / times[f"threads/{depth}/{kind}/real_time/threads:{n}"] for n in (1, 2, 4)]
             rows.append([depth, kind] + [f"{rate:.0f}" for rate in rates]
                         + [f"{rates[1] / rates[0]:.2f}", f"{rates[2] / rates[0]:.2f}"])
     table(["depth", "", "1 thread", "2 threads", "4 threads", "2 / 1", "4 / 1"], rows)
@@ -138,13 +163,14 @@ def programs(folder):
 
 
 def main():
-    photograph, folder = sys.argv[1], pathlib.Path(sys.argv[2])
+    photographs, folder = sys.argv[1:3], pathlib.Path(sys.argv[3])
     times, context = medians(folder)
     print("# Benchmark results\n")
     print(f"{processor()}, {os.cpu_count()} processors, {context['instruction set']}; {context['compiler']}; "
-          f"photograph: {pathlib.Path(photograph).name}. Medians of interleaved runs.\n")
+          f"photographs: {' and '.join(pathlib.Path(p).name for p in photographs)}. Medians of interleaved runs.\n")
     frames(times)
     growth(times)
+    other_goals(times)
     host(times, context)
     programs(folder)
 
