@@ -58,7 +58,7 @@ constexpr UniqueMasks<T> findUniqueMasks() {
             const std::int32_t half = i < 4 ? width / 2 : width - width / 2;
             const bool counted[4] = {half >= 1, half == 4, half >= 2, half >= 3};
             for (auto& mask : masks.ofWidth[width][i].channel) {
-                mask = static_cast<Mask<T>>(counted[i % 4] ? ~Mask<T>{0} : Mask<T>{0});
+                mask = maskOf<T>(counted[i % 4]);
             }
         }
     }

@@ -27,7 +27,7 @@ template <typename T, typename S>
     return average;
 }
 
-using FloatPixel = Vector<float, 16>;
+using FloatPixel = PixelVector<float>;
 
 /// Sums in the order that is part of the result, one chain per channel. Blocks are summed side by side, because each
 /// addition waits for the one before it. They may differ by a row and a column.
@@ -155,15 +155,14 @@ private:
     template <typename V>
     struct Sums {
         static constexpr int kBits = 8 * sizeof(T);
-        using Lane = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
-        using Words = Vector<Lane, sizeof(V)>;
+        using Words = Vector<SumLane<T>, sizeof(V)>;
 
         Words even;
         Words odd;
 
         [[gnu::always_inline]] static inline Sums of(V row) {
             const auto words = reinterpret<Words>(row);
-            return {words & splat<Words>(static_cast<Lane>((1U << kBits) - 1)), shiftedRight<kBits>(words)};
+            return {words & splat<Words>(static_cast<SumLane<T>>((1U << kBits) - 1)), shiftedRight<kBits>(words)};
         }
         [[gnu::always_inline]] inline void add(V row) {
             const Sums other = of(row);

@@ -38,7 +38,7 @@ public:
             const BusyRange<T>& range = job.busy[channels.channel[i]];
             first.channel[i] = range.first;
             last.channel[i] = range.last;
-            outside.channel[i] = static_cast<Mask<T>>(range.outside ? ~Mask<T>{0} : Mask<T>{0});
+            outside.channel[i] = maskOf<T>(range.outside);
             tables_[i] = job.tables[channels.channel[i]];
         }
         first_ = repeat<V>(first);
@@ -73,7 +73,7 @@ private:
         for (std::size_t i = 0; i < kCount; ++i) {
             const T* table = tables_[i % kChannelsPerPixel];
             const bool isBusy = table != nullptr && table[Depth::levelOf(lows[i], highs[i])] > threshold_;
-            busy[i] = static_cast<Mask<T>>(isBusy ? ~Mask<T>{0} : Mask<T>{0});
+            busy[i] = maskOf<T>(isBusy);
         }
         return load<M>(busy);
     }
@@ -86,25 +86,36 @@ private:
     bool useTables_;
 };
 
+/// Ones in the channels that are processed.
+template <typename Depth>
+Pixel<Mask<typename Depth::Channel>> processedMask(const MosaicJob<Depth>& job) {
+    using T = typename Depth::Channel;
+    Pixel<Mask<T>> mask;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        mask.channel[c] = maskOf<T>(job.processed[c]);
+    }
+    return mask;
+}
+
 /// Puts the lowest (highest) of R, G and B into all three; channel A has no meaning afterwards.
 template <typename T, bool Highest, typename V>
 [[gnu::always_inline]] inline V foldJoint(V value) {
-    const auto fold = [](V a, V b) { return Highest ? larger(a, b) : smaller(a, b); };
     if constexpr (sizeof(T) <= 2) {
         // A pixel is one integer: shifted right, G and then B come to stand in R's place.
         constexpr int kBits = 8 * sizeof(T);
-        using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
+        using Word = Unsigned<kChannelsPerPixel * sizeof(T)>;
         using Words = Vector<Word, sizeof(V)>;
         const auto words = reinterpret<Words>(value);
-        const V folded = fold(fold(value, reinterpret<V>(shiftedRight<kBits>(words))),
-                              reinterpret<V>(shiftedRight<2 * kBits>(words)));
+        const V folded = extreme<Highest>(extreme<Highest>(value, reinterpret<V>(shiftedRight<kBits>(words))),
+                                          reinterpret<V>(shiftedRight<2 * kBits>(words)));
         Words word = shiftedRight<kBits>(reinterpret<Words>(folded)) & splat<Words>(Word{(1U << kBits) - 1});
         word = word | shiftedLeft<kBits>(word);
         word = word | shiftedLeft<2 * kBits>(word);
         return reinterpret<V>(word);
     } else {
-        return fold(fold(permuteItems<1, 1, 1, 2, 3>(value), permuteItems<1, 2, 2, 3, 1>(value)),
-                    permuteItems<1, 3, 3, 1, 2>(value));
+        return extreme<Highest>(
+            extreme<Highest>(permuteItems<1, 1, 1, 2, 3>(value), permuteItems<1, 2, 2, 3, 1>(value)),
+            permuteItems<1, 3, 3, 1, 2>(value));
     }
 }
 

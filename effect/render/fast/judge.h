@@ -31,11 +31,7 @@ public:
 
     Judge(const MosaicJob<Depth>& job, const Pyramid<T, S>& pyramid, bool useTables, bool sourceDecides)
         : job_(job), pyramid_(pyramid), busy_(job, useTables, kEachChannel), sourceDecides_(sourceDecides) {
-        Pixel<Mask<T>> unprocessed;
-        for (int c = 0; c < kChannelsPerPixel; ++c) {
-            unprocessed.channel[c] = static_cast<Mask<T>>(job.processed[c] ? Mask<T>{0} : ~Mask<T>{0});
-        }
-        unprocessed_ = repeat<M>(unprocessed);
+        unprocessed_ = ~repeat<M>(processedMask(job));
     }
 
     /// `above`: what already stands for each block.
@@ -50,8 +46,8 @@ public:
 
 private:
     using V = Lanes<T>;
-    using M = Vector<Mask<T>, kVectorBytes>;
-    static constexpr std::int32_t kPixels = Pyramid<T, S>::kRegisterPixels;
+    using M = Lanes<Mask<T>>;
+    static constexpr std::int32_t kPixels = kRegisterPixels<T>;
 
     /// Nodes whose averages are still to be summed, of one level.
     struct Node {
@@ -227,13 +223,13 @@ template <typename Depth, typename S>
 void foldTiles(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Channel, S>& pyramid) {
     using T = typename Depth::Channel;
     using V = Lanes<T>;
-    using M = Vector<Mask<T>, kVectorBytes>;
+    using M = Lanes<Mask<T>>;
     if (!job.joint) {
         return;
     }
     Pixel<Mask<T>> rgb{};
     for (int c = kChannelR; c <= kChannelB; ++c) {
-        rgb.channel[c] = static_cast<Mask<T>>(~Mask<T>{0});
+        rgb.channel[c] = maskOf<T>(true);
     }
     const auto folded = repeat<M>(rgb);
     const std::ptrdiff_t begin = pyramid.place(pyramid.levels, 0, 0);

@@ -26,12 +26,11 @@ public:
         const std::int32_t levels = levelsToTiles((output.width - 1) / job_.gridWidth + 1,  //
                                                   (output.height - 1) / job_.gridHeight + 1);
         // A register of blocks of which nothing is known yet.
-        Mask<T> open[kRegisterChannels];
-        Mask<T> keep[kRegisterChannels];
-        T fill[kRegisterChannels];
-        for (std::size_t i = 0; i < kRegisterChannels; ++i) {
-            const bool processed = job_.processed[i % kChannelsPerPixel];
-            open[i] = static_cast<Mask<T>>(processed ? ~Mask<T>{0} : Mask<T>{0});
+        Mask<T> open[kLanes<T>];
+        Mask<T> keep[kLanes<T>];
+        T fill[kLanes<T>];
+        for (std::int32_t i = 0; i < kLanes<T>; ++i) {
+            open[i] = maskOf<T>(job_.processed[i % kChannelsPerPixel]);
             keep[i] = static_cast<Mask<T>>(~open[i]);
             fill[i] = T{};
         }
@@ -46,8 +45,6 @@ public:
     }
 
 private:
-    static constexpr std::size_t kRegisterChannels = kVectorBytes / sizeof(T);
-
     void drawCellRow(std::int32_t y0, std::int32_t y1, std::int32_t levels, const Verdicts<T>& above) {
         BlockRow row(work_.columns, y0, y1, levels, 0);
         std::int32_t x0 = 0;

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "effect/render/fast/arrange.h"
+#include "effect/render/fast/busy.h"
 #include "effect/render/fast/kernel.h"
 #include "effect/render/fast/vector.h"
 #include "effect/render/fast/workspace.h"
@@ -91,10 +92,6 @@ void sampleRow(const Picture<T>& picture, const T* row, std::int32_t x, std::int
     }
 }
 
-/// Sums of channels 0 and 2, and of 1 and 3, in lanes twice as wide as a channel. 2^bits + 1 summands fit.
-template <typename T>
-using SumLane = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
-
 /// So many rows, and columns, can be summed up without an overflow: columns in SumLanes, and all in 32 bits.
 inline constexpr std::int32_t kMostSummands = 256;
 static_assert(kLargestTiledBlock <= kMostSummands);
@@ -166,7 +163,7 @@ template <typename Depth>
         return;
     }
     for (; i < lanes; i += kChannelsPerPixel) {
-        measureColumn<Depth, Vector<T, kChannelsPerPixel * sizeof(T)>>(from + i, stride, rows, i, fresh, measure);
+        measureColumn<Depth, PixelVector<T>>(from + i, stride, rows, i, fresh, measure);
     }
 }
 
@@ -199,31 +196,24 @@ void measureDown(const Picture<typename Depth::Channel>& picture, const Region& 
 /// The lowest (highest) of each channel of `width` pixels.
 template <typename T, bool Highest>
 [[gnu::always_inline]] inline Pixel<T> extremeAcross(const T* pixels, std::int32_t width) {
-    const auto fold = [](auto value, auto kept) {
-        if constexpr (Highest) {
-            return larger(value, kept);
-        } else {
-            return smaller(value, kept);
-        }
-    };
     if (width < 4) {
-        using P = Vector<T, kChannelsPerPixel * sizeof(T)>;
-        P extreme = load<P>(pixels);
+        using P = PixelVector<T>;
+        P result = load<P>(pixels);
         for (std::int32_t i = 1; i < width; ++i) {
-            extreme = fold(load<P>(pixels + i * kChannelsPerPixel), extreme);
+            result = extreme<Highest>(load<P>(pixels + i * kChannelsPerPixel), result);
         }
-        return firstPixel<T>(extreme);
+        return firstPixel<T>(result);
     }
     using Q = Quartet<T>;
     // The last four pixels may overlap what went before.
     const std::ptrdiff_t tail = static_cast<std::ptrdiff_t>(width - 4) * kChannelsPerPixel;
-    Q extreme = load<Q>(pixels + tail);
+    Q result = load<Q>(pixels + tail);
     for (std::ptrdiff_t i = 0; i < tail; i += 4 * kChannelsPerPixel) {
-        extreme = fold(load<Q>(pixels + i), extreme);
+        result = extreme<Highest>(load<Q>(pixels + i), result);
     }
-    extreme = fold(swapPairs<T>(extreme), extreme);
-    extreme = fold(swapNeighbours<T>(extreme), extreme);
-    return firstPixel<T>(extreme);
+    result = extreme<Highest>(swapPairs<T>(result), result);
+    result = extreme<Highest>(swapNeighbours<T>(result), result);
+    return firstPixel<T>(result);
 }
 
 /// Ones in the SumLanes of the first `width` of eight pixels.
@@ -237,7 +227,7 @@ constexpr FirstPixels<T> findFirstPixels() {
     for (int width = 0; width <= kMaximumTileSize; ++width) {
         for (int i = 0; i < width; ++i) {
             for (auto& mask : masks.ofWidth[width][i].channel) {
-                mask = static_cast<Mask<T>>(~Mask<T>{0});
+                mask = maskOf<T>(true);
             }
         }
     }
@@ -311,16 +301,9 @@ template <typename T, typename V>
 /// Measures across the tiles of a register: their lowest or highest values, their sums of every second channel.
 template <typename T, bool Highest>
 [[gnu::always_inline]] inline FirstPlaces extremeOfTiles(Wide<T> columns) {
-    const auto fold = [](auto value, auto kept) {
-        if constexpr (Highest) {
-            return larger(value, kept);
-        } else {
-            return smaller(value, kept);
-        }
-    };
-    columns = fold(swapNeighbours<T>(columns), columns);
-    columns = fold(swapPairs<T>(columns), columns);
-    return firstPlaces<T>(fold(swapHalves<T>(columns), columns));
+    columns = extreme<Highest>(swapNeighbours<T>(columns), columns);
+    columns = extreme<Highest>(swapPairs<T>(columns), columns);
+    return firstPlaces<T>(extreme<Highest>(swapHalves<T>(columns), columns));
 }
 template <typename T>
 [[gnu::always_inline]] inline FirstPlaces sumOfTiles(Wide<T> columns, WideMask<T> unique) {
@@ -346,8 +329,8 @@ template <typename T>
 }
 
 /// NaNs in the channels of which some pixel is no finite number, zeros in the others.
-[[gnu::always_inline]] inline Vector<float, 16> notFinite(const float* sums, std::int32_t width) {
-    using P = Vector<float, 16>;
+[[gnu::always_inline]] inline PixelVector<float> notFinite(const float* sums, std::int32_t width) {
+    using P = PixelVector<float>;
     P sum{};
     if (width < 4) {
         for (std::int32_t i = 0; i < width; ++i) {
@@ -405,12 +388,10 @@ void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Cha
         }
         return;
     }
-    using P = Vector<T, kChannelsPerPixel * sizeof(T)>;
-    using M = Vector<Mask<T>, sizeof(P)>;
-    Pixel<Mask<T>> unprocessed;
-    for (int c = 0; c < kChannelsPerPixel; ++c) {
-        unprocessed.channel[c] = static_cast<Mask<T>>(job.processed[c] ? Mask<T>{0} : ~Mask<T>{0});
-    }
+    using P = PixelVector<T>;
+    using M = PixelVector<Mask<T>>;
+    const auto processed = processedMask(job);
+    const M unprocessed = ~load<M>(&processed);
     for (std::int32_t c = 0; c < columns; ++c) {
         const std::int32_t x = bounds[c] - bounds[0];
         const std::int32_t width = bounds[c + 1] - bounds[c];
@@ -419,7 +400,7 @@ void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Cha
         P poisoned = load<P>(&lowest);
         if constexpr (sizeof(T) > 2) {
             const P poison = notFinite(measure.even.pixel(x), width);
-            poisoned = poisoned + reinterpret<P>(reinterpret<M>(poison) & load<M>(&unprocessed));
+            poisoned = poisoned + reinterpret<P>(reinterpret<M>(poison) & unprocessed);
         }
         store(low + c * kChannelsPerPixel, poisoned);
         store(high + c * kChannelsPerPixel, load<P>(&highest));
@@ -549,7 +530,7 @@ RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job
 template <typename T, typename S>
 void measureUpperLevels(const Pyramid<T, S>& pyramid) {
     using V = Lanes<T>;
-    constexpr std::int32_t kStep = kChannelsPerPixel * Pyramid<T, S>::kRegisterPixels;
+    constexpr std::int32_t kStep = kLanes<T>;
     for (std::int32_t l = pyramid.levels - 1; l >= 0; --l) {
         for (std::int32_t r = 0; r < pyramid.rowsAt(l); ++r) {
             const std::ptrdiff_t node = pyramid.place(l, r, 0);

@@ -77,8 +77,8 @@ private:
             begin_[k] = quarters.bounds[k];
             count_[k] = quarters.bounds[k + 1] - quarters.bounds[k];
             const std::int32_t half = quarters.bounds[k / 2 * 2 + 2] - quarters.bounds[k / 2 * 2];
-            tooShort.channel[k] = maskOf(half < 3);
-            oneRow.channel[k] = maskOf(count_[k] == 1);
+            tooShort.channel[k] = maskOf<T>(half < 3);
+            oneRow.channel[k] = maskOf<T>(count_[k] == 1);
         }
         tooShort_ = repeat<M>(tooShort);
         oneRow_ = repeat<M>(oneRow);
@@ -120,8 +120,6 @@ private:
             }
         }
     }
-
-    static constexpr Mask<T> maskOf(bool value) { return static_cast<Mask<T>>(value ? ~Mask<T>{0} : Mask<T>{0}); }
 
     T* outputAt(std::int32_t x, std::int32_t row) const {
         return job_.output.pixels + (y_ + row) * job_.output.stride +

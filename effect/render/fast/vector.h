@@ -82,37 +82,41 @@ inline constexpr bool kIsWide = false;
 template <typename T, std::size_t Bytes>
 inline constexpr bool kIsWide<WideVector<T, Bytes>> = true;
 
-/// The unsigned integer as wide as a channel: masks are all ones or all zeros.
+/// The unsigned integer of 1, 2, 4 or 8 bytes.
+template <std::size_t Bytes>
+using Unsigned = std::conditional_t<
+    Bytes == 1, std::uint8_t,
+    std::conditional_t<Bytes == 2, std::uint16_t, std::conditional_t<Bytes == 4, std::uint32_t, std::uint64_t>>>;
+
+/// As wide as a channel: masks are all ones or all zeros.
 template <typename T>
-struct MaskOf;
-template <>
-struct MaskOf<std::uint8_t> {
-    using Type = std::uint8_t;
-};
-template <>
-struct MaskOf<std::uint16_t> {
-    using Type = std::uint16_t;
-};
-template <>
-struct MaskOf<float> {
-    using Type = std::uint32_t;
-};
+using Mask = Unsigned<sizeof(T)>;
 template <typename T>
-using Mask = typename MaskOf<T>::Type;
+constexpr Mask<T> maskOf(bool set) {
+    return static_cast<Mask<T>>(set ? ~Mask<T>{0} : Mask<T>{0});
+}
+
+/// Twice as wide as an integer channel: sums of channels 0 and 2, or of 1 and 3. 2^bits + 1 summands fit.
+template <typename T>
+using SumLane = Unsigned<2 * sizeof(T)>;
 
 /// As many channels as a register holds.
 template <typename T>
 using Lanes = Vector<T, kVectorBytes>;
 template <typename T>
 inline constexpr std::int32_t kLanes = static_cast<std::int32_t>(kVectorBytes / sizeof(T));
+template <typename T>
+inline constexpr std::int32_t kRegisterPixels = kLanes<T> / kChannelsPerPixel;
 
-/// Four pixels side by side, and two.
+/// One pixel, and four side by side.
+template <typename T>
+using PixelVector = Vector<T, kChannelsPerPixel * sizeof(T)>;
 template <typename T>
 inline constexpr std::size_t kQuartetBytes = 4 * kChannelsPerPixel * sizeof(T);
 template <typename T>
 using Quartet = Vector<T, kQuartetBytes<T>>;
 
-/// One pixel, for the few steps taken pixel by pixel.
+/// One pixel's channels, for the few steps taken channel by channel.
 template <typename T>
 struct Pixel {
     T channel[kChannelsPerPixel];
@@ -197,6 +201,16 @@ template <typename V>
         return {larger(value.low, kept.low), larger(value.high, kept.high)};
     } else {
         return value > kept ? value : kept;
+    }
+}
+
+/// The one of the two that `Highest` says.
+template <bool Highest, typename V>
+[[gnu::always_inline]] inline V extreme(V value, V kept) {
+    if constexpr (Highest) {
+        return larger(value, kept);
+    } else {
+        return smaller(value, kept);
     }
 }
 
@@ -320,7 +334,7 @@ template <typename V, typename P>
 template <std::size_t Units, typename V, std::size_t... Order>
 [[gnu::always_inline]] inline V pickItems(V a, V b, std::index_sequence<Order...>) {
     // As few and wide lanes as there can be, for the compiler to see what it is.
-    using Word = std::conditional_t<Units % 2 == 0, std::uint64_t, std::uint32_t>;
+    using Word = Unsigned<Units % 2 == 0 ? 8 : 4>;
     constexpr std::size_t kWords = 4 * Units / sizeof(Word);
     const auto picked = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
         constexpr std::size_t kOrder[] = {Order...};
@@ -429,9 +443,8 @@ template <typename T, typename V>
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapChannels(V value) {
     if constexpr (sizeof(T) <= 2) {
-        using Lane = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
-        const auto lanes = reinterpret<Vector<Lane, sizeof(V)>>(value);
-        return reinterpret<V>(shiftedLeft<8 * sizeof(T)>(lanes) | shiftedRight<8 * sizeof(T)>(lanes));
+        const auto pairs = reinterpret<Vector<Unsigned<2 * sizeof(T)>, sizeof(V)>>(value);
+        return reinterpret<V>(shiftedLeft<8 * sizeof(T)>(pairs) | shiftedRight<8 * sizeof(T)>(pairs));
     } else {
         return permuteItems<1, 1, 0, 3, 2>(value);
     }
@@ -466,10 +479,9 @@ template <int Bits, typename V>
         exchange<Bits>(a.low, b.low);
         exchange<Bits>(a.high, b.high);
     } else if constexpr (Bits <= 32) {
-        using Both =
-            std::conditional_t<Bits == 8, std::uint16_t, std::conditional_t<Bits == 16, std::uint32_t, std::uint64_t>>;
-        using Pairs = Vector<Both, sizeof(V)>;
-        const Pairs first = splat<Pairs>(static_cast<Both>((std::uint64_t{1} << Bits) - 1));
+        using Pair = Unsigned<2 * static_cast<std::size_t>(Bits) / 8>;
+        using Pairs = Vector<Pair, sizeof(V)>;
+        const Pairs first = splat<Pairs>(static_cast<Pair>((std::uint64_t{1} << Bits) - 1));
         const auto x = reinterpret<Pairs>(a);
         const auto y = reinterpret<Pairs>(b);
         a = reinterpret<V>((x & first) | (y << Bits));

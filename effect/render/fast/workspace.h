@@ -35,13 +35,11 @@ struct Pyramid {
     std::int32_t levels;
     std::int32_t depth;  ///< of the blocks, in the quadtree
 
-    /// A level's rows begin and end with whole registers, so that none has to be handled in pieces.
-    static constexpr std::int32_t kRegisterPixels = kLanes<T> < kChannelsPerPixel ? 1 : kLanes<T> / kChannelsPerPixel;
-
     std::int32_t columnsAt(std::int32_t level) const { return blocks << level; }
     static std::int32_t rowsAt(std::int32_t level) { return 1 << level; }
+    /// In nodes: rows begin and end with whole registers, so that none has to be handled in pieces.
     std::int32_t strideAt(std::int32_t level) const {
-        return (columnsAt(level) + kRegisterPixels - 1) / kRegisterPixels * kRegisterPixels;
+        return (columnsAt(level) + kRegisterPixels<T> - 1) / kRegisterPixels<T> * kRegisterPixels<T>;
     }
     /// Where a node's channels begin in the arrays.
     std::ptrdiff_t place(std::int32_t level, std::int32_t row, std::int32_t column) const {
@@ -65,8 +63,8 @@ struct Pyramid {
 /// The channels that the arrays of a pyramid need room for, the padding of rows and what vectors reach over included.
 template <typename T>
 constexpr std::size_t channelsFor(std::int32_t tiles, std::int32_t levels) {
-    constexpr std::int32_t kPad = Pyramid<T, std::uint32_t>::kRegisterPixels;
-    return static_cast<std::size_t>(kChannelsPerPixel * (tiles + (tiles - 1) / 3 + ((2 << levels) + 4) * kPad));
+    return static_cast<std::size_t>(kChannelsPerPixel *
+                                    (tiles + (tiles - 1) / 3 + ((2 << levels) + 4) * kRegisterPixels<T>));
 }
 
 /// Blocks up to 256 pixels wide are measured tile by tile at once, several side by side.

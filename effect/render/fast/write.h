@@ -15,10 +15,10 @@ namespace {
 /// a vector to tell the type and a place. It may be run twice for some places.
 template <typename T, typename Part>
 [[gnu::always_inline]] inline void alongRow(const T* output, std::int32_t lanes, const Part& part) {
-    using V = Vector<Mask<T>, kVectorBytes>;
+    using V = Lanes<Mask<T>>;
     if (lanes < kLanes<T>) {
         for (std::int32_t i = 0; i < lanes; i += kChannelsPerPixel) {
-            part(Vector<Mask<T>, kChannelsPerPixel * sizeof(T)>{}, i);
+            part(PixelVector<Mask<T>>{}, i);
         }
         return;
     }
