@@ -7,10 +7,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <type_traits>
 
 #include "effect/render/fast/geometry.h"
+#include "effect/render/fast/permute.h"
 #include "effect/render/fast/vector.h"
+#include "effect/render/pixels.h"
 
 namespace quorvel {
 namespace {

@@ -6,9 +6,10 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "effect/render/depth.h"
 #include "effect/render/fast/geometry.h"
+#include "effect/render/fast/permute.h"
 #include "effect/render/fast/vector.h"
+#include "effect/render/pixels.h"
 
 namespace quorvel {
 namespace {

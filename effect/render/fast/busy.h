@@ -3,11 +3,12 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <type_traits>
+#include <limits>
 
 #include "effect/render/fast/kernel.h"
+#include "effect/render/fast/permute.h"
 #include "effect/render/fast/vector.h"
+#include "effect/render/pixels.h"
 
 namespace quorvel {
 namespace {
@@ -95,6 +96,40 @@ Pixel<Mask<typename Depth::Channel>> processedMask(const MosaicJob<Depth>& job) 
         mask.channel[c] = maskOf<T>(job.processed[c]);
     }
     return mask;
+}
+
+/// Whether blocks that are busy stay so with more contrast, in all channels that are processed.
+template <typename Depth>
+bool staysBusy(const MosaicJob<Depth>& job) {
+    using T = typename Depth::Channel;
+    if (!job.rangesHold || sizeof(T) == 2) {
+        return false;  // contrasts of 16 bits can wrap around
+    }
+    bool stays = true;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        stays =
+            stays && (!job.processed[c] || (!job.busy[c].outside && job.busy[c].last == std::numeric_limits<T>::max()));
+    }
+    return stays;
+}
+
+/// Whether what has been measured so far is enough contrast in all channels that are processed.
+template <typename Depth>
+bool isSurelyBusy(const MosaicJob<Depth>& job, const Pixel<typename Depth::Channel>& lowest,
+                  const Pixel<typename Depth::Channel>& highest) {
+    using T = typename Depth::Channel;
+    bool busy = true;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        // A channel's own contrast is at most the joint one.
+        T low = lowest.channel[c];
+        T high = highest.channel[c];
+        if constexpr (sizeof(T) > 2) {
+            low = low < T{0} ? T{0} : low;
+            high = high > T{1} ? T{1} : high;
+        }
+        busy = busy && (!job.processed[c] || (high > low && static_cast<T>(high - low) >= job.busy[c].first));
+    }
+    return busy;
 }
 
 /// Puts the lowest (highest) of R, G and B into all three; channel A has no meaning afterwards.

@@ -8,20 +8,15 @@
 
 #include "effect/render/fast/average.h"
 #include "effect/render/fast/busy.h"
+#include "effect/render/fast/geometry.h"
 #include "effect/render/fast/kernel.h"
-#include "effect/render/fast/workspace.h"
+#include "effect/render/fast/permute.h"
+#include "effect/render/fast/pyramid.h"
+#include "effect/render/fast/vector.h"
+#include "effect/render/pixels.h"
 
 namespace quorvel {
 namespace {
-
-/// What has already become of blocks: see Pyramid. Read in whole registers.
-template <typename T>
-struct Verdicts {
-    const Mask<T>* open;
-    const Mask<T>* keep;
-    const T* fill;
-    std::int32_t step;  ///< 1: one after another; 0: the same for all, and there is just a register of them
-};
 
 /// Judges the nodes of a measured pyramid, level by level. Afterwards every tile has its verdict.
 template <typename Depth, typename S>

@@ -2,14 +2,22 @@
 // The fast kernel. This file is compiled once for each instruction set, with QUORVEL_KERNELS naming its table.
 #include "effect/render/fast/kernel.h"
 
+#include <cstddef>
+#include <cstdint>
+
 #include "effect/render/cells.h"
+#include "effect/render/depth.h"
 #include "effect/render/fast/geometry.h"
 #include "effect/render/fast/judge.h"
 #include "effect/render/fast/measure.h"
+#include "effect/render/fast/picture.h"
+#include "effect/render/fast/pyramid.h"
 #include "effect/render/fast/refine.h"
 #include "effect/render/fast/smooth.h"
+#include "effect/render/fast/vector.h"
 #include "effect/render/fast/workspace.h"
 #include "effect/render/fast/write.h"
+#include "effect/render/pixels.h"
 
 namespace quorvel {
 namespace {

@@ -3,11 +3,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 
+#include "effect/render/curve.h"
 #include "effect/render/curve_table.h"
+#include "effect/render/depth.h"
 #include "effect/render/fast/geometry.h"
 #include "effect/render/fast/kernel.h"
 #include "effect/render/grid.h"
@@ -92,7 +95,7 @@ bool findBusyRange(const typename Depth::Channel* table, typename Depth::Channel
                    BusyRange<typename Depth::Channel>& range) {
     constexpr int kLevels = Depth::kLevels;
     const bool firstIsBusy = table[0] > threshold;
-    int changes[3];
+    int changes[2];
     int count = 0;
     for (int level = 1; level < kLevels; ++level) {
         if ((table[level] > threshold) != (table[level - 1] > threshold)) {

@@ -9,11 +9,15 @@
 #include "effect/render/fast/arrange.h"
 #include "effect/render/fast/average.h"
 #include "effect/render/fast/busy.h"
+#include "effect/render/fast/geometry.h"
 #include "effect/render/fast/kernel.h"
-#include "effect/render/fast/measure.h"
+#include "effect/render/fast/permute.h"
+#include "effect/render/fast/picture.h"
+#include "effect/render/fast/pyramid.h"
 #include "effect/render/fast/vector.h"
 #include "effect/render/fast/workspace.h"
 #include "effect/render/fast/write.h"
+#include "effect/render/pixels.h"
 
 namespace quorvel {
 namespace {

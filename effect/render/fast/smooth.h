@@ -2,7 +2,7 @@
 // The curve's box filter for many samples side by side, each sample's sums in their stated order.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 
 #include "effect/render/fast/kernel.h"
 #include "effect/render/fast/vector.h"

@@ -5,8 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "effect/render/fast/geometry.h"
 #include "effect/render/fast/vector.h"
 #include "effect/render/fast/workspace.h"
+#include "effect/render/pixels.h"
 
 namespace quorvel {
 namespace {
