@@ -14,9 +14,9 @@
 namespace quorvel {
 namespace {
 
-/// Truncated quotients of sums of integers. With half a unit added the exact quotient stays at least 0.5 / count off
-/// every integer that it is below, far more than the rounding errors as long as sums stay below 2^50; theirs end at
-/// 2^47.
+/// Truncated averages of `count` pixels' integer channels. With half a unit added the exact quotient stays at least
+/// half of 1 / count off every integer that it is below, far more than the rounding errors as long as sums stay below
+/// 2^50; theirs end at 2^47.
 template <typename T, typename S>
 [[gnu::always_inline]] inline Pixel<T> quotients(const S* sums, std::int32_t count) {
     const double reciprocal = 1.0 / static_cast<double>(count);
@@ -42,7 +42,6 @@ void sumSideBySide(const PixelView<const float>& source, const Region* regions, 
                   static_cast<std::ptrdiff_t>(regions[b].x) * kChannelsPerPixel;
         commonWidth = regions[b].width < commonWidth ? regions[b].width : commonWidth;
         rows = regions[b].height > rows ? regions[b].height : rows;
-        sums[b] = FloatPixel{};
     }
     FloatPixel running[Count] = {};
     for (std::int32_t j = 0; j < rows; ++j) {
@@ -76,8 +75,8 @@ void sumSideBySide(const PixelView<const float>& source, const Region* regions, 
 template <typename T>
 class ArrangedAverages {
 public:
-    /// What dividing by `count`, at most 16, takes, in all lanes of a half tile. `joint`: as the form for R, G and B
-    /// together rounds.
+    /// What ofQuarters divides by `count` pixels with, at most 16, in all lanes of half a tile. `joint`: as the form
+    /// for R, G and B together rounds.
     static auto divisors(std::int32_t count, bool joint) {
         const auto one = divisor(count, joint);
         return splat<Vector<std::remove_const_t<decltype(one)>, kQuartetBytes<T>>>(one);
@@ -112,10 +111,10 @@ public:
         }
     }
 
-    /// Of the whole half tile, of one or two pairs of rows. `divisors` in the lanes that its sums have.
+    /// Of a quarter of the tile: the whole half, and those of four rows that are `counted`. `divisors` for its pixels.
     template <typename V, typename M>
-    [[gnu::always_inline]] static inline V ofHalves(const V (&rows)[4], const bool (&counted)[4], M unique, V divisors,
-                                                    [[maybe_unused]] bool joint) {
+    [[gnu::always_inline]] static inline V ofQuarters(const V (&rows)[4], const bool (&counted)[4], M unique,
+                                                      V divisors, [[maybe_unused]] bool joint) {
         if constexpr (sizeof(T) <= 2) {
             Sums<V> sums{};
             for (int r = 0; r < 4; ++r) {
@@ -142,8 +141,9 @@ public:
 private:
     static auto divisor(std::int32_t count, [[maybe_unused]] bool joint) {
         if constexpr (sizeof(T) == 1) {
-            // Half of 2^16 / count, rounded up by less than 5 / count: with sums up to 16 * 255 that stays below the
-            // 2^15 / count that it would take to reach another integer.
+            // Half of 2^16 / count, rounded up by at most 4 / count for the counts that quarters of tiles can have:
+            // times a sum of up to 16 * 255 that stays below the 2^15 / count that it would take to reach another
+            // integer.
             return static_cast<std::uint16_t>((32768 + count - 1) / count);
         } else if constexpr (sizeof(T) == 2) {
             return 1.0F / static_cast<float>(count);
@@ -191,8 +191,8 @@ private:
         if constexpr (sizeof(T) == 1) {
             return highProduct(sums + sums, reinterpret<Words>(divisors));
         } else {
-            // As in averageOf: half a unit is at least 1/32 of a quotient's step here, the rounding errors of quotients
-            // below 2^16 are less than 1/64.
+            // As in quotients(): half a unit is at least 1/32 of a quotient's step here, the rounding errors of
+            // quotients below 2^16 are less than 1/64.
             return truncatedProduct(sums, reinterpret<Vector<float, sizeof(V)>>(divisors));
         }
     }

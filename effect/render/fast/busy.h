@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whether blocks are busy, for as many as a vector holds: whether the curve, at their contrast, is above the threshold.
+// Whether blocks are busy: whether the curve, at their contrast, is above the threshold.
 #pragma once
 
 #include <cstddef>
@@ -22,6 +22,7 @@ constexpr LaneChannels everyLane(int channel) {
     return {{channel, channel, channel, channel}};
 }
 
+/// The test of as many spreads as V holds channels.
 template <typename Depth, typename V>
 class BusyTest {
 public:
@@ -50,6 +51,7 @@ public:
         }
     }
 
+    /// Ones where a block of this spread is busy.
     [[gnu::always_inline]] inline M operator()(V low, V high) const {
         if (useTables_) {
             return lookUp(low, high);
@@ -98,22 +100,22 @@ Pixel<Mask<typename Depth::Channel>> processedMask(const MosaicJob<Depth>& job) 
     return mask;
 }
 
-/// Whether blocks that are busy stay so with more contrast, in all channels that are processed.
+/// Whether blocks that are busy stay so with any more contrast, in all channels that are processed.
 template <typename Depth>
 bool staysBusy(const MosaicJob<Depth>& job) {
     using T = typename Depth::Channel;
     if (!job.rangesHold || sizeof(T) == 2) {
-        return false;  // contrasts of 16 bits can wrap around
+        return false;  // contrasts of 16 bits can go beyond the curve's one turn
     }
+    constexpr T kHighest = std::numeric_limits<T>::max();  // a constant, for no copy of the function to be left behind
     bool stays = true;
     for (int c = 0; c < kChannelsPerPixel; ++c) {
-        stays =
-            stays && (!job.processed[c] || (!job.busy[c].outside && job.busy[c].last == std::numeric_limits<T>::max()));
+        stays = stays && (!job.processed[c] || (!job.busy[c].outside && job.busy[c].last == kHighest));
     }
     return stays;
 }
 
-/// Whether what has been measured so far is enough contrast in all channels that are processed.
+/// Given that, whether a block is busy in all channels that are processed, by a spread that may still widen.
 template <typename Depth>
 bool isSurelyBusy(const MosaicJob<Depth>& job, const Pixel<typename Depth::Channel>& lowest,
                   const Pixel<typename Depth::Channel>& highest) {

@@ -24,12 +24,16 @@ class Judge {
 public:
     using T = typename Depth::Channel;
 
-    Judge(const MosaicJob<Depth>& job, const Pyramid<T, S>& pyramid, bool useTables, bool sourceDecides)
-        : job_(job), pyramid_(pyramid), busy_(job, useTables, kEachChannel), sourceDecides_(sourceDecides) {
-        unprocessed_ = ~repeat<M>(processedMask(job));
-    }
+    /// `useTables` as in BusyTest. `spreadsOfSource`: the source decides by itself, and in float a channel that is not
+    /// processed has a NaN for its lowest value if it holds what is not finite.
+    Judge(const MosaicJob<Depth>& job, const Pyramid<T, S>& pyramid, bool useTables, bool spreadsOfSource)
+        : job_(job),
+          pyramid_(pyramid),
+          busy_(job, useTables, kEachChannel),
+          spreadsOfSource_(spreadsOfSource),
+          unprocessed_(~repeat<M>(processedMask(job))) {}
 
-    /// `above`: what already stands for each block.
+    /// `above`: what has already been decided for each block.
     void judge(const Verdicts<T>& above) {
         for (std::int32_t level = 0; level <= pyramid_.levels; ++level) {
             for (std::int32_t row = 0; row < pyramid_.rowsAt(level); ++row) {
@@ -44,7 +48,7 @@ private:
     using M = Lanes<Mask<T>>;
     static constexpr std::int32_t kPixels = kRegisterPixels<T>;
 
-    /// Nodes whose averages are still to be summed, of one level.
+    /// To be filled with its average, in these channels.
     struct Node {
         std::int32_t row;
         std::int32_t column;
@@ -60,18 +64,18 @@ private:
             last && (depth + 1 == job_.maximumDepth || pyramid_.rows[row + 1] - pyramid_.rows[row] < 3);
         const std::ptrdiff_t place = pyramid_.place(level, row, 0);
         const std::ptrdiff_t parents = level == 0 ? 0 : pyramid_.place(level - 1, row / 2, 0);
-        for (std::int32_t x = 0; x < pyramid_.strideAt(level); x += kPixels) {
-            const std::ptrdiff_t i = place + x * kChannelsPerPixel;
+        for (std::int32_t column = 0; column < pyramid_.strideAt(level); column += kPixels) {
+            const std::ptrdiff_t i = place + column * kChannelsPerPixel;
             M open;
             M keep;
             V fill;
             if (level == 0) {
-                const std::ptrdiff_t block = above.step * x * kChannelsPerPixel;
+                const std::ptrdiff_t block = above.step * column * kChannelsPerPixel;
                 open = load<M>(above.open + block);
                 keep = load<M>(above.keep + block);
                 fill = load<V>(above.fill + block);
             } else {
-                const std::ptrdiff_t parent = parents + x / 2 * kChannelsPerPixel;
+                const std::ptrdiff_t parent = parents + column / 2 * kChannelsPerPixel;
                 open = doubledPixels<T, M>(pyramid_.open + parent);
                 keep = doubledPixels<T, M>(pyramid_.keep + parent);
                 fill = doubledPixels<T, V>(pyramid_.fill + parent);
@@ -89,7 +93,7 @@ private:
                 keep = keep | open;
                 open = M{};
             }
-            if (last && sourceDecides_) {
+            if (last && spreadsOfSource_) {
                 // What is the same everywhere need not be read again.
                 M constant = equal<M>(low, high) & keep;
                 if constexpr (sizeof(T) > 2) {
@@ -103,7 +107,7 @@ private:
             store(pyramid_.keep + i, keep);
             store(pyramid_.fill + i, fill);
             if (!allZeros(filled)) {
-                note(level, row, x, filled);
+                note(level, row, column, filled);
             }
         }
         if (last) {
@@ -111,7 +115,7 @@ private:
         }
     }
 
-    /// Nodes that have been filled just now.
+    /// Takes down the nodes of a register in which some channel is to be filled.
     void note(std::int32_t level, std::int32_t row, std::int32_t column, M filled) {
         Pixel<Mask<T>> masks[static_cast<std::size_t>(kPixels)];
         store(masks, filled);
@@ -159,6 +163,7 @@ private:
         return quotients<T>(sums, region.width * region.height);
     }
 
+    /// Fills the pending nodes, which are summed side by side.
     void fillPending() {
         if constexpr (sizeof(T) > 2) {
             Region regions[kSideBySide];
@@ -173,7 +178,7 @@ private:
                     done += static_cast<int>(Count);
                 }
             };
-            sum(std::integral_constant<std::size_t, 8>{});
+            sum(std::integral_constant<std::size_t, kSideBySide>{});
             sum(std::integral_constant<std::size_t, 4>{});
             sum(std::integral_constant<std::size_t, 2>{});
             sum(std::integral_constant<std::size_t, 1>{});
@@ -206,11 +211,11 @@ private:
     const MosaicJob<Depth>& job_;
     const Pyramid<T, S>& pyramid_;
     const BusyTest<Depth, V> busy_;
-    const bool sourceDecides_;
-    M unprocessed_;
-    Node pending_[kSideBySide];
+    const bool spreadsOfSource_;
+    const M unprocessed_;
+    Node pending_[kSideBySide];  ///< noted, but not filled yet; only float sums wait for company
     int pendingCount_ = 0;
-    std::int32_t level_ = 0;
+    std::int32_t level_ = 0;  ///< of the pending nodes
 };
 
 /// Gives the tiles of a joint quadtree one spread of R, G and B; does nothing otherwise.

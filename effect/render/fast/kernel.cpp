@@ -22,6 +22,7 @@
 namespace quorvel {
 namespace {
 
+/// Draws a frame row by row of cells, and of those as many side by side as fit into the scratch memory.
 template <typename Depth>
 class FrameDrawer {
 public:
@@ -33,7 +34,7 @@ public:
         const PixelView<T>& output = job_.output;
         const std::int32_t levels = levelsToTiles((output.width - 1) / job_.gridWidth + 1,  //
                                                   (output.height - 1) / job_.gridHeight + 1);
-        // A register of blocks of which nothing is known yet.
+        // A register of blocks of which nothing is decided yet but for the channels that are not processed.
         Mask<T> open[kLanes<T>];
         Mask<T> keep[kLanes<T>];
         T fill[kLanes<T>];
@@ -118,13 +119,13 @@ private:
         row.blocks = 0;
     }
 
-    /// Whether the tables had to be used. `spreadsTell`: of the source, with NaNs in them where there are some.
+    /// Judges a pyramid of measured tiles. Returns whether the tables had to be used.
     template <typename S>
-    bool judgeMeasured(const Pyramid<T, S>& pyramid, const Verdicts<T>& above, bool spreadsTell) {
+    bool judgeMeasured(const Pyramid<T, S>& pyramid, const Verdicts<T>& above, bool spreadsOfSource) {
         foldTiles(job_, pyramid);
         measureUpperLevels(pyramid);
         const bool useTables = !job_.rangesHold || leavesRange(pyramid);
-        Judge<Depth, S>(job_, pyramid, useTables, spreadsTell).judge(above);
+        Judge<Depth, S>(job_, pyramid, useTables, spreadsOfSource).judge(above);
         return useTables;
     }
 
@@ -180,6 +181,7 @@ private:
     /// Nests as often as a block of 2^31 pixels a side can be too large: a few times.
     void drawLargeBlock(const Region& block, std::int32_t depth, std::int32_t levels, const Verdicts<T>& above) {
         const std::int32_t coarse = levels - kTileLevels < kCoarseLevels ? levels - kTileLevels : kCoarseLevels;
+        const std::int32_t span = 1 << coarse;
         constexpr std::size_t kNodeChannels = channelsFor<T>(kCoarseSpan * kCoarseSpan, kCoarseLevels);
         T low[kNodeChannels];
         T high[kNodeChannels];
@@ -189,12 +191,11 @@ private:
         std::int32_t rows[kCoarseSpan + 1];
         const Pyramid<T, std::uint64_t> pyramid{{low}, {high}, fill, sums, columns, rows, 1, coarse, depth};
         columns[0] = block.x;
-        columns[1 << coarse] = block.x + block.width;
+        columns[span] = block.x + block.width;
         rows[0] = block.y;
-        rows[1 << coarse] = block.y + block.height;
+        rows[span] = block.y + block.height;
         halveRepeatedly(columns, 1, coarse);
         halveRepeatedly(rows, 1, coarse);
-        const std::int32_t span = 1 << coarse;
         for (std::int32_t r = 0; r < span; ++r) {
             for (std::int32_t c = 0; c < span; ++c) {
                 const RegionMeasure<T> part =
@@ -207,6 +208,7 @@ private:
                 }
             }
         }
+        // Of floats, the measure of a region does not say whether all are finite.
         judgeMeasured(pyramid, above, !pictures_.separate && sizeof(T) <= 2);
 
         for (std::int32_t r = 0; r < span; ++r) {

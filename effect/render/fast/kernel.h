@@ -19,17 +19,20 @@ struct BusyRange {
     bool outside = false;
 };
 
+/// Frames less wide are the plain kernel's: the fast ones take whole registers of pixels out of rows.
+inline constexpr std::int32_t kNarrowestFrame = 16;
+
 /// One frame's work, prepared for the kernels. Borrowed for the call, tables included.
 template <typename Depth>
 struct MosaicJob {
     using T = typename Depth::Channel;
-    PixelView<T> output;
-    PixelView<const T> source;
+    PixelView<T> output;        ///< at least kNarrowestFrame wide and 1 high; may be the source's memory
+    PixelView<const T> source;  ///< of the same size
     /// `intensity.pixels` is null when the source decides; the origin is the first output pixel's 16.16 position.
     IntensitySampling<T> intensity;
     std::int32_t intensityX = 0;
     std::int32_t intensityY = 0;
-    /// At least 1 each.
+    /// At least 1 each, and cells not so thin that a block has less than three pixels before it is a tile's size.
     std::int32_t gridWidth = 1;
     std::int32_t gridHeight = 1;
     std::int32_t maximumDepth = 0;
@@ -44,8 +47,9 @@ struct MosaicJob {
     bool rangesHold = false;
 };
 
-/// The box filter of the curve. `periodic` points at sample 0 and holds `radius` more samples on either side;
-/// `centre` and `result` hold `count`. Equals getCurveVal's sums in their order.
+/// The box filter of the curve, of at least 1 in `radius`. `periodic` points at sample 0 and holds `radius` more
+/// samples on either side; `centre` and `result` hold `count`, a multiple of 16. Equals getCurveVal's sums in their
+/// order.
 struct CurveSmoothing {
     const float* centre;
     const float* periodic;

@@ -25,7 +25,8 @@ namespace {
 inline constexpr std::int32_t kMostSummands = 256;
 static_assert(kLargestTiledBlock <= kMostSummands);
 
-/// A register's worth of columns; what stands there is the measure so far, unless this is a fresh one.
+/// Measures a vector's worth of columns, from channel `lane` of the rows on. Carries on with what stands there, unless
+/// this is a fresh measure.
 template <typename Depth, typename V>
 [[gnu::always_inline]] inline void measureColumn(const typename Depth::Channel* from, std::ptrdiff_t stride,
                                                  std::int32_t rows, std::int32_t lane, bool fresh,
@@ -44,7 +45,7 @@ template <typename Depth, typename V>
         // Even channels and 2^bits times the odd ones; what overflows is known in the end.
         Sums both = fresh ? Sums{} : load<Sums>(evens) + (odd << kBits);
         for (std::int32_t j = 0; j < rows; ++j, from += stride) {
-            prefetch(from, rows * stride);
+            prefetch(from, rows * stride);  // the same row of the tiles below
             const V value = load<V>(from);
             low = smaller(value, low);
             high = larger(value, high);
@@ -79,7 +80,7 @@ template <typename Depth>
     std::int32_t i = 0;
     const std::int32_t aligned = lanesToAlignment(from);
     if (fresh && lanes >= kLanes<T> && aligned > 0 && aligned % kChannelsPerPixel == 0) {
-        // Some columns are measured twice.
+        // Some columns are measured twice, which a fresh measure does not show.
         measureColumn<Depth, Lanes<T>>(from, stride, rows, 0, true, measure);
         i = aligned;
     }
@@ -124,7 +125,7 @@ void measureDown(const Picture<typename Depth::Channel>& picture, const Region& 
 
 /// Across the tiles of a row: their sums, out of the columns'.
 template <typename T>
-void sumAcross(const Pyramid<T, std::uint32_t>& pyramid, std::int32_t row, ColumnMeasure<T>& measure) {
+void sumAcross(const Pyramid<T, std::uint32_t>& pyramid, std::int32_t row, const ColumnMeasure<T>& measure) {
     const std::int32_t columns = pyramid.columnsAt(pyramid.levels);
     const std::int32_t* const bounds = pyramid.columns;
     std::uint32_t* const sums = pyramid.sumsOfTile(row, 0);
@@ -143,10 +144,10 @@ void sumAcross(const Pyramid<T, std::uint32_t>& pyramid, std::int32_t row, Colum
 }
 
 /// And their spreads. Channels that are not processed and hold any float that is not finite get a NaN for their lowest
-/// value.
+/// value, so that they do not pass for constant.
 template <typename Depth>
 void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Channel, std::uint32_t>& pyramid,
-                  std::int32_t row, ColumnMeasure<typename Depth::Channel>& measure) {
+                  std::int32_t row, const ColumnMeasure<typename Depth::Channel>& measure) {
     using T = typename Depth::Channel;
     const std::int32_t columns = pyramid.columnsAt(pyramid.levels);
     const std::int32_t* const bounds = pyramid.columns;
@@ -182,7 +183,7 @@ void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Cha
     }
 }
 
-/// Measures each tile of a row of blocks that fits into the scratch rows.
+/// Measures each tile of a row of blocks, which is at most kRowPixels wide.
 template <typename Depth>
 void measureTiles(const MosaicJob<Depth>& job, const Pictures<typename Depth::Channel>& pictures,
                   const Pyramid<typename Depth::Channel, std::uint32_t>& pyramid,
@@ -203,7 +204,7 @@ void measureTiles(const MosaicJob<Depth>& job, const Pictures<typename Depth::Ch
     }
 }
 
-/// The measure of a region of any size.
+/// The measure of a region of any size; sums of integers only.
 template <typename T>
 struct RegionMeasure {
     Pixel<T> low;
@@ -211,8 +212,8 @@ struct RegionMeasure {
     std::uint64_t sums[kChannelsPerPixel];
 };
 
-/// If it is sure to be split, no longer than it takes to see that: sums are not those of all then, and the spreads of
-/// channels that are not processed are as wide as can be.
+/// Measures a region of any size. One that is sure to be busy is measured no further than it takes to see that: sums
+/// are not those of all pixels then, and the spreads of channels that are not processed are as wide as can be.
 template <typename Depth>
 RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job,
                                                      const Pictures<typename Depth::Channel>& pictures,
@@ -234,7 +235,8 @@ RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job
         }
     };
     constexpr std::int32_t kWidth = kRowPixels<T> < kMostSummands ? kRowPixels<T> : kMostSummands;
-    constexpr std::int32_t kHeight = 32;
+    constexpr std::int32_t kHeight = 32;  // until the next look whether that is enough
+    static_assert(kHeight <= kMostSummands);
     const bool mayStop = staysBusy(job);
     const std::int32_t right = region.x + region.width;
     const std::int32_t bottom = region.y + region.height;
@@ -268,27 +270,28 @@ RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job
     return measure;
 }
 
+/// The lowest (highest) of nodes' quadrants, for a register of nodes; two rows of quadrants, from there on.
+template <bool Highest, typename T>
+[[gnu::always_inline]] inline Lanes<T> extremeOfQuadrants(const T* upper, const T* lower) {
+    using V = Lanes<T>;
+    const V left = extreme<Highest>(load<V>(upper), load<V>(lower));
+    const V right = extreme<Highest>(load<V>(upper + kLanes<T>), load<V>(lower + kLanes<T>));
+    return extreme<Highest>(everySecondPixel<T, 0>(left, right), everySecondPixel<T, 1>(left, right));
+}
+
 /// Fills the upper levels' spreads from the tiles'.
 template <typename T, typename S>
 void measureUpperLevels(const Pyramid<T, S>& pyramid) {
-    using V = Lanes<T>;
-    constexpr std::int32_t kStep = kLanes<T>;
     for (std::int32_t l = pyramid.levels - 1; l >= 0; --l) {
         for (std::int32_t r = 0; r < pyramid.rowsAt(l); ++r) {
             const std::ptrdiff_t node = pyramid.place(l, r, 0);
-            const std::ptrdiff_t above = pyramid.place(l + 1, 2 * r, 0);
-            const std::ptrdiff_t below = pyramid.place(l + 1, 2 * r + 1, 0);
-            for (std::int32_t i = 0; i < pyramid.strideAt(l) * kChannelsPerPixel; i += kStep) {
-                const V low[2] = {smaller(load<V>(pyramid.low + above + 2 * i), load<V>(pyramid.low + below + 2 * i)),
-                                  smaller(load<V>(pyramid.low + above + 2 * i + kStep),
-                                          load<V>(pyramid.low + below + 2 * i + kStep))};
-                const V high[2] = {larger(load<V>(pyramid.high + above + 2 * i), load<V>(pyramid.high + below + 2 * i)),
-                                   larger(load<V>(pyramid.high + above + 2 * i + kStep),
-                                          load<V>(pyramid.high + below + 2 * i + kStep))};
-                store(pyramid.low + node + i,
-                      smaller(everySecondPixel<T, 0>(low[0], low[1]), everySecondPixel<T, 1>(low[0], low[1])));
-                store(pyramid.high + node + i,
-                      larger(everySecondPixel<T, 0>(high[0], high[1]), everySecondPixel<T, 1>(high[0], high[1])));
+            const std::ptrdiff_t upper = pyramid.place(l + 1, 2 * r, 0);
+            const std::ptrdiff_t lower = pyramid.place(l + 1, 2 * r + 1, 0);
+            for (std::int32_t i = 0; i < pyramid.strideAt(l) * kChannelsPerPixel; i += kLanes<T>) {
+                const auto low = extremeOfQuadrants<false>(pyramid.low + upper + 2 * i, pyramid.low + lower + 2 * i);
+                const auto high = extremeOfQuadrants<true>(pyramid.high + upper + 2 * i, pyramid.high + lower + 2 * i);
+                store(pyramid.low + node + i, low);
+                store(pyramid.high + node + i, high);
             }
         }
     }

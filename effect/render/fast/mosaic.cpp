@@ -182,10 +182,9 @@ void drawMosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const 
                                   [set](int type, int count, float amplitude, float smoothness, float* samples) {
                                       sampleCurve(type, count, amplitude, smoothness, samples, set);
                                   });
-    // Without cells there is only something to copy. The kernels take whole registers of pixels out of rows.
-    constexpr std::int32_t kNarrowest = 16;
+    // Without cells there is only something to copy.
     const bool hasCells = values.gridWidth >= 1 && values.gridHeight >= 1;
-    if (!hasCells || output.width < kNarrowest ||
+    if (!hasCells || output.width < kNarrowestFrame ||
         cellsAreThin((output.width - 1) / values.gridWidth + 1,  //
                      (output.height - 1) / values.gridHeight + 1)) {
         mosaicFrame<Depth>(output, source, values, table, intensity, originX, originY);

@@ -25,7 +25,8 @@ void drawMosaicFrame(PixelView<typename Depth::Channel> output, PixelView<const 
                      const ParamValues& values, PixelView<const typename Depth::Channel> intensity,
                      std::int32_t originX, std::int32_t originY, InstructionSet set = chosenInstructionSet());
 
-/// getCurveVal for all samples of a curve at once, without offset and flags.
+/// getCurveVal for all `count` samples of a curve at once, without offset and flags. `count` is a multiple of 16. Never
+/// inlined: its scratch memory is to be gone from the stack when the frame is drawn.
 [[gnu::noinline]] void sampleCurve(int type, int count, float amplitude, float smoothness, float* samples,
                                    InstructionSet set = chosenInstructionSet());
 

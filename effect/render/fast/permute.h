@@ -17,7 +17,7 @@ namespace {
 /// The items of `Units` 32-bit units at these places of two registers, taken as one row.
 template <std::size_t Units, typename V, std::size_t... Order>
 [[gnu::always_inline]] inline V pickItems(V a, V b, std::index_sequence<Order...>) {
-    // As few and wide lanes as there can be, for the compiler to see what it is.
+    // As few and wide lanes as there can be: compilers find the instructions for those.
     using Word = Unsigned<Units % 2 == 0 ? 8 : 4>;
     constexpr std::size_t kWords = 4 * Units / sizeof(Word);
     const auto picked = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
@@ -78,7 +78,7 @@ template <std::size_t Units, std::size_t A, std::size_t B, std::size_t C, std::s
     }
 }
 
-/// Pixels A B C D of each four.
+/// Pixels A B C D of each four; neighbours and pairs of them are swapped within each four, too.
 template <typename T, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
 [[gnu::always_inline]] inline V permutePixels(V value) {
     return permuteItems<sizeof(T), A, B, C, D>(value);
@@ -92,7 +92,7 @@ template <typename T, typename V>
     return permutePixels<T, 2, 3, 0, 1>(value);
 }
 
-/// Of the pixels of two registers side by side, those in even (odd) places.
+/// Of the pixels of two registers side by side, those in even (First 0) or odd (First 1) places.
 template <typename T, std::size_t First, typename V>
 [[gnu::always_inline]] inline V everySecondPixel(V a, V b) {
     const auto picked = [&]<std::size_t... Pixel>(std::index_sequence<Pixel...>) {
@@ -101,7 +101,7 @@ template <typename T, std::size_t First, typename V>
     return picked(std::make_index_sequence<sizeof(V) / (kChannelsPerPixel * sizeof(T))>{});
 }
 
-/// As many pixels as fill half a register, each twice.
+/// The first half of a register's pixels, each twice; a register's only pixel as it is. Reads the whole register.
 template <typename T, typename V>
 [[gnu::always_inline]] inline V doubledPixels(const void* from) {
     constexpr std::size_t kPixels = sizeof(V) / (kChannelsPerPixel * sizeof(T));
@@ -190,7 +190,7 @@ inline constexpr bool kHasPermute = !kIsWide<V> && sizeof(V) >= 32;
 template <typename V>
 inline constexpr bool kHasMaskedStore = !kIsWide<V> && sizeof(V) == 64;
 
-/// Stores the first 32-bit units only.
+/// Stores the first `units` 32-bit units only, at most 16.
 template <typename V>
 [[gnu::always_inline]] inline void storeUnits([[maybe_unused]] void* to, [[maybe_unused]] V value,
                                               [[maybe_unused]] std::int32_t units) {
@@ -200,7 +200,7 @@ template <typename V>
 #endif
 }
 
-/// The 32-bit units at these places.
+/// The 32-bit units at these places, one for each unit of the result.
 template <typename V, typename Places>
 [[gnu::always_inline]] inline V permuteUnits([[maybe_unused]] V value, [[maybe_unused]] Places places) {
     static_assert(kHasPermute<V> && sizeof(V) == sizeof(Places));

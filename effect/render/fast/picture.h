@@ -14,14 +14,14 @@
 namespace quorvel {
 namespace {
 
-/// A picture addressed by output positions.
+/// The source, or an intensity layer.
 template <typename T>
 struct Picture {
     /// Read as it is: the pixel at output position 0, 0. Otherwise null, and rows have to be sampled.
     const T* origin = nullptr;
-    std::ptrdiff_t stride = 0;
+    std::ptrdiff_t stride = 0;  ///< in channels
     IntensitySampling<T> sampling;
-    std::int32_t sampleX = 0;
+    std::int32_t sampleX = 0;  ///< 16.16 position of output pixel 0, 0 in the layer
     std::int32_t sampleY = 0;
 
     const T* at(std::int32_t x, std::int32_t y) const {
@@ -58,6 +58,7 @@ Pictures<typename Depth::Channel> picturesOf(const MosaicJob<Depth>& job) {
     return {source, {nullptr, 0, sampling, job.intensityX, job.intensityY}, true};
 }
 
+/// Clamped to 0 to size - 1.
 [[gnu::always_inline]] inline std::int32_t held(std::int32_t value, std::int32_t size) {
     return value < 0 ? 0 : value < size ? value : size - 1;
 }

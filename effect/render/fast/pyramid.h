@@ -14,8 +14,8 @@ namespace {
 
 /// A row of blocks of the same depth, halved `levels` times into tiles, as quadtrees of nodes. Level 0 are the blocks,
 /// level `levels` the tiles; each level is a picture of one pixel per node. A node is first measured and then judged,
-/// in the same place: its spread is not needed once it stands what becomes of its channels.
-/// S: what holds the sums of a tile.
+/// in the same place: its spread is not needed once it is decided what becomes of its channels.
+/// S: the integer that holds the sum of a tile.
 template <typename T, typename S>
 struct Pyramid {
     union {
@@ -27,7 +27,7 @@ struct Pyramid {
         Mask<T>* keep;  ///< the channels that stay as they are in the source; all others are filled
     };
     T* fill;                ///< the colour of filled channels
-    S* sums;                ///< of each channel of each tile, for integers
+    S* sums;                ///< of each channel of each tile, row by row, if channels are integers
     std::int32_t* columns;  ///< columnsAt(levels) + 1 bounds
     std::int32_t* rows;     ///< rowsAt(levels) + 1 bounds
     std::int32_t blocks;
@@ -59,20 +59,21 @@ struct Pyramid {
     }
 };
 
-/// The channels that the arrays of a pyramid need room for, the padding of rows and what vectors reach over included.
+/// The channels that the arrays of a pyramid need room for: of the tiles, of less than a third as many nodes above
+/// them, and of what pads the rows of all levels and vectors reach over.
 template <typename T>
 constexpr std::size_t channelsFor(std::int32_t tiles, std::int32_t levels) {
     return static_cast<std::size_t>(kChannelsPerPixel *
                                     (tiles + (tiles - 1) / 3 + ((2 << levels) + 4) * kRegisterPixels<T>));
 }
 
-/// What has already become of blocks: see Pyramid. Read in whole registers.
+/// What has been decided for nodes side by side, as in a Pyramid. Read in whole registers.
 template <typename T>
 struct Verdicts {
     const Mask<T>* open;
     const Mask<T>* keep;
     const T* fill;
-    std::int32_t step;  ///< 1: one after another; 0: the same for all, and there is just a register of them
+    std::int32_t step;  ///< 1: one after another; 0: the same for all, given as one register of them
 };
 
 }  // namespace

@@ -17,7 +17,7 @@
 namespace quorvel {
 namespace {
 
-/// The lowest (highest) of each channel of `width` pixels.
+/// The lowest (highest) of each channel of `width` pixels, at least one.
 template <typename T, bool Highest>
 [[gnu::always_inline]] inline Pixel<T> extremeAcross(const T* pixels, std::int32_t width) {
     if (width < 4) {
@@ -60,9 +60,9 @@ constexpr FirstPixels<T> findFirstPixels() {
 template <typename T>
 inline constexpr FirstPixels<T> kFirstPixels = findFirstPixels<T>();
 
-/// Adds up the sums of at most kMostSummands columns.
+/// Adds up the sums of columns. 256 of 256 rows each fit.
 template <typename T>
-[[gnu::always_inline]] inline void addAcross(ColumnMeasure<T>& measure, std::int32_t width, std::uint32_t* sums) {
+[[gnu::always_inline]] inline void addAcross(const ColumnMeasure<T>& measure, std::int32_t width, std::uint32_t* sums) {
     for (std::int32_t i = 0; i < width; ++i) {
         const auto* even = reinterpret_cast<const SumLane<T>*>(measure.even.pixel(i));
         const auto* odd = reinterpret_cast<const SumLane<T>*>(measure.odd.pixel(i));
@@ -73,13 +73,13 @@ template <typename T>
     }
 }
 
-/// The sums of a tile.
+/// The sums of the tile that begins at x in the rows.
 template <typename T>
-[[gnu::always_inline]] inline void sumTile(ColumnMeasure<T>& measure, std::int32_t x, std::int32_t width,
+[[gnu::always_inline]] inline void sumTile(const ColumnMeasure<T>& measure, std::int32_t x, std::int32_t width,
                                            std::uint32_t* sums) {
     using Q = Vector<SumLane<T>, kQuartetBytes<T>>;
     const auto* masks = kFirstPixels<T>.ofWidth[width];
-    const auto across = [&](T* first) {
+    const auto across = [&](const T* first) {
         const Q sum = (load<Q>(first) & load<Q>(masks)) + (load<Q>(first + 4 * kChannelsPerPixel) & load<Q>(masks + 4));
         const Q pairs = sum + swapPairs<T>(sum);
         return firstPixel<T>(pairs + swapNeighbours<T>(pairs));
@@ -96,7 +96,7 @@ template <typename T>
     sums[3] = odd[1];
 }
 
-/// Whether a register holds whole tiles, which are then measured that way.
+/// Whether a register holds whole tiles. They are measured that way then.
 template <typename T>
 inline constexpr bool kHoldsTiles = sizeof(T) <= 2 && kHasPermute<Wide<T>>&& kHalvesPerWide<T> >= 2;
 
@@ -138,7 +138,7 @@ template <typename T>
     return firstPlaces<T>(sums + swapHalves<T>(sums));
 }
 
-/// The channels of each tile in their order.
+/// Stores the sums of a register's tiles, each tile's channels in their order: two tiles' of 8 bits, or one's of 16.
 template <typename T>
 [[gnu::always_inline]] inline void storeSums(FirstPlaces even, FirstPlaces odd, std::uint32_t* to) {
     using Lanes16 = Vector<SumLane<T>, 16>;
@@ -146,29 +146,30 @@ template <typename T>
     const auto o = reinterpret<Lanes16>(odd);
     if constexpr (sizeof(T) == 1) {
         const auto ordered = __builtin_shufflevector(e, o, 0, 8, 1, 9, 2, 10, 3, 11);
+        // Where registers are too small for this type it is not asked for, as long as it depends on T.
         store(to, __builtin_convertvector(ordered, Vector<std::uint32_t, 32 * sizeof(T)>));
     } else {
         store(to, __builtin_shufflevector(e, o, 0, 4, 1, 5));
     }
 }
 
-/// NaNs in the channels of which some pixel is no finite number, zeros in the others.
+/// NaNs in the channels of which some column's sum is no finite number, zeros in the others. `width` is at least 1.
 [[gnu::always_inline]] inline PixelVector<float> notFinite(const float* sums, std::int32_t width) {
     using P = PixelVector<float>;
+    using Q = Quartet<float>;
     P sum{};
     if (width < 4) {
         for (std::int32_t i = 0; i < width; ++i) {
             sum += load<P>(sums + i * kChannelsPerPixel);
         }
-        return sum - sum;
+    } else {
+        // Pixels that are taken twice change nothing.
+        Q four = load<Q>(sums) + load<Q>(sums + static_cast<std::ptrdiff_t>(width - 4) * kChannelsPerPixel);
+        four = four + swapPairs<float>(four);
+        four = four + swapNeighbours<float>(four);
+        sum = load<P>(&four);
     }
-    using Q = Quartet<float>;
-    // Pixels that are taken twice change nothing.
-    Q four = load<Q>(sums) + load<Q>(sums + static_cast<std::ptrdiff_t>(width - 4) * kChannelsPerPixel);
-    four = four + swapPairs<float>(four);
-    four = four + swapNeighbours<float>(four);
-    sum = load<P>(&four);
-    return sum - sum;
+    return sum * P{};  // zero times what is not finite is a NaN
 }
 
 }  // namespace

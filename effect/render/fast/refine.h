@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Inside tiles that are split: two more halvings make up to four by four parts of one or two pixels a side, all decided
-// at once in vectors.
+// Inside tiles that are split: two more halvings make quarters, and of those up to four by four parts of one or two
+// pixels a side, all decided at once in vectors.
 #pragma once
 
 #include <cstddef>
@@ -28,6 +28,7 @@ class Refiner {
 public:
     using T = typename Depth::Channel;
 
+    /// `useTables` as in BusyTest.
     Refiner(const MosaicJob<Depth>& job, const Pictures<T>& pictures, const Pyramid<T, std::uint32_t>& pyramid,
             Workspace<T>& work, bool useTables)
         : job_(job),
@@ -40,6 +41,7 @@ public:
                 {job, useTables, everyLane(kChannelB)}},
           lastHalving_(pyramid.depth + pyramid.levels + 2 == job.maximumDepth) {}
 
+    /// A row of tiles some of which are split, so of at least three rows of pixels.
     void drawTileRow(std::int32_t row) {
         const std::int32_t columns = pyramid_.columnsAt(pyramid_.levels);
         const std::int32_t* const bounds = pyramid_.columns;
@@ -65,6 +67,9 @@ private:
     using M = WideMask<T>;
     static constexpr int kIntervals = 4;
 
+    // So much is loaded at once, without reaching over the ends of a frame's rows.
+    static_assert(kWidePixels<T> <= kNarrowestFrame);
+
     /// Of each row interval the first and the last row.
     struct Rows {
         const T* row[2 * kIntervals];
@@ -88,7 +93,7 @@ private:
         oneRow_ = repeat<M>(oneRow);
         for (int half = 0; half < 2; ++half) {
             const std::int32_t rows = count_[2 * half] + count_[2 * half + 1];
-            for (std::int32_t width = 3; rows > 0 && width <= kMaximumTileSize; ++width) {
+            for (std::int32_t width = 3; width <= kMaximumTileSize; ++width) {
                 T* const divisors = divisors_[half][width].channel;
                 store(divisors, ArrangedAverages<T>::divisors(rows * (width / 2), job_.joint));
                 store(divisors + 4 * kChannelsPerPixel,
@@ -116,7 +121,7 @@ private:
             deciding[j] = work_.sampledRows[j].channels();
         }
         for (int k = 0; k < kIntervals; ++k) {
-            // An empty interval, which only the first can be, has the row behind it.
+            // An empty interval, which only the first of three rows' can be, has the row behind it.
             const std::int32_t rows[2] = {begin_[k], count_[k] == 2 ? begin_[k] + 1 : begin_[k]};
             for (int i = 0; i < 2; ++i) {
                 source_.row[2 * k + i] = pictures_.source.at(left, y_ + rows[i]);
@@ -217,8 +222,7 @@ private:
         }
     }
 
-    /// Masks of each channel, which have the row intervals in the places of a pixel's channels: what is kept, and which
-    /// quarters of the tiles are busy.
+    /// What is kept, and which quarters of the tiles are busy: masks of each channel, as byInterval takes them.
     [[gnu::always_inline]] inline void decide(const Arrangement<T>& tiles, const ArrangedRows& rows, Intervals<M>& keep,
                                               Intervals<M>& busyQuarters) const {
         const M unique = tiles.template ofWidths<M>(kUniqueMasks<T>.ofWidth);
@@ -228,7 +232,7 @@ private:
             low[k] = rows[2 * k];
             high[k] = rows[2 * k];
             if constexpr (sizeof(T) > 2) {
-                // Numbers take the place of these, but NaNs do not.
+                // A measure's start gives way to a number, but not to a NaN.
                 low[k] = smaller(low[k], splat<W>(Depth::kMinimumStart));
                 high[k] = larger(high[k], splat<W>(Depth::kMaximumStart));
             }
@@ -238,27 +242,28 @@ private:
         transpose<T>(low);
         transpose<T>(high);
         // Only quarters of at least three pixels in both directions are split; others are kept if they are busy.
-        M whole = tooShort_ | ~permutePixels<T, 3, 3, 3, 3>(unique);
+        M keepIfBusy = tooShort_ | ~permutePixels<T, 3, 3, 3, 3>(unique);
         if constexpr (sizeof(T) <= 2) {
             // A pixel's average is the pixel.
-            whole = whole | (oneRow_ & ~permutePixels<T, 1, 1, 3, 3>(unique));
+            keepIfBusy = keepIfBusy | (oneRow_ & ~permutePixels<T, 1, 1, 3, 3>(unique));
         }
         if (job_.joint) {
             busyQuarters[kChannelR] = decideChannel(smaller(low[kChannelB], smaller(low[kChannelG], low[kChannelR])),
                                                     larger(high[kChannelB], larger(high[kChannelG], high[kChannelR])),
-                                                    busy_[kChannelR], whole, keep[kChannelR]);
+                                                    busy_[kChannelR], keepIfBusy, keep[kChannelR]);
             return;
         }
         for (int c = 0; c < kChannelsPerPixel; ++c) {
             keep[c] = busyQuarters[c] = ~M{};
             if (job_.processed[c]) {
-                busyQuarters[c] = decideChannel(low[c], high[c], busy_[c], whole, keep[c]);
+                busyQuarters[c] = decideChannel(low[c], high[c], busy_[c], keepIfBusy, keep[c]);
             }
         }
     }
 
-    /// The busy quarters by the spreads of a channel's pixels, and what is kept.
-    [[gnu::always_inline]] inline M decideChannel(W low, W high, const BusyTest<Depth, W>& busy, M whole,
+    /// The busy quarters by the spreads of a channel's row intervals, and what of them is kept: parts that are busy
+    /// too, and those of `keepIfBusy`, which a busy quarter keeps in any case.
+    [[gnu::always_inline]] inline M decideChannel(W low, W high, const BusyTest<Depth, W>& busy, M keepIfBusy,
                                                   M& keep) const {
         if constexpr (sizeof(T) == 2) {
             low = smaller(low, splat<W>(Depth::kMinimumStart));  // channels may hold more
@@ -266,14 +271,14 @@ private:
         low = smaller(swapNeighbours<T>(low), low);
         high = larger(swapNeighbours<T>(high), high);
         if (!lastHalving_) {
-            whole = whole | busy(low, high);
+            keepIfBusy = keepIfBusy | busy(low, high);
         }
         low = smaller(swapPairs<T>(low), low);
         high = larger(swapPairs<T>(high), high);
         low = smaller(swapChannels<T>(low), low);
         high = larger(swapChannels<T>(high), high);
         const M busyQuarters = busy(low, high);
-        keep = lastHalving_ ? busyQuarters : busyQuarters & whole;
+        keep = lastHalving_ ? busyQuarters : busyQuarters & keepIfBusy;
         return busyQuarters;
     }
 
@@ -283,16 +288,13 @@ private:
         const M unique = tiles.template ofWidths<M>(kUniqueMasks<T>.ofWidth);
         for (int half = 0; half < 2; ++half) {
             const int k = 2 * half;
-            if (count_[k] + count_[k + 1] == 0) {
-                continue;
-            }
-            const M busy = busyQuarters[k];  // that of the next interval is the same
+            const M busy = busyQuarters[k];  // a quarter has both of the half's intervals
             W whole{};
             if (!allOnes(busy)) {
                 const W quarter[4] = {rows[2 * k], rows[2 * k + 1], rows[2 * k + 2], rows[2 * k + 3]};
                 const bool counted[4] = {count_[k] > 0, count_[k] == 2, count_[k + 1] > 0, count_[k + 1] == 2};
-                whole = ArrangedAverages<T>::ofHalves(quarter, counted, unique,
-                                                      tiles.template ofWidths<W>(divisors_[half]), job_.joint);
+                whole = ArrangedAverages<T>::ofQuarters(quarter, counted, unique,
+                                                        tiles.template ofWidths<W>(divisors_[half]), job_.joint);
             }
             for (int i = k; i < k + 2; ++i) {
                 const W parts = ArrangedAverages<T>::ofParts(rows[2 * i], rows[2 * i + 1], unique, count_[i] == 2);
@@ -314,8 +316,8 @@ private:
     std::int32_t count_[kIntervals] = {};
     Rows source_{};
     Rows deciding_{};
-    M tooShort_{};  ///< one bit pattern per row interval, in the places of channels
-    M oneRow_{};
+    M tooShort_{};  ///< row intervals, in the places of channels, whose half of the tile has less than three rows
+    M oneRow_{};    ///< and those of a single row
     /// What divides sums of quarters, in the upper and lower half of tiles of each width.
     struct Divisors {
         T channel[8 * kChannelsPerPixel];

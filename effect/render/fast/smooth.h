@@ -42,7 +42,7 @@ template <typename V, std::size_t Vectors>
     }
 }
 
-/// `radius` is at least 1, and `count` a multiple of the widest vector.
+/// Leaves no samples over: `count` is a multiple of the widest register's.
 inline void smoothCurve(const CurveSmoothing& curve) {
     constexpr int kVectors = 4;
     constexpr int kStep = kVectors * kLanes<float>;

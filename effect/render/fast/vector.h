@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Vectors of channels, in the width of the instruction set that this file is compiled for.
+// Vectors of channels, in the width of the instruction set that this file is compiled for, and what is done with them
+// lane by lane. permute.h has what moves lanes.
 //
 // Included by kernel.cpp alone, which is compiled once per instruction set: everything here has internal linkage, and
 // nothing may come from a header that would leave a shared copy behind.
@@ -17,6 +18,7 @@
 namespace quorvel {
 namespace {
 
+/// The size of a register.
 #if defined(__AVX512BW__)
 inline constexpr std::size_t kVectorBytes = 64;
 #elif defined(__AVX2__)
@@ -37,6 +39,7 @@ struct WideVector;
 template <typename T, std::size_t Bytes>
 using Vector = typename std::conditional_t<(Bytes > kVectorBytes), WideVector<T, Bytes>, NativeVector<T, Bytes>>::Type;
 
+/// Two halves with the operators of native vectors.
 template <typename T, std::size_t Bytes>
 struct WideVector {
     using Type = WideVector;
@@ -84,9 +87,25 @@ inline constexpr bool kIsWide<WideVector<T, Bytes>> = true;
 
 /// The unsigned integer of 1, 2, 4 or 8 bytes.
 template <std::size_t Bytes>
-using Unsigned = std::conditional_t<
-    Bytes == 1, std::uint8_t,
-    std::conditional_t<Bytes == 2, std::uint16_t, std::conditional_t<Bytes == 4, std::uint32_t, std::uint64_t>>>;
+struct UnsignedOf;
+template <>
+struct UnsignedOf<1> {
+    using Type = std::uint8_t;
+};
+template <>
+struct UnsignedOf<2> {
+    using Type = std::uint16_t;
+};
+template <>
+struct UnsignedOf<4> {
+    using Type = std::uint32_t;
+};
+template <>
+struct UnsignedOf<8> {
+    using Type = std::uint64_t;
+};
+template <std::size_t Bytes>
+using Unsigned = typename UnsignedOf<Bytes>::Type;
 
 /// As wide as a channel: masks are all ones or all zeros.
 template <typename T>
@@ -144,7 +163,8 @@ template <typename V>
     }
 }
 
-/// Asks for what lies so many items further, perhaps outside of what may be read: to be read, or to be written.
+/// Fetches what lies `further` items behind `from` into the cache: to be read, or to be written. It may be outside of
+/// the picture, which is why no pointer steps there.
 template <typename T>
 [[gnu::always_inline]] inline void prefetch(const T* from, std::ptrdiff_t further) {
     const auto address = reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(further) * sizeof(T);
@@ -169,7 +189,7 @@ template <typename To, typename From>
     }
 }
 
-/// How many channels further a register's worth begins at a multiple of its size; less than a register holds.
+/// How many channels behind `address` the next multiple of a register's size is; less than a register holds.
 template <typename T>
 [[gnu::always_inline]] inline std::int32_t lanesToAlignment(const T* address) {
     const auto over = static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(address) % kVectorBytes);
@@ -235,7 +255,7 @@ template <typename M, typename V>
     }
 }
 
-/// Each lane of an integer vector shifted right, left.
+/// Each lane of an integer vector shifted right, or left.
 template <int Bits, typename V>
 [[gnu::always_inline]] inline V shiftedRight(V value) {
     if constexpr (kIsWide<V>) {
@@ -271,7 +291,7 @@ template <typename V>
     }
 }
 
-/// Each lane below 2^23, half a unit added, times a factor, truncated.
+/// (value + 0.5) * factor, truncated, of 32-bit lanes below 2^23: that much leaves floats room for the half.
 template <typename V, typename F>
 [[gnu::always_inline]] inline V truncatedProduct(V value, F factor) {
     if constexpr (kIsWide<V>) {
@@ -283,7 +303,7 @@ template <typename V, typename F>
     }
 }
 
-/// Whether all bits are zeros, are ones.
+/// Whether all bits are zeros, or ones.
 template <typename V>
 [[gnu::always_inline]] inline bool allZeros(V mask) {
     if constexpr (kIsWide<V>) {
@@ -311,7 +331,7 @@ template <typename M, typename V>
     return reinterpret<V>((reinterpret<M>(a) & mask) | (reinterpret<M>(b) & ~mask));
 }
 
-/// The same pixel again and again.
+/// One pixel (its channels or their masks) in the place of each.
 template <typename V, typename P>
 [[gnu::always_inline]] inline V repeat(P pixel) {
     if constexpr (kIsWide<V>) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Writing: each output pixel once, row by row.
+// Writing rows of which it has been decided what is kept and what it is filled with.
 #pragma once
 
 #include <cstddef>
@@ -48,6 +48,7 @@ template <typename T>
     });
 }
 
+/// The same for pixels that are all finished.
 template <typename T>
 [[gnu::always_inline]] inline void copyRow(T* output, std::ptrdiff_t stride, const T* from, std::int32_t lanes) {
     alongRow(output, lanes, [&](auto type, std::int32_t i) {
@@ -59,7 +60,7 @@ template <typename T>
 /// Writes the rows of a region by one pair of scratch rows, or by the second alone when nothing is kept.
 template <typename T>
 void mergeRows(const PixelView<T>& output, const PixelView<const T>& source, const Region& region, bool anyKept,
-               Row<Mask<T>>& keep, Row<T>& fill) {
+               const Row<Mask<T>>& keep, const Row<T>& fill) {
     const std::ptrdiff_t across = static_cast<std::ptrdiff_t>(region.x) * kChannelsPerPixel;
     const std::int32_t lanes = region.width * kChannelsPerPixel;
     for (std::int32_t y = region.y; y < region.y + region.height; ++y) {
@@ -73,8 +74,8 @@ void mergeRows(const PixelView<T>& output, const PixelView<const T>& source, con
     }
 }
 
-/// The same for `width` pixels from x on: what of them is kept (as masks), and what the rest is filled with. Up to
-/// three pixels behind them are overwritten.
+/// Plans the same for `width` pixels from x on: what of them is kept (as masks), and what the rest is filled with. Up
+/// to three pixels behind them are overwritten.
 template <typename T>
 [[gnu::always_inline]] inline void planEvenly(Row<Mask<T>>& keep, Row<T>& fill, std::int32_t x, std::int32_t width,
                                               const Mask<T>* kept, const T* filled) {
