@@ -282,7 +282,7 @@ template <bool Highest, typename T>
 /// Fills the upper levels' spreads from the tiles'.
 template <typename T, typename S>
 void measureUpperLevels(const Pyramid<T, S>& pyramid) {
-    for (std::int32_t l = pyramid.levels - 1; l >= 0; --l) {
+    for (std::int32_t l = pyramid.levels; l-- > 0;) {
         for (std::int32_t r = 0; r < pyramid.rowsAt(l); ++r) {
             const std::ptrdiff_t node = pyramid.place(l, r, 0);
             const std::ptrdiff_t upper = pyramid.place(l + 1, 2 * r, 0);

@@ -63,8 +63,9 @@ struct Pyramid {
 /// them, and of what pads the rows of all levels and vectors reach over.
 template <typename T>
 constexpr std::size_t channelsFor(std::int32_t tiles, std::int32_t levels) {
-    return static_cast<std::size_t>(kChannelsPerPixel *
-                                    (tiles + (tiles - 1) / 3 + ((2 << levels) + 4) * kRegisterPixels<T>));
+    const std::int32_t nodes = tiles + (tiles - 1) / 3;
+    const std::int32_t padding = ((2 << levels) + 4) * kRegisterPixels<T>;
+    return static_cast<std::size_t>(nodes + padding) * kChannelsPerPixel;
 }
 
 /// What has been decided for nodes side by side, as in a Pyramid. Read in whole registers.

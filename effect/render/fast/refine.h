@@ -112,7 +112,7 @@ private:
                 continue;
             }
             const T* const row = layerRow(pictures_.deciding, y_ + j);
-            if (row == above) {
+            if (j > 0 && row == above) {
                 deciding[j] = deciding[j - 1];
                 continue;
             }

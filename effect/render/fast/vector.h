@@ -163,17 +163,20 @@ template <typename V>
     }
 }
 
-/// Fetches what lies `further` items behind `from` into the cache: to be read, or to be written. It may be outside of
-/// the picture, which is why no pointer steps there.
+/// The address of what lies `further` items behind `from`, perhaps outside of the picture, where no pointer may step.
+template <typename T>
+[[gnu::always_inline]] inline const void* addressBehind(const T* from, std::ptrdiff_t further) {
+    const auto address = reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(further) * sizeof(T);
+    return reinterpret_cast<const void*>(address);  // NOLINT(performance-no-int-to-ptr)
+}
+/// Fetches what lies there into the cache: to be read, or to be written.
 template <typename T>
 [[gnu::always_inline]] inline void prefetch(const T* from, std::ptrdiff_t further) {
-    const auto address = reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(further) * sizeof(T);
-    __builtin_prefetch(reinterpret_cast<const void*>(address), 0);
+    __builtin_prefetch(addressBehind(from, further), 0);
 }
 template <typename T>
 [[gnu::always_inline]] inline void prefetchToWrite(const T* from, std::ptrdiff_t further) {
-    const auto address = reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(further) * sizeof(T);
-    __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
+    __builtin_prefetch(addressBehind(from, further), 1);
 }
 
 template <typename To, typename From>
