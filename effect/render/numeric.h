@@ -10,8 +10,9 @@ namespace quorvel {
 /// Truncates towards zero. NaN and anything that does not fit becomes the most negative integer, which is what the
 /// conversion instruction of x86 gives.
 [[gnu::always_inline]] inline std::int32_t truncateToInt(double value) {
+    constexpr std::int32_t kIndefinite = std::numeric_limits<std::int32_t>::min();
     const bool fits = value > -2147483649.0 && value < 2147483648.0;
-    return fits ? static_cast<std::int32_t>(value) : std::numeric_limits<std::int32_t>::min();
+    return fits ? static_cast<std::int32_t>(value) : kIndefinite;
 }
 
 /// Products, sums and negations that wrap around in 32 bits.

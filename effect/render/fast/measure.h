@@ -168,17 +168,21 @@ void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Cha
     using M = PixelVector<Mask<T>>;
     const auto processed = processedMask(job);
     const M unprocessed = ~load<M>(&processed);
+    P poison{};
+    if constexpr (sizeof(T) > 2) {
+        const P nans = notFinite(measure.even.channels(), bounds[columns] - bounds[0]);
+        poison = reinterpret<P>(reinterpret<M>(nans) & unprocessed);
+    }
     for (std::int32_t c = 0; c < columns; ++c) {
         const std::int32_t x = bounds[c] - bounds[0];
         const std::int32_t width = bounds[c + 1] - bounds[c];
         const Pixel<T> lowest = extremeAcross<T, false>(measure.low.pixel(x), width);
         const Pixel<T> highest = extremeAcross<T, true>(measure.high.pixel(x), width);
-        P poisoned = load<P>(&lowest);
         if constexpr (sizeof(T) > 2) {
-            const P poison = notFinite(measure.even.pixel(x), width);
-            poisoned = poisoned + reinterpret<P>(reinterpret<M>(poison) & unprocessed);
+            store(low + c * kChannelsPerPixel, load<P>(&lowest) + poison);
+        } else {
+            store(low + c * kChannelsPerPixel, load<P>(&lowest));
         }
-        store(low + c * kChannelsPerPixel, poisoned);
         store(high + c * kChannelsPerPixel, load<P>(&highest));
     }
 }

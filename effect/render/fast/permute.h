@@ -206,9 +206,8 @@ template <typename V, typename Places>
     static_assert(kHasPermute<V> && sizeof(V) == sizeof(Places));
 #if defined(__AVX512BW__)
     if constexpr (sizeof(V) == 64) {
-        // With a mask of ones, because GCC warns of how it does without.
-        return reinterpret<V>(_mm512_maskz_permutexvar_epi32(static_cast<__mmask16>(-1), reinterpret<__m512i>(places),
-                                                             reinterpret<__m512i>(value)));
+        return reinterpret<V>(
+            _mm512_maskz_permutexvar_epi32(kAllUnits, reinterpret<__m512i>(places), reinterpret<__m512i>(value)));
     }
 #endif
 #if defined(__AVX2__)

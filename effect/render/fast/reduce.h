@@ -153,23 +153,21 @@ template <typename T>
     }
 }
 
-/// NaNs in the channels of which some column's sum is no finite number, zeros in the others. `width` is at least 1.
+/// NaNs in the channels of which some column's sum is no finite number, zeros in the others.
 [[gnu::always_inline]] inline PixelVector<float> notFinite(const float* sums, std::int32_t width) {
-    using P = PixelVector<float>;
     using Q = Quartet<float>;
-    P sum{};
-    if (width < 4) {
-        for (std::int32_t i = 0; i < width; ++i) {
-            sum += load<P>(sums + i * kChannelsPerPixel);
-        }
-    } else {
-        // Pixels that are taken twice change nothing.
-        Q four = load<Q>(sums) + load<Q>(sums + static_cast<std::ptrdiff_t>(width - 4) * kChannelsPerPixel);
-        four = four + swapPairs<float>(four);
-        four = four + swapNeighbours<float>(four);
-        sum = load<P>(&four);
+    Q four{};
+    std::int32_t i = 0;
+    for (; i + 4 <= width; i += 4) {
+        four = four + load<Q>(sums + i * kChannelsPerPixel);
     }
-    return sum * P{};  // zero times what is not finite is a NaN
+    four = four + swapPairs<float>(four);
+    four = four + swapNeighbours<float>(four);
+    auto sum = load<PixelVector<float>>(&four);
+    for (; i < width; ++i) {
+        sum += load<PixelVector<float>>(sums + i * kChannelsPerPixel);
+    }
+    return sum * PixelVector<float>{};  // zero times what is not finite is a NaN
 }
 
 }  // namespace

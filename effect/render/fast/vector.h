@@ -81,6 +81,13 @@ struct WideVector {
     }
 };
 template <typename V>
+inline constexpr bool kHoldsFloats = std::is_same_v<std::remove_cvref_t<decltype(V{}[0])>, float>;
+#if defined(__AVX512BW__)
+/// A mask of ones: GCC warns of how it does without one.
+inline constexpr __mmask16 kAllUnits = 0xFFFF;
+#endif
+
+template <typename V>
 inline constexpr bool kIsWide = false;
 template <typename T, std::size_t Bytes>
 inline constexpr bool kIsWide<WideVector<T, Bytes>> = true;
@@ -214,16 +221,37 @@ template <typename V>
 [[gnu::always_inline]] inline V smaller(V value, V kept) {
     if constexpr (kIsWide<V>) {
         return {smaller(value.low, kept.low), smaller(value.high, kept.high)};
-    } else {
+    } else if constexpr (!kHoldsFloats<V>) {
         return value < kept ? value : kept;
+    } else if constexpr (sizeof(V) == 16) {
+        // Just what the instruction does, but compilers do not always see it.
+        return reinterpret<V>(_mm_min_ps(reinterpret<__m128>(value), reinterpret<__m128>(kept)));
+#if defined(__AVX2__)
+    } else if constexpr (sizeof(V) == 32) {
+        return reinterpret<V>(_mm256_min_ps(reinterpret<__m256>(value), reinterpret<__m256>(kept)));
+#endif
+#if defined(__AVX512BW__)
+    } else {
+        return reinterpret<V>(_mm512_maskz_min_ps(kAllUnits, reinterpret<__m512>(value), reinterpret<__m512>(kept)));
+#endif
     }
 }
 template <typename V>
 [[gnu::always_inline]] inline V larger(V value, V kept) {
     if constexpr (kIsWide<V>) {
         return {larger(value.low, kept.low), larger(value.high, kept.high)};
-    } else {
+    } else if constexpr (!kHoldsFloats<V>) {
         return value > kept ? value : kept;
+    } else if constexpr (sizeof(V) == 16) {
+        return reinterpret<V>(_mm_max_ps(reinterpret<__m128>(value), reinterpret<__m128>(kept)));
+#if defined(__AVX2__)
+    } else if constexpr (sizeof(V) == 32) {
+        return reinterpret<V>(_mm256_max_ps(reinterpret<__m256>(value), reinterpret<__m256>(kept)));
+#endif
+#if defined(__AVX512BW__)
+    } else {
+        return reinterpret<V>(_mm512_maskz_max_ps(kAllUnits, reinterpret<__m512>(value), reinterpret<__m512>(kept)));
+#endif
     }
 }
 
