@@ -17,6 +17,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "effect/render/curve_table.h"
 #include "effect/render/depth.h"
 #include "effect/render/grid.h"
 
@@ -113,7 +114,30 @@ RandomFrame<Depth>::RandomFrame(std::uint64_t seed) : seed_(seed), random_(seed)
         width = static_cast<std::int32_t>(between(200, 900));
         height = static_cast<std::int32_t>(between(100, 600));
     }
+    const bool largeCells = chance(0.06);
+    if (largeCells) {
+        width = static_cast<std::int32_t>(between(257, 700));
+        height = static_cast<std::int32_t>(between(100, 500));
+    } else if (chance(0.04)) {  // rows of cells that have to be done in several goes
+        width = static_cast<std::int32_t>(between(500, 5000));
+        height = static_cast<std::int32_t>(between(1, 40));
+    }
     chooseSettings(width, height);
+    if (largeCells) {
+        values_.gridWidth = static_cast<std::int32_t>(between(1, std::max(1, width / 280)));
+        values_.gridHeight = static_cast<std::int32_t>(between(1, std::max(1, height / 180)));
+        values_.maxIterations = static_cast<std::int32_t>(chance(0.5) ? 32 : between(-1, 9));
+        if (chance(0.3)) {
+            values_.channels = kRGB;
+        }
+        if (chance(0.5)) {  // much contrast is enough to tell, whatever else there is
+            const std::int32_t curves[] = {kLinearRampUp, kLinearRampUp, kExpUp, kLinearRampDown};
+            values_.curveType = curves[between(0, 3)];
+            values_.curvePhase = values_.curvePhaseSplit = 0;
+            values_.curveSmoothness = 0.0;
+            values_.mosaicIntensity = uniform(0.0, 0.1);
+        }
+    }
     source_.emplace(randomPicture(width, height));
     inPlace_ = chance(0.25);
     if (!inPlace_) {
@@ -143,6 +167,16 @@ RandomFrame<Depth>::RandomFrame(std::uint64_t seed) : seed_(seed), random_(seed)
             if (chance(0.1)) {
                 layerWidth = static_cast<std::int32_t>(between(32760, 33000));
                 layerHeight = static_cast<std::int32_t>(between(1, 2));
+            } else if (chance(0.1)) {
+                layerWidth = static_cast<std::int32_t>(between(1, 2));
+                layerHeight = static_cast<std::int32_t>(between(32760, 33000));
+            } else if (chance(0.5) && height <= 8) {
+                layerWidth = static_cast<std::int32_t>(between(32760, 33000));
+                originX_ = chance(0.5) ? layerWidth - width : static_cast<std::int32_t>(between(0, layerWidth - width));
+            } else if (chance(0.5) && width <= 24) {
+                layerHeight = static_cast<std::int32_t>(between(32760, 33000));
+                originY_ =
+                    chance(0.5) ? layerHeight - height : static_cast<std::int32_t>(between(0, layerHeight - height));
             }
             break;
         default:
@@ -184,6 +218,9 @@ void RandomFrame<Depth>::chooseSettings(std::int32_t width, std::int32_t height)
     if (chance(0.05)) {
         values_.mosaicIntensity = static_cast<double>(between(0, 1));
     }
+    if (chance(0.02)) {
+        values_.mosaicIntensity = uniform(-1.0, 2.0);
+    }
     const auto cells = [&](std::int32_t length) {
         const std::int64_t most = chance(0.1) ? length + 5 : std::max<std::int64_t>(1, length / between(3, 60));
         return static_cast<std::int32_t>(between(1, most));
@@ -194,10 +231,21 @@ void RandomFrame<Depth>::chooseSettings(std::int32_t width, std::int32_t height)
         values_.gridHeight = std::max(1, values_.gridWidth * height / width);
     }
     values_.maxIterations = static_cast<std::int32_t>(chance(0.6) ? 32 : between(-1, 6));
+    if (chance(0.02)) {
+        using Limits = std::numeric_limits<std::int32_t>;
+        values_.maxIterations = chance(0.5) ? Limits::min() : Limits::max();
+    }
     values_.curveType = static_cast<std::int32_t>(chance(0.3) ? 0 : between(0, chance(0.05) ? 6 : 5));
     values_.curvePhase = static_cast<std::int32_t>(chance(0.5) ? 0 : between(-400, 800) * 65536 + between(0, 65535));
     values_.curvePhaseSplit = static_cast<std::int32_t>(chance(0.5) ? 0 : between(-400, 400) * 65536);
     values_.curveSmoothness = chance(0.7) ? 0.0 : uniform(0.0, 0.3);
+    if (chance(0.1)) {
+        // A threshold that the curve reaches, though not passes, somewhere.
+        const CurveTable<Depth> table(values_);
+        const auto value = static_cast<double>(table.base()[between(0, Depth::kLevels - 1)]);
+        values_.mosaicIntensity =
+            std::is_floating_point_v<T> ? value : (value + 0.5) / static_cast<double>(Depth::kMinimumStart);
+    }
 }
 
 template <typename Depth>
@@ -225,18 +273,42 @@ typename Depth::Channel RandomFrame<Depth>::randomChannel() {
     }
 }
 
+/// Values that the depth can hold but a picture should not.
+template <typename Depth>
+typename Depth::Channel RandomFrame<Depth>::oddChannel() {
+    if constexpr (std::is_floating_point_v<T>) {
+        const T odd[] = {std::numeric_limits<T>::quiet_NaN(),
+                         std::numeric_limits<T>::infinity(),
+                         -std::numeric_limits<T>::infinity(),
+                         -0.5F,
+                         1.5F,
+                         -0.0F,
+                         std::numeric_limits<T>::denorm_min(),
+                         std::numeric_limits<T>::max()};
+        return odd[between(0, 7)];
+    } else {
+        return static_cast<T>(between(0, std::numeric_limits<T>::max()));
+    }
+}
+
 /// A base colour or a gradient, with rectangles of other colours and of noise of any strength on it.
 template <typename Depth>
 void RandomFrame<Depth>::paint(PixelView<T> picture) {
+    const auto full = static_cast<double>(Depth::kMinimumStart);
     const auto patch = [&](std::int32_t x0, std::int32_t y0, std::int32_t x1, std::int32_t y1) {
         double base[kChannelsPerPixel];
         double across[kChannelsPerPixel];
-        const auto full = static_cast<double>(Depth::kMinimumStart);
         const double slope = chance(0.4) ? full * 2.0 / (x1 - x0 + y1 - y0) : 0.0;
+        // Some are darker than black or lighter than white, as far as the depth can hold that.
+        const double beyond = chance(0.05) ? uniform(-full, full) : 0.0;
         for (int c = 0; c < kChannelsPerPixel; ++c) {
-            base[c] = static_cast<double>(randomChannel());
+            base[c] = static_cast<double>(randomChannel()) + beyond;
             across[c] = uniform(-slope, slope);
         }
+        const double lowest =
+            beyond == 0.0 ? 0.0 : std::max(-full, static_cast<double>(std::numeric_limits<T>::lowest()));
+        const double highest =
+            beyond == 0.0 ? full : std::min(2.0 * full, static_cast<double>(std::numeric_limits<T>::max()));
         const double strength = chance(0.3) ? 0.0 : chance(0.3) ? full : full * std::pow(uniform(0.0, 1.0), 3.0);
         for (std::int32_t y = y0; y < y1; ++y) {
             T* pixel = picture.pixels + y * picture.stride + static_cast<std::ptrdiff_t>(x0) * kChannelsPerPixel;
@@ -244,7 +316,7 @@ void RandomFrame<Depth>::paint(PixelView<T> picture) {
                 for (int c = 0; c < kChannelsPerPixel; ++c) {
                     const double value =
                         base[c] + across[c] * (x - x0 + y - y0) + (strength > 0.0 ? uniform(-strength, strength) : 0.0);
-                    pixel[c] = static_cast<T>(std::clamp(value, 0.0, full));
+                    pixel[c] = static_cast<T>(std::clamp(value, lowest, highest));
                 }
             }
         }
@@ -256,30 +328,34 @@ void RandomFrame<Depth>::paint(PixelView<T> picture) {
         patch(x, y, static_cast<std::int32_t>(between(x + 1, picture.width)),
               static_cast<std::int32_t>(between(y + 1, picture.height)));
     }
+    // Channels that are the same everywhere, as alpha is in most pictures, or almost.
+    const bool anyEven = chance(0.4);
+    for (int c = 0; anyEven && c < kChannelsPerPixel; ++c) {
+        if (!chance(c == kChannelA ? 0.8 : 0.2)) {
+            continue;
+        }
+        const T value = chance(0.4)   ? Depth::kMinimumStart
+                        : chance(0.3) ? Depth::kMaximumStart
+                        : chance(0.4) ? oddChannel()
+                                      : randomChannel();
+        for (std::int32_t y = 0; y < picture.height; ++y) {
+            for (std::int32_t x = 0; x < picture.width; ++x) {
+                picture.pixels[y * picture.stride + static_cast<std::ptrdiff_t>(x) * kChannelsPerPixel + c] = value;
+            }
+        }
+        for (auto odd = chance(0.3) ? between(1, 20) : 0; odd > 0; --odd) {
+            picture.pixels[between(0, picture.height - 1) * picture.stride +
+                           between(0, picture.width - 1) * kChannelsPerPixel + c] = oddChannel();
+        }
+    }
     if (!chance(0.2)) {
         return;
     }
-    // Single values that the depth can hold but a picture should not.
-    const auto oddValue = [&]() -> T {
-        if constexpr (std::is_floating_point_v<T>) {
-            const T odd[] = {std::numeric_limits<T>::quiet_NaN(),
-                             std::numeric_limits<T>::infinity(),
-                             -std::numeric_limits<T>::infinity(),
-                             -0.5F,
-                             1.5F,
-                             -0.0F,
-                             std::numeric_limits<T>::denorm_min(),
-                             std::numeric_limits<T>::max()};
-            return odd[between(0, 7)];
-        } else {
-            return static_cast<T>(between(0, std::numeric_limits<T>::max()));
-        }
-    };
     const bool everywhere = chance(0.1);
     const std::int64_t pixels = static_cast<std::int64_t>(picture.width) * picture.height;
     for (std::int64_t i = everywhere ? 4 * pixels : between(1, 20); i > 0; --i) {
         picture.pixels[between(0, picture.height - 1) * picture.stride +
-                       between(0, picture.width * kChannelsPerPixel - 1)] = oddValue();
+                       between(0, picture.width * kChannelsPerPixel - 1)] = oddChannel();
     }
 }
 

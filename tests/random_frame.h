@@ -88,6 +88,7 @@ private:
     GuardedPicture<T> randomPicture(std::int32_t width, std::int32_t height);
     void paint(PixelView<T> picture);
     T randomChannel();
+    T oddChannel();
     void chooseSettings(std::int32_t width, std::int32_t height);
 };
 
