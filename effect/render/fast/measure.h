@@ -45,7 +45,7 @@ template <typename Depth, typename V>
         // Even channels and 2^bits times the odd ones; what overflows is known in the end.
         Sums both = fresh ? Sums{} : load<Sums>(evens) + (odd << kBits);
         for (std::int32_t j = 0; j < rows; ++j, from += stride) {
-            prefetch(from, rows * stride);  // the same row of the tiles below
+            fetchToReadLater(from, rows * stride);  // the same row of the tiles below
             const V value = load<V>(from);
             low = smaller(value, low);
             high = larger(value, high);
@@ -59,7 +59,7 @@ template <typename Depth, typename V>
         T* const sums = measure.even.channels() + lane;
         V sum = fresh ? V{} : load<V>(sums);
         for (std::int32_t j = 0; j < rows; ++j, from += stride) {
-            prefetch(from, rows * stride);
+            fetchToReadLater(from, rows * stride);
             const V value = load<V>(from);
             low = smaller(value, low);
             high = larger(value, high);

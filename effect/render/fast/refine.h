@@ -199,7 +199,7 @@ private:
                 const std::int32_t row = begin_[k] + j;
                 const W finished = select(keep[k], source[2 * k + j], fill[k]);
                 if constexpr (kPutsBackExactly<T>) {
-                    prefetchToWrite(outputAt(x, row), job_.output.stride * height_);
+                    fetchToWriteLater(outputAt(x, row), job_.output.stride * height_);
                     tiles.putBack(outputAt(x, row), finished);
                 } else {
                     tiles.putBack(work_.finished[row].pixel(fromSpan), finished);

@@ -176,14 +176,19 @@ template <typename T>
     const auto address = reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(further) * sizeof(T);
     return reinterpret_cast<const void*>(address);  // NOLINT(performance-no-int-to-ptr)
 }
-/// Fetches what lies there into the cache: to be read, or to be written.
+/// Fetches what lies there: into the second cache what is read or written some rows later, for it would push out of the
+/// first one what is in use until then; into the first what is written in the next row.
 template <typename T>
-[[gnu::always_inline]] inline void prefetch(const T* from, std::ptrdiff_t further) {
-    __builtin_prefetch(addressBehind(from, further), 0);
+[[gnu::always_inline]] inline void fetchToReadLater(const T* from, std::ptrdiff_t further) {
+    __builtin_prefetch(addressBehind(from, further), 0, 2);
 }
 template <typename T>
-[[gnu::always_inline]] inline void prefetchToWrite(const T* from, std::ptrdiff_t further) {
-    __builtin_prefetch(addressBehind(from, further), 1);
+[[gnu::always_inline]] inline void fetchToWriteLater(const T* from, std::ptrdiff_t further) {
+    __builtin_prefetch(addressBehind(from, further), 1, 2);
+}
+template <typename T>
+[[gnu::always_inline]] inline void fetchToWriteNext(const T* from, std::ptrdiff_t further) {
+    __builtin_prefetch(addressBehind(from, further), 1, 3);
 }
 
 template <typename To, typename From>

@@ -43,7 +43,7 @@ template <typename T>
                                             const T* fill, std::int32_t lanes) {
     alongRow(output, lanes, [&](auto type, std::int32_t i) {
         using V = decltype(type);
-        prefetchToWrite(output + i, stride);
+        fetchToWriteNext(output + i, stride);
         store(output + i, select(load<V>(keep + i), load<V>(source + i), load<V>(fill + i)));
     });
 }
@@ -52,7 +52,7 @@ template <typename T>
 template <typename T>
 [[gnu::always_inline]] inline void copyRow(T* output, std::ptrdiff_t stride, const T* from, std::int32_t lanes) {
     alongRow(output, lanes, [&](auto type, std::int32_t i) {
-        prefetchToWrite(output + i, stride);
+        fetchToWriteNext(output + i, stride);
         store(output + i, load<decltype(type)>(from + i));
     });
 }
