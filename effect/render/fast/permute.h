@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Moving channels, pixels and 32-bit units about in vectors.
+// Moving channels and pixels about in vectors.
 #pragma once
-
-#include <immintrin.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -180,41 +178,6 @@ template <typename T, typename V>
     exchange<kBits>(rows[2], rows[3]);
     exchange<2 * kBits>(rows[0], rows[2]);
     exchange<2 * kBits>(rows[1], rows[3]);
-}
-
-/// Whether registers of V can be permuted by places that are known only at run time.
-template <typename V>
-inline constexpr bool kHasPermute = !kIsWide<V> && sizeof(V) >= 32;
-
-/// Whether a part of a register can be stored at little more than the cost of all.
-template <typename V>
-inline constexpr bool kHasMaskedStore = !kIsWide<V> && sizeof(V) == 64;
-
-/// Stores the first `units` 32-bit units only, at most 16.
-template <typename V>
-[[gnu::always_inline]] inline void storeUnits([[maybe_unused]] void* to, [[maybe_unused]] V value,
-                                              [[maybe_unused]] std::int32_t units) {
-    static_assert(kHasMaskedStore<V>);
-#if defined(__AVX512BW__)
-    _mm512_mask_storeu_epi32(to, static_cast<__mmask16>((1U << units) - 1U), reinterpret<__m512i>(value));
-#endif
-}
-
-/// The 32-bit units at these places, one for each unit of the result.
-template <typename V, typename Places>
-[[gnu::always_inline]] inline V permuteUnits([[maybe_unused]] V value, [[maybe_unused]] Places places) {
-    static_assert(kHasPermute<V> && sizeof(V) == sizeof(Places));
-#if defined(__AVX512BW__)
-    if constexpr (sizeof(V) == 64) {
-        return reinterpret<V>(
-            _mm512_maskz_permutexvar_epi32(kAllUnits, reinterpret<__m512i>(places), reinterpret<__m512i>(value)));
-    }
-#endif
-#if defined(__AVX2__)
-    if constexpr (sizeof(V) == 32) {
-        return reinterpret<V>(_mm256_permutevar8x32_epi32(reinterpret<__m256i>(value), reinterpret<__m256i>(places)));
-    }
-#endif
 }
 
 }  // namespace
