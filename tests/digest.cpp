@@ -15,11 +15,13 @@
 #include "host/drawbot.h"
 #include "host/host.h"
 #include "host/panel.h"
+#include "tests/support/random.h"
 
 namespace {
 
 using namespace quorvel;
 using namespace quorvel::host;
+using quorvel::test::Random;
 
 /// FNV-1a over 64 bits.
 class Digest {
@@ -36,26 +38,10 @@ private:
     std::uint64_t hash_ = 0xCBF29CE484222325U;
 };
 
-/// A generator of our own: the standard library's distributions differ from one library to the next.
-class Random {
-public:
-    explicit Random(std::uint64_t seed) : state_(seed) {}
-
-    /// 0 to `below` - 1.
-    int upTo(int below) {
-        state_ += 0x9E3779B97F4A7C15U;
-        std::uint64_t z = state_;
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBU;
-        return static_cast<int>((z ^ (z >> 31)) % static_cast<std::uint64_t>(below));
-    }
-    bool oneIn(int chances) { return upTo(chances) == 0; }
-    /// 0 to 1 in steps that every float holds exactly.
-    double fraction() { return upTo(4097) / 4096.0; }
-
-private:
-    std::uint64_t state_;
-};
+/// 0 to 1 in steps that every float holds exactly.
+double fraction(Random& random) {
+    return random.between(0, 4096) / 4096.0;
+}
 
 void printDigest(const std::string& what, const Digest& digest) {
     std::printf("%s %016" PRIx64 "\n", what.c_str(), digest.value());
@@ -94,17 +80,17 @@ int paint(Random& random, int x, int y, int patch) {
         case 1:
             return (x * 911 + y * 577) % 32769;
         case 2:
-            return random.upTo(32769);
+            return random.between(0, 32768);
         default:
-            return random.oneIn(9) ? random.upTo(32769) : 4000 + 16 * x;
+            return random.oneIn(9) ? random.between(0, 32768) : 4000 + 16 * x;
     }
 }
 
 World makePicture(Random& random, Depth depth, int width, int height) {
-    World world(depth, width, height, {random.upTo(3) * 16, random.oneIn(4)});
+    World world(depth, width, height, {random.between(0, 2) * 16, random.oneIn(4)});
     std::array<int, 16> patches{};
     for (int& patch : patches) {
-        patch = random.upTo(4);
+        patch = random.between(0, 3);
     }
     for (int y = 0; y < height; ++y) {
         for (int i = 0; i < 4 * width; ++i) {
@@ -160,24 +146,26 @@ constexpr std::array kDepthNames = {"8", "16", "32"};
 /// One frame with random settings for everything that is not given.
 void printFrame(Host& host, Instance& instance, Random& random, const std::string& who, Depth depth, int mode,
                 int curve) {
-    const int width = 1 + random.upTo(120);
-    const int height = 1 + random.upTo(80);
+    const int width = random.between(1, 120);
+    const int height = random.between(1, 80);
     const World input = makePicture(random, depth, width, height);
     const bool sameSize = random.oneIn(2);
-    const World intensity =
-        makePicture(random, depth, sameSize ? width : 1 + random.upTo(150), sameSize ? height : 1 + random.upTo(100));
-    World output(depth, width, height, {random.upTo(2) * 16, random.oneIn(4)});
+    // One draw a statement: the order of arguments is each compiler's own.
+    const int layerWidth = sameSize ? width : random.between(1, 150);
+    const int layerHeight = sameSize ? height : random.between(1, 100);
+    const World intensity = makePicture(random, depth, layerWidth, layerHeight);
+    World output(depth, width, height, {random.between(0, 1) * 16, random.oneIn(4)});
 
     ParameterValues values(host.parameters());
     values.setPopup(idOf(host, "Channels"), mode);
     values.setPopup(idOf(host, "Curve"), curve);
-    values.setFloat(idOf(host, "Mosaic Intensity"), random.fraction());
-    values.setFixed(idOf(host, "Grid Width"), (1 + random.upTo(32)) * 65536);
-    values.setFixed(idOf(host, "Grid Height"), (1 + random.upTo(32)) * 65536);
-    values.setFixed(idOf(host, "Maximum Iterations"), (1 + random.upTo(8)) * 65536);
-    values.setFixed(idOf(host, "Curve Phase"), degrees(random.upTo(160000) - 80000));
-    values.setFixed(idOf(host, "Curve Phase Split (RGB)"), degrees(random.upTo(80000) - 40000));
-    values.setFloat(idOf(host, "Curve Smoothness"), random.oneIn(3) ? 0.0 : 4.0 * random.fraction());
+    values.setFloat(idOf(host, "Mosaic Intensity"), fraction(random));
+    values.setFixed(idOf(host, "Grid Width"), random.between(1, 32) * 65536);
+    values.setFixed(idOf(host, "Grid Height"), random.between(1, 32) * 65536);
+    values.setFixed(idOf(host, "Maximum Iterations"), random.between(1, 8) * 65536);
+    values.setFixed(idOf(host, "Curve Phase"), degrees(random.between(0, 159999) - 80000));
+    values.setFixed(idOf(host, "Curve Phase Split (RGB)"), degrees(random.between(0, 79999) - 40000));
+    values.setFloat(idOf(host, "Curve Smoothness"), random.oneIn(3) ? 0.0 : 4.0 * fraction(random));
     if (random.oneIn(3)) {
         values.setLayer(idOf(host, "Intensity Source"), &intensity);
     }
@@ -200,11 +188,11 @@ void printFrame(Host& host, Instance& instance, Random& random, const std::strin
 void printPanel(Host& host, Instance& instance, Random& random, const std::string& who) {
     for (int curve = 1; curve <= 6; ++curve) {
         ParameterValues values(host.parameters());
-        values.setPopup(idOf(host, "Channels"), 1 + random.upTo(6));
+        values.setPopup(idOf(host, "Channels"), random.between(1, 6));
         values.setPopup(idOf(host, "Curve"), curve);
-        values.setFixed(idOf(host, "Curve Phase"), degrees(random.upTo(160000) - 80000));
-        values.setFixed(idOf(host, "Curve Phase Split (RGB)"), degrees(random.upTo(80000) - 40000));
-        values.setFloat(idOf(host, "Curve Smoothness"), 16.0 * random.fraction());
+        values.setFixed(idOf(host, "Curve Phase"), degrees(random.between(0, 159999) - 80000));
+        values.setFixed(idOf(host, "Curve Phase Split (RGB)"), degrees(random.between(0, 79999) - 40000));
+        values.setFloat(idOf(host, "Curve Smoothness"), 16.0 * fraction(random));
         Panel panel(instance, values);
         require(panel.update(), "update of the panel");
         Surface surface(340, 80);
