@@ -15,14 +15,18 @@
 #include <vector>
 
 #include "bench/pictures.h"
-#include "effect/render/depth.h"
-#include "effect/render/fast/mosaic.h"
-#include "effect/render/grid.h"
+#include "effect/depth.h"
+#include "effect/fast/curve_samples.h"
+#include "effect/fast/render.h"
+#include "effect/parameters.h"
+#include "effect/plain/render.h"
 
 namespace {
 
 using namespace quorvel;
 using bench::Content;
+using fast::InstructionSet;
+using fast::supportedInstructionSet;
 
 template <typename Depth>
 struct Named;
@@ -50,16 +54,6 @@ struct Size {
 constexpr Size kHD{"1080p", 1920, 1080};
 constexpr Size kUHD{"4K", 3840, 2160};
 constexpr Size kUHD2{"8K", 7680, 4320};
-
-ParamValues defaults() {
-    ParamValues values{};
-    values.channels = kLuminosity;
-    values.mosaicIntensity = 0.25;
-    values.gridWidth = 16;
-    values.gridHeight = 9;
-    values.maxIterations = 32;
-    return values;
-}
 
 /// One output for all: what a host reuses, too. `slot` for benchmarks that run on several threads.
 host::World& outputWorld(host::Depth depth, int width, int height) {
@@ -104,27 +98,26 @@ void addCopy(const std::string& name, Content content, Size size) {
 }
 
 template <typename Depth>
-void addFast(const std::string& name, Content content, Size size, const ParamValues& values, InstructionSet set,
+void addFast(const std::string& name, Content content, Size size, const Settings& values, InstructionSet set,
              Size layerSize = {}) {
     using T = typename Depth::Channel;
     timeIt(name, [=] {
         const host::World& source = bench::picture(content, Named<Depth>::kDepth, size.width, size.height);
-        PixelView<const T> layer;
+        IntensityLayer<T> layer;
         if (layerSize.name != nullptr) {
-            layer = viewOf<T>(bench::picture(content, Named<Depth>::kDepth, layerSize.width, layerSize.height));
+            layer.view = viewOf<T>(bench::picture(content, Named<Depth>::kDepth, layerSize.width, layerSize.height));
         }
-        drawMosaicFrame<Depth>(viewOf<T>(outputWorld(Named<Depth>::kDepth, size.width, size.height)), viewOf<T>(source),
-                               values, layer, 0, 0, set);
+        fast::render<Depth>(viewOf<T>(outputWorld(Named<Depth>::kDepth, size.width, size.height)), viewOf<T>(source),
+                               values, layer, set);
     });
 }
 
 template <typename Depth>
-void addPlain(const std::string& name, Content content, Size size, const ParamValues& values) {
+void addPlain(const std::string& name, Content content, Size size, const Settings& values) {
     using T = typename Depth::Channel;
     timeIt(name + "/plain", [=] {
-        mosaicFrame<Depth>(viewOf<T>(outputWorld(Named<Depth>::kDepth, size.width, size.height)),
-                           viewOf<T>(bench::picture(content, Named<Depth>::kDepth, size.width, size.height)), values,
-                           {}, 0, 0, 1.0F);
+        plain::render<Depth>(viewOf<T>(outputWorld(Named<Depth>::kDepth, size.width, size.height)),
+                           viewOf<T>(bench::picture(content, Named<Depth>::kDepth, size.width, size.height)), values);
     });
 }
 
@@ -150,7 +143,7 @@ void addFrames() {
             for (const Content content : bench::kContents) {
                 const std::string name = std::string("frame/") + Named<Depth>::kName + "/" + form + "/" +
                                          bench::nameOf(content) + "/" + size.name;
-                ParamValues values = defaults();
+                Settings values = defaultSettings();
                 values.channels = mode;
                 addCopy<Depth>(name, content, size);
                 for (const auto& [isa, set] : instructionSets()) {
@@ -161,15 +154,15 @@ void addFrames() {
         }
     }
     const std::string intensity = std::string("intensity/") + Named<Depth>::kName;
-    addFast<Depth>(intensity + "/none", Content::Photograph, kHD, defaults(), supportedInstructionSet());
-    addFast<Depth>(intensity + "/1:1", Content::Photograph, kHD, defaults(), supportedInstructionSet(), kHD);
-    addFast<Depth>(intensity + "/stretched", Content::Photograph, kHD, defaults(), supportedInstructionSet(),
+    addFast<Depth>(intensity + "/none", Content::Photograph, kHD, defaultSettings(), supportedInstructionSet());
+    addFast<Depth>(intensity + "/1:1", Content::Photograph, kHD, defaultSettings(), supportedInstructionSet(), kHD);
+    addFast<Depth>(intensity + "/stretched", Content::Photograph, kHD, defaultSettings(), supportedInstructionSet(),
                    {"layer", 1280, 720});
     for (const int smoothness : {0, 1, 4, 16}) {
         const auto samples = static_cast<float>(smoothness * Depth::kSmoothnessFactor);
         timeIt(std::string("table/") + Named<Depth>::kName + "/" + std::to_string(smoothness), [samples] {
             static float curve[Depth::kLevels];
-            sampleCurve(kSineWave, Depth::kLevels, Depth::kAmplitude, samples, curve);
+            fast::sampleCurve(kSineWave, Depth::kLevels, Depth::kAmplitude, samples, curve);
         });
     }
 }
@@ -178,24 +171,24 @@ void addGrowth() {
     const InstructionSet set = supportedInstructionSet();
     for (const Size& size : {Size{"480p", 854, 480}, Size{"720p", 1280, 720}, kHD, kUHD, kUHD2}) {
         const std::string name = std::string("growth/pixels/") + size.name;
-        addFast<Depth8>(name + "/fast", Content::Photograph, size, defaults(), set);
+        addFast<Depth8>(name + "/fast", Content::Photograph, size, defaultSettings(), set);
         addCopy<Depth8>(name, Content::Photograph, size);
     }
     for (const std::int32_t levels : {1, 2, 4, 8, 16, 32}) {
-        ParamValues values = defaults();
+        Settings values = defaultSettings();
         values.maxIterations = levels;
         addFast<Depth8>("growth/levels/" + std::to_string(levels) + "/fast", Content::Photograph, kHD, values, set);
     }
     for (const auto& [columns, rows] :
          {std::pair{1, 1}, {4, 3}, {16, 9}, {64, 36}, {192, 108}, {480, 270}, {960, 540}}) {
-        ParamValues values = defaults();
+        Settings values = defaultSettings();
         values.gridWidth = columns;
         values.gridHeight = rows;
         addFast<Depth8>("growth/cells/" + std::to_string(columns) + " x " + std::to_string(rows) + "/fast",
                         Content::Photograph, kHD, values, set);
     }
     for (const Content content : bench::kContents) {
-        ParamValues values = defaults();
+        Settings values = defaultSettings();
         const std::string name = std::string("growth/one 8K cell/") + bench::nameOf(content);
         addFast<Depth8>(name + "/16 x 9", content, kUHD2, values, set);
         values.gridWidth = values.gridHeight = 1;

@@ -10,8 +10,8 @@
 #include <tuple>
 
 #include "cli/picture_file.h"
-#include "effect/render/depth.h"
-#include "effect/render/pixels.h"
+#include "effect/depth.h"
+#include "effect/pixels.h"
 
 namespace quorvel::bench {
 

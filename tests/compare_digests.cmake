@@ -1,6 +1,6 @@
 # Runs the digest program of this build and of the building machine's own build, and compares them line by line.
 # Usage: cmake -DRUN=COMMAND;ARGUMENT... -DNATIVE_BUILD=DIRECTORY -P compare_digests.cmake
-set(native_program "${NATIVE_BUILD}/tests/quorvel_digest")
+set(native_program "${NATIVE_BUILD}/tools/quorvel_digest")
 set(native_module "${NATIVE_BUILD}/Quorvel.so")
 foreach(file IN ITEMS "${native_program}" "${native_module}")
   if(NOT EXISTS "${file}")
@@ -16,8 +16,7 @@ function(run_digest result)
   set(${result} "${lines}" PARENT_SCOPE)
 endfunction()
 
-# QUORVEL_ISA picks the instructions that this build renders with; the judge is the native build at its best.
-run_digest(native "${CMAKE_COMMAND}" -E env --unset=QUORVEL_ISA "${native_program}" "${native_module}")
+run_digest(native "${native_program}" "${native_module}")
 run_digest(here ${RUN})
 
 list(LENGTH native native_count)

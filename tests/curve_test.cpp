@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "effect/render/curve.h"
+#include "effect/curve.h"
 
 #include <gtest/gtest.h>
 
@@ -8,14 +8,14 @@
 #include <limits>
 #include <random>
 
-#include "effect/render/curve_table.h"
+#include "effect/curve_table.h"
 #include "tests/model.h"
 
 namespace quorvel {
 namespace {
 
-ParamValues curveSettings(int curve, int phase = 0, double smoothness = 0.0, int split = 0) {
-    ParamValues values{};
+Settings curveSettings(int curve, int phase = 0, double smoothness = 0.0, int split = 0) {
+    Settings values{};
     values.curveType = curve;
     values.curvePhase = phase;
     values.curveSmoothness = smoothness;
@@ -46,7 +46,7 @@ TEST(Curve, EightBitTablesHaveTheirKnownEntries) {
 }
 
 TEST(Curve, SmoothingBlendsBoxesAndFallsBackAtWholeNumbers) {
-    const auto value = [](int i, float smoothness) { return getCurveVal(kExpUp, i, 96, 95.0F, 0.0F, smoothness, 0); };
+    const auto value = [](int i, float smoothness) { return curveValue(kExpUp, i, 96, 95.0F, 0.0F, smoothness, 0); };
     const auto mean3 = [&](int i) { return (value((i + 95) % 96, 0) + value(i, 0) + value((i + 1) % 96, 0)) / 3; };
     for (const int i : {0, 1, 40, 95}) {
         EXPECT_EQ(value(i, 1.0F), value(i, 0.0F)) << i;
@@ -62,15 +62,15 @@ TEST(Curve, SmoothingBlendsBoxesAndFallsBackAtWholeNumbers) {
 }
 
 TEST(Curve, FlagsOffsetsAndUnknownTypes) {
-    EXPECT_EQ(getCurveVal(kTriangleWave, 1, 3, 100.0F, 0.0F, 0.0F, 0), 100.0F) << "exactly half-way up";
-    EXPECT_EQ(getCurveVal(kLinearRampUp, 1, 4, 1.0F, 0.0F, 0.0F, kCurveNotRounded), 1.0F / 3.0F);
-    EXPECT_EQ(getCurveVal(kLinearRampUp, 1, 4, 1.0F, 0.0F, 0.0F, 0), 3333334.0F * 1e-7F);
-    EXPECT_EQ(getCurveVal(kLinearRampUp, 2, 3, 10.0F, 5.0F, 0.0F, 0), 15.0F);
+    EXPECT_EQ(curveValue(kTriangleWave, 1, 3, 100.0F, 0.0F, 0.0F, 0), 100.0F) << "exactly half-way up";
+    EXPECT_EQ(curveValue(kLinearRampUp, 1, 4, 1.0F, 0.0F, 0.0F, kCurveNotRounded), 1.0F / 3.0F);
+    EXPECT_EQ(curveValue(kLinearRampUp, 1, 4, 1.0F, 0.0F, 0.0F, 0), 3333334.0F * 1e-7F);
+    EXPECT_EQ(curveValue(kLinearRampUp, 2, 3, 10.0F, 5.0F, 0.0F, 0), 15.0F);
     for (const int unknown : {-1, 6}) {
-        EXPECT_FLOAT_EQ(getCurveVal(unknown, 1, 3, 255.0F, 2.0F, 0.0F, 0), 2.5F);
+        EXPECT_FLOAT_EQ(curveValue(unknown, 1, 3, 255.0F, 2.0F, 0.0F, 0), 2.5F);
     }
-    EXPECT_NEAR(getCurveVal(kSineWave, 24, 97, 2.0F, 0.0F, 0.0F, kCurveSineOnRamp), 2.0F, 1e-6F);
-    EXPECT_LT(getCurveVal(kSineWave, 24, 97, 2.0F, 0.0F, 0.0F, 0), 1.9999F) << "its period is one sample longer";
+    EXPECT_NEAR(curveValue(kSineWave, 24, 97, 2.0F, 0.0F, 0.0F, kCurveSineOnRamp), 2.0F, 1e-6F);
+    EXPECT_LT(curveValue(kSineWave, 24, 97, 2.0F, 0.0F, 0.0F, 0), 1.9999F) << "its period is one sample longer";
 }
 
 TEST(Curve, EqualsTheModelBitForBit) {
@@ -84,7 +84,7 @@ TEST(Curve, EqualsTheModelBitForBit) {
         if (std::ceil(smoothness) > static_cast<float>(n)) {
             continue;  // wraps once only, which is nobody's picture
         }
-        ASSERT_EQ(std::bit_cast<int>(getCurveVal(curve, i, n, top, 0.0F, smoothness, 0)),
+        ASSERT_EQ(std::bit_cast<int>(curveValue(curve, i, n, top, 0.0F, smoothness, 0)),
                   std::bit_cast<int>(model::curveValue(curve, i, n, top, smoothness)))
             << "curve " << curve << " sample " << i << " of " << n << " top " << top << " smoothness " << smoothness;
     }
@@ -96,15 +96,15 @@ TEST(Angle, TurnsIntoSamplesAndNegativeOnesLandOneShort) {
             int shift, sample;
         } known[] = {{0, 0}, {1, 1}, {n - 1, n - 1}, {n, 0}, {3 * n + 5, 5}, {-1, n - 2}, {-n, n - 1}, {-n - 1, n - 2}};
         for (const auto& [shift, sample] : known) {
-            EXPECT_EQ(getAngleVal(shift == 0 ? 0 : angleOf(shift, n), n), sample) << shift << " of " << n;
+            EXPECT_EQ(angleToShift(shift == 0 ? 0 : angleOf(shift, n), n), sample) << shift << " of " << n;
         }
-        EXPECT_EQ(getAngleVal(-1, n), 0) << "too small a turn to shift anything";
+        EXPECT_EQ(angleToShift(-1, n), 0) << "too small a turn to shift anything";
         std::mt19937 random(7);
         for (int round = 0; round < 2000; ++round) {
             const auto angle = static_cast<int>(random());
-            ASSERT_EQ(getAngleVal(angle, n), model::angleToSamples(angle, n)) << angle << " of " << n;
+            ASSERT_EQ(angleToShift(angle, n), model::angleToSamples(angle, n)) << angle << " of " << n;
         }
-        EXPECT_EQ(getAngleVal(std::numeric_limits<int>::min(), n),
+        EXPECT_EQ(angleToShift(std::numeric_limits<int>::min(), n),
                   model::angleToSamples(std::numeric_limits<int>::min(), n));
     }
 }
@@ -135,7 +135,7 @@ TYPED_TEST(CurveTables, EqualTheModelInEveryView) {
     std::mt19937 random(99);
     for (int round = 0; round < 24; ++round) {
         const double smoothness = round % 4 == 0 ? std::uniform_real_distribution(0.0, 0.5)(random) : 0.0;
-        const ParamValues values =
+        const Settings values =
             curveSettings(round % 6, static_cast<int>(random()) / 8, smoothness, static_cast<int>(random()) / 8);
         const CurveTable<TypeParam> table(values);
         model::Settings settings;

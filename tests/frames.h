@@ -14,7 +14,7 @@
 #include <sstream>
 #include <string>
 
-#include "effect/params/param_values.h"
+#include "effect/settings.h"
 #include "host/world.h"
 #include "tests/model.h"
 
@@ -118,8 +118,8 @@ struct Frame {
         return text.str();
     }
 
-    ParamValues paramValues() const {
-        ParamValues values{};
+    Settings effectSettings() const {
+        Settings values{};
         values.channels = settings.channels;
         values.mosaicIntensity = settings.intensity;
         values.gridWidth = settings.gridWidth;

@@ -7,17 +7,20 @@
 #include <limits>
 #include <vector>
 
-#include "effect/render/curve.h"
-#include "effect/render/depth.h"
+#include "effect/curve.h"
+#include "effect/depth.h"
+#include "effect/fast/curve_samples.h"
 #include "tests/random_frame.h"
 
 namespace quorvel::test {
 namespace {
 
+using fast::InstructionSet;
+
 class Kernels : public testing::TestWithParam<InstructionSet> {
 protected:
     void SetUp() override {
-        if (GetParam() > supportedInstructionSet()) {
+        if (GetParam() > fast::supportedInstructionSet()) {
             GTEST_SKIP() << "this machine does not have the instructions";
         }
     }
@@ -61,11 +64,11 @@ TEST_P(Kernels, CurvesAreThoseOfTheGraph) {
         std::vector<float> samples(static_cast<std::size_t>(size.count));
         for (int type = kLinearRampUp; type <= kExpDown + 1; ++type) {
             for (const float smoothness : smoothnesses) {
-                sampleCurve(type, size.count, size.amplitude, smoothness, samples.data(), GetParam());
+                fast::sampleCurve(type, size.count, size.amplitude, smoothness, samples.data(), GetParam());
                 // Slow for wide filters: a sample here and there, and both ends.
                 const int step = smoothness > 3.0F ? 193 : 11;
                 for (int i = 0; i < size.count; i += i < 8 || i > size.count - 8 ? 1 : step) {
-                    const float expected = getCurveVal(type, i, size.count, size.amplitude, 0.0F, smoothness, 0);
+                    const float expected = curveValue(type, i, size.count, size.amplitude, 0.0F, smoothness, 0);
                     ASSERT_EQ(std::bit_cast<std::uint32_t>(samples[static_cast<std::size_t>(i)]),
                               std::bit_cast<std::uint32_t>(expected))
                         << "type " << type << ", smoothness " << smoothness << ", sample " << i << " of " << size.count;

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "effect/resources/pipl.h"
+#include "plugins/after_effects/description/pipl.h"
 #include "host/byte_reader.h"
 #include "host/host.h"
 

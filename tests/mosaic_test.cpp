@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "effect/render/grid.h"
+#include "effect/plain/render.h"
 #include "tests/frames.h"
 
 namespace quorvel::test {
@@ -33,14 +33,13 @@ void check(ChannelMode mode, int channel, const std::vector<Example>& examples) 
         for (std::size_t i = 0; i < example.source.size(); ++i) {
             source.values[i * 4 + static_cast<std::size_t>(channel)] = static_cast<T>(example.source[i]);
         }
-        ParamValues values{};
+        Settings values{};
         values.channels = mode;
         values.mosaicIntensity = example.intensity;
         values.gridWidth = values.gridHeight = 1;
         values.maxIterations = example.iterations;
-        mosaicFrame<Depth>({output.values.data(), output.width, output.height, output.width * 4},
-                           {source.values.data(), source.width, source.height, source.width * 4}, values, {}, 0, 0,
-                           1.0F);
+        plain::render<Depth>({output.values.data(), output.width, output.height, output.width * 4},
+                           {source.values.data(), source.width, source.height, source.width * 4}, values);
         for (std::size_t i = 0; i < example.expected.size(); ++i) {
             const T got = output.values[i * 4 + static_cast<std::size_t>(channel)];
             const T wanted = static_cast<T>(example.expected[i]);
@@ -109,10 +108,9 @@ TYPED_TEST(Kernel, HugeLayersAndOriginsStayInsideTheLayer) {
         model::Mosaic<T>(expected, source, frame.settings, &layer, originX, 0).draw();
 
         model::Picture<T> output = pictureOf<T>(frame.output);
-        mosaicFrame<TypeParam>({output.values.data(), output.width, output.height, output.width * 4},
+        plain::render<TypeParam>({output.values.data(), output.width, output.height, output.width * 4},
                                {source.values.data(), source.width, source.height, source.width * 4},
-                               frame.paramValues(), {layer.values.data(), layer.width, layer.height, layer.width * 4},
-                               originX, 0, 1.0F);
+                               frame.effectSettings(), {{layer.values.data(), layer.width, layer.height, layer.width * 4}, originX, 0});
         ASSERT_TRUE(std::equal(output.values.begin(), output.values.end(), expected.values.begin(),
                                [](T a, T b) { return a == b || (a != a && b != b); }))
             << frame.describe() << ", but layer " << layer.width << "x" << layer.height << " at " << originX;

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <type_traits>
 
-#include "effect/render/grid.h"
+#include "effect/plain/render.h"
 #include "tests/frames.h"
 
 namespace quorvel::test {
@@ -21,12 +21,11 @@ PixelView<T> viewOf(AnyWorld& world) {
 template <typename Depth>
 void renderPlainly(const Frame<typename Depth::Channel>& frame, const World& source, World& output) {
     using T = typename Depth::Channel;
-    PixelView<const T> layer;
+    IntensityLayer<T> layer{{}, frame.originX, frame.originY};
     if (frame.layer) {
-        layer = viewOf<const T>(*frame.layer);
+        layer.view = viewOf<const T>(*frame.layer);
     }
-    mosaicFrame<Depth>(viewOf<T>(output), viewOf<const T>(source), frame.paramValues(), layer, frame.originX,
-                       frame.originY, 0.5F);
+    plain::render<Depth>(viewOf<T>(output), viewOf<const T>(source), frame.effectSettings(), layer);
 }
 
 }  // namespace quorvel::test

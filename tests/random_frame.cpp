@@ -17,9 +17,9 @@
 #include <type_traits>
 #include <utility>
 
-#include "effect/render/curve_table.h"
-#include "effect/render/depth.h"
-#include "effect/render/grid.h"
+#include "effect/curve_table.h"
+#include "effect/depth.h"
+#include "effect/plain/render.h"
 
 namespace quorvel::test {
 
@@ -376,24 +376,23 @@ std::string RandomFrame<Depth>::description() const {
 }
 
 template <typename Depth>
-std::optional<std::string> RandomFrame<Depth>::compare(InstructionSet set) {
+std::optional<std::string> RandomFrame<Depth>::compare(fast::InstructionSet set) {
     PixelView<const T> layer;
     if (intensity_) {
         layer = std::as_const(*intensity_).view();
     }
     const GuardedPicture<T>& before = inPlace_ ? *source_ : *output_;
-    GuardedPicture<T> plain = before.clone();
-    GuardedPicture<T> fast = before.clone();
+    GuardedPicture<T> plainOutput = before.clone();
+    GuardedPicture<T> fastOutput = before.clone();
     const PixelView<const T> source = std::as_const(*source_).view();
-    mosaicFrame<Depth>(plain.view(), inPlace_ ? std::as_const(plain).view() : source, values_, layer, originX_,
-                       originY_, 1.0F);
-    drawMosaicFrame<Depth>(fast.view(), inPlace_ ? std::as_const(fast).view() : source, values_, layer, originX_,
-                           originY_, set);
-    for (std::size_t i = 0; i < plain.channels(); ++i) {
-        if (!same(plain.memory()[i], fast.memory()[i])) {
+    const IntensityLayer<T> placed{layer, originX_, originY_};
+    plain::render<Depth>(plainOutput.view(), inPlace_ ? std::as_const(plainOutput).view() : source, values_, placed);
+    fast::render<Depth>(fastOutput.view(), inPlace_ ? std::as_const(fastOutput).view() : source, values_, placed, set);
+    for (std::size_t i = 0; i < plainOutput.channels(); ++i) {
+        if (!same(plainOutput.memory()[i], fastOutput.memory()[i])) {
             std::ostringstream text;
             text << description() << ": at channel " << i << " of the output's memory "
-                 << static_cast<double>(fast.memory()[i]) << " instead of " << static_cast<double>(plain.memory()[i]);
+                 << static_cast<double>(fastOutput.memory()[i]) << " instead of " << static_cast<double>(plainOutput.memory()[i]);
             return text.str();
         }
     }

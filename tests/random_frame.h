@@ -8,9 +8,9 @@
 #include <random>
 #include <string>
 
-#include "effect/params/param_values.h"
-#include "effect/render/fast/mosaic.h"
-#include "effect/render/pixels.h"
+#include "effect/fast/render.h"
+#include "effect/pixels.h"
+#include "effect/settings.h"
 
 namespace quorvel::test {
 
@@ -68,13 +68,13 @@ public:
     RandomFrame(std::uint64_t seed, std::int32_t width, std::int32_t height);
 
     /// Renders with both kernels; nothing when they agree, otherwise what differs, with the frame's description.
-    std::optional<std::string> compare(InstructionSet set);
+    std::optional<std::string> compare(fast::InstructionSet set);
     std::string description() const;
 
 private:
     std::uint64_t seed_;
     std::mt19937_64 random_;
-    ParamValues values_{};
+    Settings values_{};
     bool inPlace_ = false;
     std::int32_t originX_ = 0;
     std::int32_t originY_ = 0;

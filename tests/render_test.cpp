@@ -12,8 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "effect/params/param_index.h"
 #include "host/host.h"
+#include "plugins/after_effects/parameters/param_index.h"
+#include "plugins/after_effects/parameters/param_values.h"
 #include "tests/plain_kernel.h"
 
 namespace quorvel::test {
@@ -369,15 +370,15 @@ TEST_F(Protocol, PreRenderKeepsTheValuesAndTheRectangles) {
     ASSERT_EQ(record.size(), sizeof(ParamValues));
     ParamValues stored{};
     std::memcpy(&stored, record.data(), sizeof stored);
-    EXPECT_EQ(stored.channels, 5);
-    EXPECT_EQ(stored.mosaicIntensity, 0.25);
-    EXPECT_EQ(stored.gridWidth, 16);
-    EXPECT_EQ(stored.gridHeight, 9);
-    EXPECT_EQ(stored.maxIterations, 32);
-    EXPECT_EQ(stored.curveType, 5);
-    EXPECT_EQ(stored.curvePhase, -5898240);
-    EXPECT_EQ(stored.curveSmoothness, 2.5);
-    EXPECT_EQ(stored.curvePhaseSplit, 47185920);
+    EXPECT_EQ(stored.settings.channels, 5);
+    EXPECT_EQ(stored.settings.mosaicIntensity, 0.25);
+    EXPECT_EQ(stored.settings.gridWidth, 16);
+    EXPECT_EQ(stored.settings.gridHeight, 9);
+    EXPECT_EQ(stored.settings.maxIterations, 32);
+    EXPECT_EQ(stored.settings.curveType, 5);
+    EXPECT_EQ(stored.settings.curvePhase, -5898240);
+    EXPECT_EQ(stored.settings.curveSmoothness, 2.5);
+    EXPECT_EQ(stored.settings.curvePhaseSplit, 47185920);
     EXPECT_EQ(stored.intensityLayer, nullptr);
 }
 
