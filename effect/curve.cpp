@@ -22,7 +22,7 @@ float roundHalfAway(float x) {
     return std::trunc(x + std::copysign(kBelowHalf, x));
 }
 
-/// Where a sample stands on the curve: along the ramp (the last sample at 1) and along the turn (one past it at 1).
+/// A sample's place on the curve: along the ramp (the last sample is at 1) and along the turn (one past it is at 1).
 struct Abscissa {
     float ramp;
     float turn;

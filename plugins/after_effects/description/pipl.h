@@ -136,7 +136,7 @@ inline std::string piplResource(std::endian order) {
     return resource.bytes();
 }
 
-/// A macOS resource file with that one resource, as it stands in a bundle's Contents/Resources: a header, the data,
+/// A macOS resource file with that one resource, for a bundle's Contents/Resources folder: a header, the data,
 /// and a map from type and id to the data.
 inline std::string macResourceFile() {
     constexpr std::uint32_t kDataStart = 256;

@@ -40,7 +40,7 @@ PF_Err drawControl(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params
             const PF_UnionableRect& frame = extra->effect_win.current_frame;
             drawing.drawImage(pixels.get(), control->width, control->height, frame.left, frame.top);
         } else {
-            // Deliberate: a control that could not be drawn keeps its buffer, one an event.
+            // Deliberate leak, one buffer per failed draw: a drawing function that failed may still hold its address.
             static_cast<void>(pixels.release());
         }
     }
