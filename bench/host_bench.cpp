@@ -17,6 +17,7 @@
 #include "bench/pictures.h"
 #include "cli/picture_file.h"
 #include "host/host.h"
+#include "host/instance.h"
 
 namespace {
 

@@ -9,6 +9,8 @@
 #include "cli/custom_controls.h"
 #include "cli/exit_status.h"
 #include "cli/module_options.h"
+#include "host/base/path_text.h"
+#include "host/instance.h"
 #include "host/panel.h"
 
 namespace quorvel::cli {
@@ -41,7 +43,7 @@ void run(const ModuleOptions& options) {
     const host::CommandResult result = banner != nullptr ? doubleClick(*host, *banner) : host->about();
     require(result, banner != nullptr ? "double click" : "about", *host);
     if (result.message.empty()) {
-        throw Failure(host->module().file().string() + ": says nothing of itself");
+        throw Failure(host::pathText(host->module().file()) + ": says nothing of itself");
     }
     std::string text = result.message;
     std::replace(text.begin(), text.end(), '\r', '\n');

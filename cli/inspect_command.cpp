@@ -11,6 +11,7 @@
 #include "cli/exit_status.h"
 #include "cli/module_description.h"
 #include "cli/text.h"
+#include "host/base/path_text.h"
 
 namespace quorvel::cli {
 namespace {
@@ -89,16 +90,6 @@ std::vector<std::string> flagNames(A_long word, const FlagNames& names) {
     return set;
 }
 
-/// A four-character code, its first letter in the highest byte.
-std::string codeText(A_long code) {
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        const char letter = static_cast<char>((static_cast<A_u_long>(code) >> shift) & 0xFF);
-        text += letter >= ' ' && letter <= '~' ? letter : '?';
-    }
-    return text;
-}
-
 void printLine(const std::string& label, const std::string& text) {
     constexpr std::size_t kColumn = 20;
     std::cout << label << std::string(label.size() < kColumn ? kColumn - label.size() : 1, ' ') << text << '\n';
@@ -127,7 +118,7 @@ std::string apiText(A_long major, A_long minor) {
 }
 
 void printFile(const ModuleDescription& module) {
-    printLine("file", module.file.string());
+    printLine("file", host::pathText(module.file));
     printLine("format", std::string(host::formatName(module.contents.format)) +
                             (module.contents.forX86_64 ? ", x86-64" : ", another processor"));
     if (module.contents.fileVersion) {
@@ -193,7 +184,7 @@ void printAgreement(const ModuleDescription& module) {
         printLine("agreement", "not checked: the module is for another platform, so it was not run");
     } else {
         std::vector<std::string> differences;
-        for (const host::Agreement& one : module.agreements) {
+        for (const Agreement& one : module.agreements) {
             if (!one.agree()) {
                 differences.push_back(one.what + ": PiPL " + one.described + ", module " + one.reported);
             }
@@ -255,7 +246,7 @@ Json resourceJson(const host::ResourceDescription& resource) {
 }
 
 void printJson(const ModuleDescription& module) {
-    Json json{{"file", module.file.string()},        {"format", host::formatName(module.contents.format)},
+    Json json{{"file", host::pathText(module.file)}, {"format", host::formatName(module.contents.format)},
               {"x86_64", module.contents.forX86_64}, {"exports", module.contents.exports},
               {"entry_points", module.entryPoints},  {"needs", module.contents.imports},
               {"ran", module.reported.has_value()}};
@@ -278,7 +269,7 @@ void printJson(const ModuleDescription& module) {
     }
     json["resource"] = module.resource ? resourceJson(*module.resource) : Json();
     json["agreements"] = Json::array();
-    for (const host::Agreement& one : module.agreements) {
+    for (const Agreement& one : module.agreements) {
         json["agreements"].push_back(
             {{"what", one.what}, {"resource", one.described}, {"module", one.reported}, {"agree", one.agree()}});
     }
@@ -305,7 +296,7 @@ void addInspectCommand(CLI::App& program) {
         }
         if (description.contradicts()) {
             std::cout.flush();
-            throw Failure(description.file.string() + ": the module contradicts itself");
+            throw Failure(host::pathText(description.file) + ": the module contradicts itself");
         }
     });
 }

@@ -45,7 +45,7 @@ ModuleDescription describeModule(const ModuleOptions& options) {
         addEntryPoint(module.reported->identity.entryPoint);
     }
     if (module.resource && module.reported) {
-        module.agreements = host::compare(*module.resource, module.reported->identity, module.reported->capabilities);
+        module.agreements = compare(*module.resource, module.reported->identity, module.reported->capabilities);
     }
     return module;
 }

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "cli/agreement.h"
 #include "cli/module_options.h"
-#include "host/host.h"
-#include "host/module_file.h"
+#include "host/module_file/module_file.h"
 
 namespace quorvel::cli {
 
@@ -24,8 +24,8 @@ struct ModuleDescription {
     std::filesystem::path file;
     host::ModuleFile contents;
     std::optional<host::ResourceDescription> resource;
-    std::optional<Reported> reported;         ///< nothing for a module of another platform
-    std::vector<host::Agreement> agreements;  ///< one a property, when there are a resource and a report
+    std::optional<Reported> reported;   ///< nothing for a module of another platform
+    std::vector<Agreement> agreements;  ///< one a property, when there are a resource and a report
     /// What the host calls by name, and whether the file exports it.
     std::map<std::string, bool> entryPoints;
 

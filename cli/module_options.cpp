@@ -8,6 +8,7 @@
 #include "cli/exit_status.h"
 #include "cli/program_file.h"
 #include "cli/text.h"
+#include "host/base/path_text.h"
 
 namespace quorvel::cli {
 namespace {
@@ -82,7 +83,7 @@ std::unique_ptr<host::Host> startHost(const ModuleOptions& options) {
 
 void require(const host::CommandResult& result, const std::string& command, const host::Host& host) {
     if (!result.ok()) {
-        throw Failure(host.module().file().string() + ": " + command + ": " + host::describe(result));
+        throw Failure(host::pathText(host.module().file()) + ": " + command + ": " + host::describe(result));
     }
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "cli/panel_layout.h"
-#include "host/drawbot.h"
+#include "host/surface.h"
 
 namespace quorvel::cli {
 

@@ -14,6 +14,7 @@
 #include "cli/picture_file.h"
 #include "cli/staged_file.h"
 #include "cli/text.h"
+#include "host/instance.h"
 
 namespace quorvel::cli {
 namespace {

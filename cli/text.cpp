@@ -80,4 +80,13 @@ std::string hexText(std::uint32_t word) {
     return text;
 }
 
+std::string codeText(std::int32_t code) {
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const char letter = static_cast<char>((static_cast<std::uint32_t>(code) >> shift) & 0xFFU);
+        text += letter >= ' ' && letter <= '~' ? letter : '?';
+    }
+    return text;
+}
+
 }  // namespace quorvel::cli

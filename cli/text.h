@@ -25,4 +25,8 @@ std::string numberText(double value);
 /// A 32-bit word as "0x00098601".
 std::string hexText(std::uint32_t word);
 
+/// The letters of a four-character code, which has the first letter in the highest byte; '?' for what cannot be
+/// printed.
+std::string codeText(std::int32_t code);
+
 }  // namespace quorvel::cli

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Refusals: any call into the host, and any suite, can be made to fail on demand.
+// Faults on demand: any call into the host can fail, and any suite can be hidden.
 #pragma once
 
 #include <map>
@@ -13,7 +13,7 @@
 
 namespace quorvel::host {
 
-/// How a hidden suite shows itself to AcquireSuite.
+/// How AcquireSuite answers for a hidden suite.
 enum class Hidden {
     WithError,  ///< an error and a null table
     WithNull,   ///< no error, but a null table
@@ -21,21 +21,23 @@ enum class Hidden {
 
 /// Calls are named as the module sees them: "checkout_param", "add_param", "utils.host_new_handle",
 /// "PF Handle Suite.host_lock_handle", "checkout_layer", "DRAWBOT Surface Suite.DrawImage". A name followed by the
-/// arguments as the ledger notes them ("checkout_param 6") means those calls only.
-/// Calls that return a handle or an address answer null when refused, sizes 0; those with an error code return it.
-/// A refused call changes nothing, but what it was to give back (suites, parameters, pixels, locks, handles) counts as
-/// given back all the same: the module has done its part.
+/// arguments, as the ledger records them ("checkout_param 6"), means those calls only.
+/// A refused call that returns an error code returns the chosen error; one that returns a handle or an address returns
+/// null, one that returns a size returns 0.
+/// A refused call changes nothing, with one exception: a call that releases something (a suite, a parameter, pixels, a
+/// lock, a handle) releases it anyway, since the module did its part.
 /// Safe to use from several threads.
 class Faults {
 public:
-    /// From the (skip+1)-th time on, `call` fails with `error`, `times` times.
+    /// Lets `call` succeed `skip` times, then fail with `error` `times` times.
     void refuse(std::string call, PF_Err error, int skip = 0, int times = 1 << 30);
-    /// Succeeds but hands out a null object (worlds, drawing references, suppliers, surfaces, images).
+    /// Lets `call` succeed with a null object (a world, drawing reference, supplier, surface or image).
     void answerNull(std::string call);
     void hideSuite(std::string name, Hidden how = Hidden::WithError);
+    /// Forgets every fault.
     void clear();
 
-    /// Used by the host's callbacks. The error to answer with, or nothing to carry on.
+    /// For the host's callbacks: the error to answer with; empty to carry on.
     std::optional<PF_Err> refusal(std::string_view call);
     bool answersNull(std::string_view call) const;
     std::optional<Hidden> hidden(std::string_view suite) const;

@@ -9,7 +9,7 @@ namespace quorvel::host {
 
 namespace {
 
-/// What fresh memory holds, so that a module which counts on zeros is found out.
+/// Fills new memory, so that a module that relies on zeros fails.
 constexpr std::byte kFreshByte{0xCD};
 
 std::string sizeName(std::size_t size) {
@@ -26,7 +26,7 @@ struct HandleTable::Block {
     std::uint64_t serial = 0;
     std::thread::id maker;
 
-    /// False when there is not so much memory.
+    /// False when memory is short.
     bool resize(std::size_t size) {
         try {
             bytes.resize(size, kFreshByte);
@@ -60,7 +60,7 @@ PF_Handle HandleTable::create(std::size_t size, bool nullBlock) {
 HandleTable::Block* HandleTable::find(PF_Handle handle, const char* call) {
     const auto found = blocks_.find(handle);
     if (found == blocks_.end()) {
-        ledger_.breach(std::string(call) + " with a handle that the host does not have");
+        ledger_.breach(std::string(call) + ": not a handle of this host");
         return nullptr;
     }
     return found->second.get();
@@ -81,7 +81,7 @@ void HandleTable::unlock(PF_Handle handle) {
     const std::lock_guard guard(mutex_);
     if (Block* block = find(handle, "host_unlock_handle")) {
         if (block->locks == 0) {
-            ledger_.breach("host_unlock_handle with a handle that is not locked");
+            ledger_.breach("host_unlock_handle: the handle is not locked");
             return;
         }
         --block->locks;
@@ -93,7 +93,7 @@ void HandleTable::dispose(PF_Handle handle) {
     const std::lock_guard guard(mutex_);
     if (Block* block = find(handle, "host_dispose_handle")) {
         if (block->locks > 0) {
-            ledger_.breach("host_dispose_handle with a locked handle");
+            ledger_.breach("host_dispose_handle: the handle is locked");
             ledger_.forgive(Loan::HandleLock, sizeName(block->createdSize), block->locks);
         }
         ledger_.takeBack(Loan::Handle, sizeName(block->createdSize));
@@ -114,7 +114,7 @@ bool HandleTable::resize(std::size_t size, PF_Handle handle) {
         return false;
     }
     if (block->locks > 0) {
-        ledger_.breach("host_resize_handle with a locked handle");
+        ledger_.breach("host_resize_handle: the handle is locked");
         return false;
     }
     return block->resize(size);

@@ -14,8 +14,8 @@
 
 namespace quorvel::host {
 
-/// Owns every handle of one host, including those that are never given back. A handle that is not (or no longer) alive
-/// is recorded as a breach and never touched. Safe to use from several threads.
+/// Owns every handle of one host, including those that the module never disposes of. A call with an unknown or disposed
+/// handle is recorded as a breach, and does not touch the handle. Safe to use from several threads.
 class HandleTable {
 public:
     explicit HandleTable(Ledger& ledger);
@@ -23,29 +23,30 @@ public:
     HandleTable(const HandleTable&) = delete;
     HandleTable& operator=(const HandleTable&) = delete;
 
-    /// A block that holds no zeros by accident, or none at all with a null master pointer. Null when memory is short.
+    /// A new handle whose block is filled with a value other than zero, or one with a null master pointer and no block.
+    /// Null when memory is short.
     PF_Handle create(std::size_t size, bool nullBlock = false);
-    /// The block's address; null for an unknown handle, which is a breach.
+    /// The block's address; null for an unknown handle and for one without a block.
     void* lock(PF_Handle handle);
     void unlock(PF_Handle handle);
     void dispose(PF_Handle handle);
     std::size_t size(PF_Handle handle);
-    /// Keeps the handle and what fits of its content. False, and nothing changed, when memory is short or the handle is
-    /// locked (a breach).
+    /// Keeps the handle, and as much of its content as fits. Returns false and changes nothing when memory is short or
+    /// the handle is locked, which is a breach.
     bool resize(std::size_t size, PF_Handle handle);
 
-    /// The host's own disposal, with locks still on it or not. Does nothing with null or unknown handles.
+    /// Disposal by the host itself, whether locked or not. Ignores null and unknown handles.
     void discard(PF_Handle handle);
     bool knows(PF_Handle handle) const;
-    /// A handle and when it was made. Another one may get the same address later, but never the same serial.
+    /// A handle and its serial number. A later handle may get the same address, but never the same serial number.
     struct Made {
         PF_Handle handle;
         std::uint64_t serial;
     };
-    /// Serials rise: every living handle made since `mark` by the calling thread.
+    /// The next serial number, and every living handle that the calling thread made since then.
     std::uint64_t mark() const;
     std::vector<Made> madeSince(std::uint64_t mark) const;
-    /// As above, if it is still this one.
+    /// Disposal by the host itself, if the handle still has that serial number.
     void discard(const Made& made);
 
 private:

@@ -3,15 +3,19 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
+#include <string>
 
-#include "host/session.h"
+#include "host/base/error.h"
+#include "host/base/path_text.h"
+#include "host/command.h"
+#include "host/interact_callbacks.h"
+#include "host/state.h"
+#include "host/suites.h"
+#include "host/util_callbacks.h"
 
 namespace quorvel::host {
 
 namespace {
-
-thread_local CurrentCall* currentCall = nullptr;
 
 const char* commandName(PF_Cmd cmd) {
     switch (cmd) {
@@ -24,129 +28,38 @@ const char* commandName(PF_Cmd cmd) {
     }
 }
 
-/// Throws what a failed set-up command came to.
+/// Throws HostError for a failed set-up command.
 void require(const CommandResult& result, PF_Cmd cmd, const Module& module) {
     if (result.ok()) {
         return;
     }
-    throw HostError(module.file().string() + ": " + commandName(cmd) + ": " + describe(result));
+    throw HostError(pathText(module.file()) + ": " + commandName(cmd) + ": " + describe(result));
 }
 
-}  // namespace
-
-std::string describe(const CommandResult& result) {
-    if (!result.exception.empty()) {
-        return "exception: " + result.exception;
-    }
-    return "error " + std::to_string(result.error) + (result.message.empty() ? "" : ": " + result.message);
-}
-
-CurrentCall::CurrentCall(Host::State& state, FrameContext* context, PF_Cmd cmd, PF_ParamDef** definitions,
-                         PF_OutData& outData)
-    : host(state), frame(context), command(cmd), params(definitions), out(outData), outer_(currentCall) {
-    currentCall = this;
-}
-
-CurrentCall::~CurrentCall() {
-    currentCall = outer_;
-}
-
-CurrentCall* CurrentCall::get() {
-    return currentCall;
-}
-
-namespace {
-
-std::string withDetail(std::string_view name, std::string_view detail) {
-    return detail.empty() ? std::string(name) : std::string(name).append(" ").append(detail);
-}
-
-}  // namespace
-
-std::optional<PF_Err> enterCall(Host::State& host, std::string_view name, std::string_view detail) {
-    const std::string full = withDetail(name, detail);
-    host.ledger.note(full);
-    std::optional<PF_Err> error = host.faults.refusal(name);
-    if (!error && !detail.empty()) {
-        error = host.faults.refusal(full);
-    }
-    return error;
-}
-
-bool answersNull(const Host::State& host, std::string_view name, std::string_view detail) {
-    return host.faults.answersNull(name) || host.faults.answersNull(withDetail(name, detail));
-}
-
-PF_Err enterEffectCall(PF_ProgPtr effectRef, std::string_view name, std::string_view detail, CurrentCall*& call) {
-    call = CurrentCall::get();
-    if (call == nullptr) {
-        return PF_Err_INVALID_CALLBACK;
-    }
-    const std::optional<PF_Err> refused = enterCall(call->host, name, detail);
-    if (effectRef != &call->host) {
-        return breach(*call, name, "given a foreign effect_ref");
-    }
-    return refused.value_or(PF_Err_NONE);
-}
-
-PF_Err breach(const CurrentCall& call, std::string_view name, std::string_view what, PF_Err answer) {
-    call.host.ledger.breach(std::string(name).append(": ").append(what));
-    return answer;
-}
-
-Profile Profile::afterEffects(A_short major, A_short minor) {
-    return {Application::AfterEffects, {major, minor}};
-}
-
-Profile Profile::premierePro(A_short major, A_short minor) {
-    return {Application::PremierePro, {major, minor}};
-}
-
-Host::State::State(const std::filesystem::path& moduleFile, Profile played) : profile(played), module(moduleFile) {
-    installUtilCallbacks(utils);
-    installBasicSuite(basic);
-    installInteractCallbacks(in.inter);
-    in.utils = &utils;
-    in.pica_basicP = &basic;
-    in.effect_ref = this;
+/// The state of a host that has sent no command: the function tables are set, and there is the input layer.
+std::unique_ptr<HostState> makeState(const std::filesystem::path& moduleFile, Profile profile) {
+    auto state = std::make_unique<HostState>(moduleFile, profile);
+    state->utils = utilCallbacks();
+    state->basic = basicSuite();
+    PF_InData& in = state->in;
+    in.inter = interactCallbacks();
+    in.utils = &state->utils;
+    in.pica_basicP = &state->basic;
+    in.effect_ref = state.get();
     in.quality = PF_Quality_HI;
     in.version = profile.apiVersion;
     in.appl_id = profile.application == Application::PremierePro ? kAppID_Premiere : kAppID_AfterEffects;
     in.time_step = in.local_time_step = in.total_time = 1;
     in.time_scale = 24;
     in.downsample_x = in.downsample_y = in.pixel_aspect_ratio = {1, 1};
-    Parameter& input = parameters.emplace_back();  // the implicit one
+    Parameter& input = state->parameters.emplace_back();
     input.def.param_type = PF_Param_LAYER;
+    return state;
 }
 
-CommandResult Host::State::send(PF_Cmd cmd, PF_InData& inData, PF_OutData& outData, PF_ParamDef** params,
-                                PF_LayerDef* output, void* extra, FrameContext* frame) {
-    inData.num_params = static_cast<A_long>(parameters.size());
-    outData.return_msg[0] = '\0';
-    outData.out_flags &= ~PF_OutFlag_DISPLAY_ERROR_MESSAGE;
-    outData.sequence_data = inData.sequence_data;
-    outData.global_data = inData.global_data;
-    outData.frame_data = inData.frame_data;
+}  // namespace
 
-    CommandResult result;
-    {
-        const CurrentCall call(*this, frame, cmd, params, outData);
-        try {
-            result.error = module.effectMain()(cmd, &inData, &outData, params, output, extra);
-        } catch (const std::exception& exception) {
-            result.exception = exception.what();
-        } catch (...) {
-            result.exception = "unknown exception";
-        }
-    }
-    const char* message = outData.return_msg;
-    result.message.assign(message, std::find(message, message + sizeof outData.return_msg, '\0'));
-    result.messageIsError = (outData.out_flags & PF_OutFlag_DISPLAY_ERROR_MESSAGE) != 0;
-    return result;
-}
-
-Host::Host(const std::filesystem::path& moduleFile, Profile profile)
-    : state_(std::make_unique<State>(moduleFile, profile)) {}
+Host::Host(const std::filesystem::path& moduleFile, Profile profile) : state_(makeState(moduleFile, profile)) {}
 
 Host::~Host() = default;
 
@@ -167,7 +80,7 @@ Faults& Host::faults() {
 }
 
 CommandResult Host::send(PF_Cmd cmd, PF_ParamDef** params, PF_LayerDef* output, void* extra) {
-    return state_->send(cmd, state_->in, state_->out, params, output, extra, nullptr);
+    return sendCommand(*state_, cmd, state_->in, state_->out, params, output, extra, nullptr);
 }
 
 CommandResult Host::globalSetup() {
@@ -200,9 +113,9 @@ void Host::start() {
     require(paramsSetup(), PF_Cmd_PARAMS_SETUP, module());
     const auto added = static_cast<A_long>(parameters().size());
     if (reportedParameterCount() != added) {
-        throw HostError(module().file().string() + ": parameter set-up added " + std::to_string(added - 1) +
+        throw HostError(pathText(module().file()) + ": parameter set-up added " + std::to_string(added - 1) +
                         " parameters, but reported " +
-                        (reportedParameterCount() ? std::to_string(*reportedParameterCount() - 1) : "none"));
+                        (reportedParameterCount() ? std::to_string(*reportedParameterCount() - 1) : "no count"));
     }
 }
 

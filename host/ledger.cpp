@@ -32,7 +32,7 @@ void Ledger::takeBack(Loan kind, std::string_view name) {
     const std::lock_guard lock(mutex_);
     const auto found = open_.find({kind, std::string(name)});
     if (found == open_.end()) {
-        breaches_.push_back(std::string(loanName(kind)) + " \"" + std::string(name) + "\" given back but not out");
+        breaches_.push_back(std::string(loanName(kind)) + " \"" + std::string(name) + "\" released but never acquired");
         return;
     }
     if (--found->second == 0) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the host has handed out and not got back, and every call the module made.
+// Everything that the host lent to the module and the module has not released, and every call the module made.
 #pragma once
 
 #include <cstdint>
@@ -12,20 +12,20 @@
 
 namespace quorvel::host {
 
-/// The kinds of thing that a module borrows from the host and has to give back.
+/// What a module borrows from the host and must release.
 enum class Loan {
     Suite,        ///< an acquired suite, named "PF Handle Suite 2"
-    Handle,       ///< an allocated handle
-    HandleLock,   ///< a lock on a handle
-    Parameter,    ///< a parameter checked out with checkout_param, named by its index
-    LayerPixels,  ///< a layer's pixels checked out in smart render, named by the checkout id
-    DrawObject,   ///< a reference to a Drawbot object (images)
+    Handle,       ///< an allocated handle, named after its size, "240 bytes"
+    HandleLock,   ///< a lock on a handle, named after the handle's first size
+    Parameter,    ///< a parameter checked out with checkout_param, named after its index
+    LayerPixels,  ///< a layer's pixels checked out in smart render, named after the checkout id
+    DrawObject,   ///< a reference to a Drawbot object; all are images
 };
 
-/// The word for a kind of loan, as reports print it ("suite", "handle", ...).
+/// A kind of loan as reports print it: "suite", "handle", ...
 std::string_view loanName(Loan kind);
 
-/// One line of the ledger: how many of a kind and name are out.
+/// The number of loans of one kind and name.
 struct OpenLoan {
     Loan kind;
     std::string name;
@@ -33,32 +33,33 @@ struct OpenLoan {
     friend bool operator==(const OpenLoan&, const OpenLoan&) = default;
 };
 
-/// Keeps account of loans, of breaches of protocol, and (when asked) of the calls in their order.
-/// Safe to use from several threads.
+/// Keeps account of loans and of breaches of the protocol, and on request of the calls in their order. Safe to use from
+/// several threads.
 class Ledger {
 public:
     void lend(Loan kind, std::string_view name);
-    /// Takes one back; giving back what is not out is recorded as a breach.
+    /// Ends one loan. Without such a loan, records a breach.
     void takeBack(Loan kind, std::string_view name);
-    /// The host's own clean-up of `count` loans (worlds taken back at the end of a command, handles at the end of
-    /// a frame): never a breach.
+    /// The host itself ends up to `count` loans, such as pixels at the end of a command and handles at the end of a
+    /// frame. Never a breach.
     void forgive(Loan kind, std::string_view name, std::int64_t count);
 
-    /// Everything still out, sorted by kind and name; empty when all is balanced.
+    /// All current loans, sorted by kind and name.
     std::vector<OpenLoan> open() const;
-    /// Everything the host had to clean up itself so far: what the module borrows for good by design shows here.
+    /// All loans that the host itself ended so far. What the module never releases, by design or by mistake, shows
+    /// here.
     std::vector<OpenLoan> forgiven() const;
     std::int64_t openCount(Loan kind, std::string_view name) const;
 
-    /// Records a breach of the protocol by the module ("released suite X that it does not hold").
+    /// Records a breach of the protocol by the module: "checkout_layer: null request".
     void breach(std::string what);
     std::vector<std::string> breaches() const;
 
-    /// While recording, every call into the host is noted by its name ("checkout_param 3", "AcquireSuite PF Handle
-    /// Suite 2"). Off by default. Starting clears what was recorded.
+    /// Records every call into the host with its arguments: "checkout_param 3", "AcquireSuite PF Handle Suite 2". Off
+    /// at first. Starting clears the recording, stopping returns it.
     void startRecording();
     std::vector<std::string> stopRecording();
-    /// Notes a call when recording is on.
+    /// Adds a call to the recording if it is on.
     void note(std::string_view call);
     bool recording() const;
 

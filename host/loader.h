@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The one place where systems differ in loading a module.
+// Loads a module's file; each system has its own implementation.
 #pragma once
 
 #include <filesystem>
@@ -15,8 +15,8 @@ public:
     virtual void* symbol(const char* name) const = 0;
 };
 
-/// Loads a copy of the file that shares no state with any other in the process. Throws HostError with the file and the
-/// system's reason. Safe to call from several threads.
+/// Loads the file so that it shares no state with any other load of it in this process. Throws HostError with the file
+/// and the system's reason. Safe to call from several threads.
 std::unique_ptr<LoadedLibrary> loadFresh(const std::filesystem::path& file);
 
 }  // namespace quorvel::host

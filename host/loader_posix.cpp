@@ -5,7 +5,8 @@
 #include <mutex>
 #include <string>
 
-#include "host/error.h"
+#include "host/base/error.h"
+#include "host/base/path_text.h"
 #include "host/loader.h"
 
 namespace quorvel::host {
@@ -22,14 +23,14 @@ private:
     void* handle_;
 };
 
-/// A copy under a name of its own, gone from the disk when this goes out of scope (a library stays mapped).
+/// A copy under a name of its own, deleted by the destructor; a loaded library stays mapped.
 class TemporaryCopy {
 public:
     explicit TemporaryCopy(const std::filesystem::path& file) {
         std::string pattern = (std::filesystem::temp_directory_path() / "module-XXXXXX").string();
         const int descriptor = mkstemp(pattern.data());
         if (descriptor < 0) {
-            throw HostError(pattern + ": cannot make a temporary copy of " + file.string());
+            throw HostError(pattern + ": cannot make a temporary copy of " + pathText(file));
         }
         close(descriptor);
         path_ = pattern;
@@ -37,7 +38,7 @@ public:
         std::filesystem::copy_file(file, path_, std::filesystem::copy_options::overwrite_existing, error);
         if (error) {
             std::filesystem::remove(path_);
-            throw HostError(path_.string() + ": cannot copy " + file.string() + ": " + error.message());
+            throw HostError(pathText(path_) + ": cannot copy " + pathText(file) + ": " + error.message());
         }
     }
     ~TemporaryCopy() {
@@ -52,16 +53,17 @@ private:
     std::filesystem::path path_;
 };
 
+/// Loads `file`; an error names `shownAs`.
 void* open(const std::filesystem::path& file, const std::filesystem::path& shownAs) {
     void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
         const char* text = dlerror();
         std::string reason = text != nullptr ? text : "unknown";
-        // The loader names the file it was given, which may be a copy: the message names it already.
+        // The loader's text starts with the file it was given, which may be a copy; the message names the file already.
         if (const std::string prefix = file.string() + ": "; reason.starts_with(prefix)) {
             reason.erase(0, prefix.size());
         }
-        throw HostError(shownAs.string() + ": not a loadable module: " + reason);
+        throw HostError(pathText(shownAs) + ": not a loadable module: " + reason);
     }
     return handle;
 }
@@ -69,8 +71,8 @@ void* open(const std::filesystem::path& file, const std::filesystem::path& shown
 }  // namespace
 
 std::unique_ptr<LoadedLibrary> loadFresh(const std::filesystem::path& file) {
-    // A second dlopen of the same file would give the first one's state; a copy is another file to the loader.
-    // The lock keeps two threads from both finding the file not loaded yet.
+    // A second dlopen of the same file shares the first one's state, so the second load gets a copy. The lock makes
+    // sure that of two threads only one finds the file not loaded yet.
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
     const std::filesystem::path path = std::filesystem::absolute(file);

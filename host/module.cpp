@@ -2,11 +2,13 @@
 #include "host/module.h"
 
 #include <exception>
+#include <optional>
 #include <vector>
 
+#include "host/base/path_text.h"
+#include "host/basic_suite.h"
 #include "host/loader.h"
-#include "host/module_file.h"
-#include "host/session.h"
+#include "host/module_file/module_file.h"
 
 namespace quorvel::host {
 
@@ -25,18 +27,13 @@ A_Err noteIdentity(PF_PluginDataPtr host, const A_u_char* name, const A_u_char* 
 
 constexpr char kIdentityEntry[] = "PluginDataEntryFunction";
 
-/// Asks a module who it is. `file` is for messages.
+/// Asks a module for its identity. `file` is for messages.
 Identity identify(PF_PluginDataEntryFunction entry, const std::string& file) {
-    // A basic suite is there, but no command runs yet: its functions answer with an error.
-    static SPBasicSuite basic = [] {
-        SPBasicSuite suite;
-        installBasicSuite(suite);
-        return suite;
-    }();
-    std::vector<Identity> told;
+    static SPBasicSuite basic = basicSuiteWithoutSuites();
+    std::vector<Identity> described;
     PF_Err result = PF_Err_NONE;
     try {
-        result = entry(&told, noteIdentity, &basic, "Quorvel reference host", "1.3.0");
+        result = entry(&described, noteIdentity, &basic, "Quorvel reference host", QUORVEL_VERSION);
     } catch (const std::exception& exception) {
         throw HostError(file + ": " + kIdentityEntry + " failed with an exception: " + exception.what());
     } catch (...) {
@@ -45,39 +42,49 @@ Identity identify(PF_PluginDataEntryFunction entry, const std::string& file) {
     if (result != PF_Err_NONE) {
         throw HostError(file + ": " + kIdentityEntry + " failed with error " + std::to_string(result));
     }
-    if (told.size() != 1) {
-        throw HostError(file + ": " + kIdentityEntry + " told of " + std::to_string(told.size()) +
-                        " effects instead of one");
+    if (described.size() != 1) {
+        throw HostError(file + ": " + kIdentityEntry + " described " + std::to_string(described.size()) +
+                        " effects, expected 1");
     }
-    return told.front();
+    return described.front();
 }
 
-/// Loading a library runs its code, so one that is clearly no module is not loaded at all. What cannot be read is
-/// left to the system's loader, which says what is wrong with it.
-bool lacksIdentityEntry(const std::filesystem::path& file) {
-    try {
-        return !readModuleFile(file).exportsSymbol(kIdentityEntry);
-    } catch (const HostError&) {
-        return false;
+void requireEntry(bool found, const std::string& name, const std::string& file) {
+    if (!found) {
+        throw HostError(file + ": no entry point \"" + name + "\"");
     }
+}
+
+/// Loading a library runs its code, so what is certainly no module for this system is refused before. A file that
+/// cannot be read as a module is left to the system's loader, which knows more reasons.
+void checkBeforeLoading(const std::filesystem::path& file) {
+    std::optional<ModuleFile> contents;
+    try {
+        contents = readModuleFile(file);
+    } catch (const HostError&) {
+        return;
+    }
+    if (contents->format != kOwnFormat) {
+        throw HostError(pathText(file) + ": a " + std::string(systemName(contents->format)) + " module, not one for " +
+                        std::string(systemName(kOwnFormat)));
+    }
+    if (!contents->runsHere()) {
+        throw HostError(pathText(file) + ": a module for another processor");
+    }
+    requireEntry(contents->exportsSymbol(kIdentityEntry), kIdentityEntry, pathText(file));
 }
 
 }  // namespace
 
 Module::Module(const std::filesystem::path& file) : file_(file) {
     requireModuleFile(file);
-    const auto requireEntry = [&](bool found, const std::string& name) {
-        if (!found) {
-            throw HostError(file.string() + ": no entry point \"" + name + "\"");
-        }
-    };
-    requireEntry(!lacksIdentityEntry(file), kIdentityEntry);
+    checkBeforeLoading(file);
     library_ = loadFresh(file);
     pluginDataEntry_ = reinterpret_cast<PF_PluginDataEntryFunction>(symbol(kIdentityEntry));
-    requireEntry(pluginDataEntry_ != nullptr, kIdentityEntry);
-    identity_ = identify(pluginDataEntry_, file.string());
+    requireEntry(pluginDataEntry_ != nullptr, kIdentityEntry, pathText(file));
+    identity_ = identify(pluginDataEntry_, pathText(file));
     effectMain_ = reinterpret_cast<PF_EffectMainFunction>(symbol(identity_.entryPoint.c_str()));
-    requireEntry(effectMain_ != nullptr, identity_.entryPoint);
+    requireEntry(effectMain_ != nullptr, identity_.entryPoint, pathText(file));
 }
 
 Module::~Module() = default;

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
-// A plug-in module as a loaded file.
+// A loaded module, and what it says of itself.
 #pragma once
 
 #include <filesystem>
 #include <memory>
 #include <string>
 
-#include "host/error.h"
+#include "host/base/error.h"
 #include "sdk/pf_effect.h"
 
 namespace quorvel::host {
 
 class LoadedLibrary;
 
-/// What a module says of itself through its identification callback.
+/// What a module reports through its identification callback.
 struct Identity {
     std::string name;
     std::string matchName;
@@ -26,18 +26,25 @@ struct Identity {
     friend bool operator==(const Identity&, const Identity&) = default;
 };
 
-/// Loads a module afresh each time: a second Module of the same file shares no state with the first.
-/// Unloads it when destroyed.
+/// What global set-up reports.
+struct Capabilities {
+    A_u_long version = 0;
+    PF_OutFlags outFlags = 0;
+    PF_OutFlags2 outFlags2 = 0;
+};
+
+/// Loads a module and unloads it when destroyed. A second Module of the same file shares no state with the first.
 class Module {
 public:
-    /// Throws HostError naming the file and the reason: missing, not a module, or which symbol is not there.
+    /// Throws HostError naming the file and the reason: missing, not a module, for another system or processor, or
+    /// which entry point is missing. Where the file alone shows the reason, none of its code runs.
     explicit Module(const std::filesystem::path& file);
     ~Module();
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
 
     const std::filesystem::path& file() const { return file_; }
-    /// As told by PluginDataEntryFunction when the module was loaded.
+    /// As reported by PluginDataEntryFunction when the module was loaded.
     const Identity& identity() const { return identity_; }
     PF_EffectMainFunction effectMain() const { return effectMain_; }
     PF_PluginDataEntryFunction pluginDataEntry() const { return pluginDataEntry_; }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/panel.h"
 
-#include "host/session.h"
+#include "host/frame_context.h"
 
 namespace quorvel::host {
 

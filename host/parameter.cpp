@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "host/error.h"
+#include "host/base/error.h"
 
 namespace quorvel::host {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Parameters as a module declares them, and the values of one instance at one time.
+// Parameters as a module declares them, and their values at one time.
 #pragma once
 
 #include <map>
@@ -14,7 +14,7 @@
 
 namespace quorvel::host {
 
-/// One declared parameter. Index 0 is the input layer, which the host adds itself.
+/// One declared parameter. Index 0 is the input layer, which the host itself adds.
 struct Parameter {
     PF_ParamIndex index = 0;
     PF_ParamDef def{};                        ///< as given to add_param; popup texts are copied into `choices`
@@ -25,26 +25,27 @@ struct Parameter {
     A_long id() const { return def.uu.id; }
 };
 
-/// The values of all parameters at one time, as definitions that a module may read and (for their user-interface
-/// flags) write. Copies share nothing.
+/// The values of all parameters at one time, stored in definitions. A module reads them, and may write their
+/// user-interface flags. Copies share nothing but the borrowed layers.
 class ParameterValues {
 public:
     /// Every parameter at its default.
     explicit ParameterValues(const std::vector<Parameter>& declared);
 
-    /// By index in the host's order; index 0 is the input layer. Throws HostError when there is none.
+    /// By index; index 0 is the input layer. Throws HostError when no parameter has it.
     PF_ParamDef& at(PF_ParamIndex index);
     const PF_ParamDef& at(PF_ParamIndex index) const;
-    /// By the stable id the module wrote into the definition. Throws HostError when there is none.
+    /// By the stable id that the module wrote into the definition. Throws HostError when no parameter has it.
     PF_ParamDef& byId(A_long id);
     PF_ParamIndex indexOf(A_long id) const;
     int count() const { return static_cast<int>(defs_.size()); }
 
-    void setPopup(A_long id, A_long value);
+    void setPopup(A_long id, A_long value);  ///< 1 is the first choice
     void setFloat(A_long id, double value);
     void setFixed(A_long id, PF_Fixed value);  ///< fixed sliders and angles, 16.16
-    /// The layer chosen in a layer parameter; null for none. Borrowed: it must outlive the frames that use it.
+    /// Chooses the layer of a layer parameter, null for none. Borrowed: it must outlive the frames that use it.
     void setLayer(A_long id, const World* layer);
+    /// The chosen layer; null for none.
     const World* layer(PF_ParamIndex index) const;
 
 private:

@@ -1,50 +1,52 @@
 // SPDX-License-Identifier: MIT
-// The basic suite and the table of suites that this host has.
-#include <array>
-#include <cstdlib>
+#include "host/suites.h"
 
-#include "host/session.h"
-#include "host/suite_tables.h"
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/basic_suite.h"
+#include "host/call.h"
+#include "host/drawbot.h"
+#include "host/unused_slot.h"
+#include "host/util_callbacks.h"
+#include "sdk/premiere.h"
 
 namespace quorvel::host {
 
 namespace {
 
-/// What AcquireSuite answers for a suite that is not there.
+/// AcquireSuite's error for a suite that this host does not have.
 constexpr SPErr kSuiteNotFound = PF_PixelFormatCode("!tNS");
-
-enum class Where { Both, PremiereOnly };
-
-struct SuiteEntry {
-    std::string_view name;
-    int version;
-    Where where;
-    const void* table;
-};
 
 PF_Err updateParamUI(PF_ProgPtr effectRef, PF_ParamIndex index, const PF_ParamDef* def) {
     constexpr std::string_view kName = "PF Param Utils Suite.PF_UpdateParamUI";
-    CurrentCall* call = nullptr;
     const std::string flags = def != nullptr ? std::to_string(def->ui_flags) : "unknown";
-    if (const PF_Err error = enterEffectCall(effectRef, kName, std::to_string(index) + " ui_flags " + flags, call)) {
-        return error;
+    const EnteredCall entered = enterEffectCall(effectRef, kName, std::to_string(index) + " ui_flags " + flags);
+    if (!entered) {
+        return entered.error;
     }
-    if (call->params == nullptr) {
-        return breach(*call, kName, "called without a panel", PF_Err_INVALID_CALLBACK);
+    const CurrentCall& call = *entered.call;
+    if (call.params == nullptr) {
+        return breach(call, kName, "not allowed in this command", PF_Err_INVALID_CALLBACK);
     }
-    if (def == nullptr || index < 1 || index >= static_cast<PF_ParamIndex>(call->host.parameters.size())) {
-        return breach(*call, kName, "there is no such parameter, or no definition");
+    if (def == nullptr) {
+        return breach(call, kName, "null definition");
     }
-    if (def != call->params[index]) {
-        return breach(*call, kName, "given another definition than the panel's own");
+    if (index < 1 || index >= static_cast<PF_ParamIndex>(call.host.parameters.size())) {
+        return breach(call, kName, "no parameter has the index " + std::to_string(index));
     }
-    if (call->frame != nullptr && call->frame->shownFlags != nullptr) {
-        call->frame->shownFlags->at(static_cast<std::size_t>(index)) = def->ui_flags;
+    if (def != call.params[index]) {
+        return breach(call, kName, "the definition is not the panel's own");
+    }
+    if (call.frame != nullptr && call.frame->shownFlags != nullptr) {
+        call.frame->shownFlags->at(static_cast<std::size_t>(index)) = def->ui_flags;
     }
     return PF_Err_NONE;
 }
 
-/// The depth of a world of the current frame, told by its pixels.
+/// The depth of a world that belongs to the current frame, recognised by its pixels' address; empty for other worlds.
 std::optional<Depth> depthOf(const FrameContext* frame, const PF_EffectWorld* world) {
     if (frame == nullptr || frame->request == nullptr || world == nullptr) {
         return std::nullopt;
@@ -65,20 +67,19 @@ std::optional<Depth> depthOf(const FrameContext* frame, const PF_EffectWorld* wo
     return std::nullopt;
 }
 
+/// `codes` are the formats of 8, 16 and 32 bits per channel.
 PF_Err answerFormat(std::string_view name, const PF_EffectWorld* world, PF_PixelFormat* format,
                     const std::array<PF_PixelFormat, 3>& codes) {
-    CurrentCall* call = CurrentCall::get();
-    if (call == nullptr) {
-        return PF_Err_INVALID_CALLBACK;
+    const EnteredCall entered = enterCall(name);
+    if (!entered) {
+        return entered.error;
     }
-    if (const auto refused = enterCall(call->host, name)) {
-        return *refused;
-    }
-    const auto depth = depthOf(call->frame, world);
+    const CurrentCall& call = *entered.call;
+    const auto depth = depthOf(call.frame, world);
     if (!depth || format == nullptr) {
-        return breach(*call, name, "asked of no world of this frame");
+        return breach(call, name, format == nullptr ? "null output pointer" : "world does not belong to this frame");
     }
-    *format = call->frame->request->pixelFormat.value_or(codes[static_cast<std::size_t>(*depth)]);
+    *format = call.frame->request->pixelFormat.value_or(codes[static_cast<std::size_t>(*depth)]);
     return PF_Err_NONE;
 }
 
@@ -102,39 +103,33 @@ std::string formatName(PrPixelFormat format) {
 
 PF_Err addSupportedPixelFormat(PF_ProgPtr effectRef, PrPixelFormat format) {
     constexpr std::string_view kName = "PF Pixel Format Suite.AddSupportedPixelFormat";
-    CurrentCall* call = nullptr;
-    if (const PF_Err error = enterEffectCall(effectRef, kName, formatName(format), call)) {
-        return error;
+    const EnteredCall entered = enterEffectCall(effectRef, kName, formatName(format));
+    if (!entered) {
+        return entered.error;
     }
-    if (call->command != PF_Cmd_GLOBAL_SETUP) {
-        return breach(*call, kName, "called outside global set-up", PF_Err_INVALID_CALLBACK);
+    if (entered.call->command != PF_Cmd_GLOBAL_SETUP) {
+        return breach(*entered.call, kName, "called outside global set-up", PF_Err_INVALID_CALLBACK);
     }
-    call->host.formats.push_back(format);
+    entered.call->host.formats.push_back(format);
     return PF_Err_NONE;
 }
 
 PF_Err clearSupportedPixelFormats(PF_ProgPtr effectRef) {
     constexpr std::string_view kName = "PF Pixel Format Suite.ClearSupportedPixelFormats";
-    CurrentCall* call = nullptr;
-    if (const PF_Err error = enterEffectCall(effectRef, kName, {}, call)) {
-        return error;
+    const EnteredCall entered = enterEffectCall(effectRef, kName);
+    if (!entered) {
+        return entered.error;
     }
-    if (call->command != PF_Cmd_GLOBAL_SETUP) {
-        return breach(*call, kName, "called outside global set-up", PF_Err_INVALID_CALLBACK);
+    if (entered.call->command != PF_Cmd_GLOBAL_SETUP) {
+        return breach(*entered.call, kName, "called outside global set-up", PF_Err_INVALID_CALLBACK);
     }
-    call->host.formats.clear();
+    entered.call->host.formats.clear();
     return PF_Err_NONE;
 }
 
-/// Nothing to change: this host's worlds of one frame are of one depth.
+/// Changes nothing: all worlds of one frame have one depth here.
 PF_Err matchRenderFormat(PF_ProgPtr effectRef) {
-    CurrentCall* call = nullptr;
-    return enterEffectCall(effectRef, "PF Utility Suite.EffectWantsCheckedOutFramesToMatchRenderPixelFormat", {}, call);
-}
-
-template <typename Suite>
-Suite tableOfUnusedSlots() {
-    return filledWith<Suite>(unusedSlot);
+    return enterEffectCall(effectRef, "PF Utility Suite.EffectWantsCheckedOutFramesToMatchRenderPixelFormat").error;
 }
 
 const PF_ParamUtilsSuite& paramUtilsSuite() {
@@ -176,96 +171,82 @@ const PF_UtilitySuite& utilitySuite() {
 }
 
 std::string suiteName(const char* name, int version) {
-    return std::string(name != nullptr ? name : "") + " " + std::to_string(version);
+    return std::string(name) + " " + std::to_string(version);
 }
 
-SPErr acquireSuite(const char* name, int version, const void** suite) {
-    CurrentCall* call = CurrentCall::get();
-    if (call == nullptr || name == nullptr || suite == nullptr) {
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    *suite = nullptr;
-    const std::string fullName = suiteName(name, version);
-    if (const auto refused = enterCall(call->host, "AcquireSuite", fullName)) {
-        return *refused;
-    }
-    if (const auto hidden = call->host.faults.hidden(name)) {
-        return *hidden == Hidden::WithError ? kSuiteNotFound : PF_Err_NONE;
-    }
-    *suite = findSuite(call->host, name, version);
-    if (*suite == nullptr) {
-        return kSuiteNotFound;
-    }
-    call->host.ledger.lend(Loan::Suite, fullName);
-    return PF_Err_NONE;
-}
+enum class Availability { Everywhere, PremiereProOnly };
 
-SPErr releaseSuite(const char* name, int version) {
-    CurrentCall* call = CurrentCall::get();
-    if (call == nullptr || name == nullptr) {
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    const std::string fullName = suiteName(name, version);
-    const auto refused = enterCall(call->host, "ReleaseSuite", fullName);
-    call->host.ledger.takeBack(Loan::Suite, fullName);
-    return refused.value_or(PF_Err_NONE);
-}
+struct SuiteEntry {
+    std::string_view name;
+    int version;
+    Availability availability;
+    const void* table;
+};
 
-int isEqual(const char* a, const char* b) {
-    return a != nullptr && b != nullptr && std::string_view(a) == b ? 1 : 0;
-}
-
-SPErr allocateBlock(std::size_t size, void** block) {
-    *block = std::malloc(size);
-    return *block != nullptr ? PF_Err_NONE : PF_Err_OUT_OF_MEMORY;
-}
-
-SPErr freeBlock(void* block) {
-    std::free(block);
-    return PF_Err_NONE;
-}
-
-SPErr reallocateBlock(void* block, std::size_t size, void** newBlock) {
-    *newBlock = std::realloc(block, size);
-    return *newBlock != nullptr ? PF_Err_NONE : PF_Err_OUT_OF_MEMORY;
-}
-
-SPErr undefined() {
-    return PF_Err_INVALID_CALLBACK;
-}
-
-}  // namespace
-
-void unusedSlot() {
-    if (const CurrentCall* call = CurrentCall::get()) {
-        call->host.ledger.breach("called a function that this host does not offer");
-    }
-}
-
-const void* findSuite(const Host::State& host, std::string_view name, int version) {
+/// Null when this host does not have the suite in that version.
+const void* findSuite(const HostState& host, std::string_view name, int version) {
+    using enum Availability;
     static const SuiteEntry suites[] = {
-        {kPFHandleSuite, kPFHandleSuiteVersion, Where::Both, &handleSuite()},
-        {kPFParamUtilsSuite, kPFParamUtilsSuiteVersion, Where::Both, &paramUtilsSuite()},
-        {kPFWorldSuite, kPFWorldSuiteVersion, Where::Both, &worldSuite()},
-        {kPFPixelFormatSuite, kPFPixelFormatSuiteVersion, Where::PremiereOnly, &pixelFormatSuite()},
-        {kPFUtilitySuite, kPFUtilitySuiteVersion, Where::PremiereOnly, &utilitySuite()},
-        {kPFEffectCustomUISuite, kPFEffectCustomUISuiteVersion, Where::Both, &customUISuite()},
-        {kDRAWBOT_DrawSuite, kDRAWBOT_DrawSuiteVersion, Where::Both, &drawSuite()},
-        {kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuiteVersion, Where::Both, &supplierSuite()},
-        {kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuiteVersion, Where::Both, &surfaceSuite()},
-        {kDRAWBOT_PathSuite, kDRAWBOT_PathSuiteVersion, Where::Both, &pathSuite()},
+        {kPFHandleSuite, kPFHandleSuiteVersion, Everywhere, &handleSuite()},
+        {kPFParamUtilsSuite, kPFParamUtilsSuiteVersion, Everywhere, &paramUtilsSuite()},
+        {kPFWorldSuite, kPFWorldSuiteVersion, Everywhere, &worldSuite()},
+        {kPFPixelFormatSuite, kPFPixelFormatSuiteVersion, PremiereProOnly, &pixelFormatSuite()},
+        {kPFUtilitySuite, kPFUtilitySuiteVersion, PremiereProOnly, &utilitySuite()},
+        {kPFEffectCustomUISuite, kPFEffectCustomUISuiteVersion, Everywhere, &customUISuite()},
+        {kDRAWBOT_DrawSuite, kDRAWBOT_DrawSuiteVersion, Everywhere, &drawSuite()},
+        {kDRAWBOT_SupplierSuite, kDRAWBOT_SupplierSuiteVersion, Everywhere, &supplierSuite()},
+        {kDRAWBOT_SurfaceSuite, kDRAWBOT_SurfaceSuiteVersion, Everywhere, &surfaceSuite()},
+        {kDRAWBOT_PathSuite, kDRAWBOT_PathSuiteVersion, Everywhere, &pathSuite()},
     };
     for (const SuiteEntry& entry : suites) {
         if (entry.name == name && entry.version == version &&
-            (entry.where == Where::Both || host.profile.application == Application::PremierePro)) {
+            (entry.availability == Everywhere || host.profile.application == Application::PremierePro)) {
             return entry.table;
         }
     }
     return nullptr;
 }
 
-void installBasicSuite(SPBasicSuite& basic) {
-    basic = {acquireSuite, releaseSuite, isEqual, allocateBlock, freeBlock, reallocateBlock, undefined};
+SPErr acquireSuite(const char* name, int version, const void** suite) {
+    if (CurrentCall::get() == nullptr || name == nullptr || suite == nullptr) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    *suite = nullptr;
+    const std::string fullName = suiteName(name, version);
+    const EnteredCall entered = enterCall("AcquireSuite", fullName);
+    if (!entered) {
+        return entered.error;
+    }
+    HostState& host = entered.call->host;
+    if (const auto hidden = host.faults.hidden(name)) {
+        return *hidden == Hidden::WithError ? kSuiteNotFound : PF_Err_NONE;
+    }
+    *suite = findSuite(host, name, version);
+    if (*suite == nullptr) {
+        return kSuiteNotFound;
+    }
+    host.ledger.lend(Loan::Suite, fullName);
+    return PF_Err_NONE;
+}
+
+SPErr releaseSuite(const char* name, int version) {
+    if (CurrentCall::get() == nullptr || name == nullptr) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    const std::string fullName = suiteName(name, version);
+    const EnteredCall entered = enterCall("ReleaseSuite", fullName);
+    // A refused call releases the suite too: a refusal must not look like a leak by the module.
+    entered.call->host.ledger.takeBack(Loan::Suite, fullName);
+    return entered.error;
+}
+
+}  // namespace
+
+SPBasicSuite basicSuite() {
+    SPBasicSuite suite = basicSuiteWithoutSuites();
+    suite.AcquireSuite = acquireSuite;
+    suite.ReleaseSuite = releaseSuite;
+    return suite;
 }
 
 }  // namespace quorvel::host

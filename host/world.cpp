@@ -4,21 +4,21 @@
 #include <limits>
 #include <string>
 
-#include "host/error.h"
+#include "host/base/error.h"
 
 namespace quorvel::host {
 
 World::World(Depth depth, int width, int height, RowLayout layout) : depth_(depth), layout_(layout) {
     if (width < 1 || height < 1 || width > kMaximumDimension || height > kMaximumDimension) {
-        throw HostError("a picture of " + std::to_string(width) + "x" + std::to_string(height) +
-                        " pixels: the host takes 1 to " + std::to_string(kMaximumDimension) + " in each direction");
+        throw HostError("picture of " + std::to_string(width) + "x" + std::to_string(height) +
+                        " pixels: expected 1 to " + std::to_string(kMaximumDimension) + " in each direction");
     }
     const int channelBytes = pixelBytes(depth) / 4;
     const int pixels = width * pixelBytes(depth);
     if (layout.paddingBytes < 0 || layout.paddingBytes % channelBytes != 0 ||
         layout.paddingBytes > std::numeric_limits<int>::max() - pixels) {
-        throw HostError("rows padded with " + std::to_string(layout.paddingBytes) + " bytes: a multiple of " +
-                        std::to_string(channelBytes) + " is needed");
+        throw HostError("row padding of " + std::to_string(layout.paddingBytes) + " bytes: expected a multiple of " +
+                        std::to_string(channelBytes));
     }
     const int rowBytes = pixels + layout.paddingBytes;
     memory_.resize(static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(height));
@@ -47,6 +47,10 @@ World World::clone() const {
 void World::setOrigin(int x, int y) {
     def_.origin_x = x;
     def_.origin_y = y;
+}
+
+PF_LRect World::rectangle() const {
+    return {def_.origin_x, def_.origin_y, def_.origin_x + def_.width, def_.origin_y + def_.height};
 }
 
 std::byte* World::row(int y) {

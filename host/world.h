@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Pixel worlds: pictures in the host's memory, in any depth, with any row stride.
+// Pixel worlds: pictures in the host's memory, in any depth and row layout.
 #pragma once
 
 #include <cstddef>
@@ -12,44 +12,47 @@ namespace quorvel::host {
 
 enum class Depth { Bits8, Bits16, Float32 };
 
-/// Bytes of one pixel (four channels, A R G B).
+/// Bytes of one pixel: four channels, in the order A R G B.
 constexpr int pixelBytes(Depth depth) {
     return depth == Depth::Bits8 ? 4 : depth == Depth::Bits16 ? 8 : 16;
 }
 
-/// How a world's rows lie in memory.
+/// How a world's rows are stored in memory.
 struct RowLayout {
     int paddingBytes = 0;   ///< after the pixels of each row; a multiple of the channel size
-    bool bottomUp = false;  ///< the first row is the last in memory: a negative stride
+    bool bottomUp = false;  ///< the first row comes last in memory: a negative stride
 };
 
-/// The host refuses pictures wider or higher than this.
+/// The largest width and height of a world.
 inline constexpr int kMaximumDimension = 30000;
 
-/// Owns its pixels; moves, never copies by accident. New pixels are zero.
+/// Owns its pixels, which are zero at first. Can be moved; only `clone` copies.
 class World {
 public:
-    /// Throws HostError for a size below 1 or above kMaximumDimension, std::bad_alloc when memory is short.
+    /// Throws HostError for a size below 1 or above kMaximumDimension or an invalid layout, and std::bad_alloc when
+    /// memory is short.
     World(Depth depth, int width, int height, RowLayout layout = {});
     World(World&&) noexcept = default;
     World& operator=(World&&) noexcept = default;
     World(const World&) = delete;
     World& operator=(const World&) = delete;
-    /// The one way to copy.
     World clone() const;
 
     Depth depth() const { return depth_; }
+    int bitsPerChannel() const { return 2 * pixelBytes(depth_); }
     int width() const { return def_.width; }
     int height() const { return def_.height; }
     /// Signed bytes from one row to the next.
     std::ptrdiff_t rowBytes() const { return def_.rowbytes; }
-    /// Where the world lies in its layer's coordinates; 0, 0 at first.
+    /// The position of the top left pixel in the layer's coordinates; (0, 0) at first.
     void setOrigin(int x, int y);
+    /// The area that the world covers in its layer's coordinates.
+    PF_LRect rectangle() const;
 
     /// The first byte of row y; 0 <= y < height.
     std::byte* row(int y);
     const std::byte* row(int y) const;
-    /// The channels of row y as the depth's type: std::uint8_t, std::uint16_t or float; 4 * width of them.
+    /// The 4 * width channels of row y; `Channel` is the depth's type: std::uint8_t, std::uint16_t or float.
     template <typename Channel>
     Channel* channels(int y) {
         return reinterpret_cast<Channel*>(row(y));
@@ -59,12 +62,12 @@ public:
         return reinterpret_cast<const Channel*>(row(y));
     }
 
-    /// The whole block, padding included, in memory order.
+    /// All of the memory, padding included.
     std::vector<std::byte>& memory() { return memory_; }
     const std::vector<std::byte>& memory() const { return memory_; }
 
-    /// The host's record of this world; its `data` points into this object's memory. Valid while this object lives
-    /// and is not moved from.
+    /// The host's record of this world, which points to this object's memory. Valid until this object is destroyed or
+    /// moved from.
     PF_LayerDef& def() { return def_; }
     const PF_LayerDef& def() const { return def_; }
 

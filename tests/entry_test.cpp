@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/host.h"
+#include "host/instance.h"
 
 namespace quorvel::test {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What the built module shows to a host that only looks at the file, and how damaged files are met.
-#include "host/module_file.h"
+#include "host/module_file/module_file.h"
 
 #include <gtest/gtest.h>
 
@@ -13,9 +13,13 @@
 #include <string>
 #include <vector>
 
-#include "plugins/after_effects/description/pipl.h"
-#include "host/byte_reader.h"
+#include "cli/agreement.h"
 #include "host/host.h"
+#include "host/module_file/byte_reader.h"
+#include "host/module_file/elf_file.h"
+#include "host/module_file/mac_resource.h"
+#include "host/module_file/pe_file.h"
+#include "plugins/after_effects/description/pipl.h"
 
 #if defined(_WIN32)
 #define WIN32_LEAN_AND_MEAN
@@ -67,7 +71,7 @@ Reported askModule() {
 /// One line for each property that differs.
 std::string disagreements(const ResourceDescription& description, const Reported& reported) {
     std::string lines;
-    for (const Agreement& one : compare(description, reported.identity, reported.capabilities)) {
+    for (const cli::Agreement& one : cli::compare(description, reported.identity, reported.capabilities)) {
         if (!one.agree()) {
             lines += one.what + ": " + one.described + ", not " + one.reported + "\n";
         }
@@ -118,13 +122,13 @@ TEST(BuiltModule, IsDescribedByItsResourceAsItReportsItself) {
 
 TEST(BuiltModule, HasAResourceFileForMacOSBesideIt) {
     const Bytes file = readBytes(std::filesystem::path(QUORVEL_MODULE).replace_extension(".rsrc"));
-    const auto resource = findMacResource(file, kPiplType, kPiplId);
+    const auto resource = findMacResource(file, kPiPL_MacResourceType, kPiPL_ResourceId);
     ASSERT_TRUE(resource);
     const ResourceDescription description = decodePipl(*resource, std::endian::big);
     EXPECT_EQ(disagreements(description, askModule()), "");
     EXPECT_EQ(description.keys, keysOf(false));
-    EXPECT_FALSE(findMacResource(file, "vers", kPiplId));
-    EXPECT_FALSE(findMacResource(file, kPiplType, 1));
+    EXPECT_FALSE(findMacResource(file, "vers", kPiPL_ResourceId));
+    EXPECT_FALSE(findMacResource(file, kPiPL_MacResourceType, 1));
 }
 
 #if defined(_WIN32)
@@ -134,7 +138,7 @@ TEST(BuiltModule, HandsItsResourceToTheSystem) {
     ASSERT_TRUE(
         GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                            reinterpret_cast<LPCWSTR>(reinterpret_cast<void*>(loaded.effectMain())), &handle));
-    const HRSRC found = FindResourceA(handle, MAKEINTRESOURCEA(kPiplId), kWindowsPiplType);
+    const HRSRC found = FindResourceA(handle, MAKEINTRESOURCEA(kPiPL_ResourceId), kPiPL_WindowsResourceType);
     ASSERT_NE(found, nullptr);
     const auto* data = static_cast<const std::byte*>(LockResource(LoadResource(handle, found)));
     ASSERT_NE(data, nullptr);
@@ -231,7 +235,7 @@ TEST(ResourceDescription, DamageIsNamed) {
     }
     std::string many = sound;
     many[8] = '\x7F';
-    EXPECT_EQ(complaint(many), "the resource claims 8323084 properties");
+    EXPECT_EQ(complaint(many), "the resource has 8323084 properties: expected at most 256");
     std::string unsignedProperty = sound;
     unsignedProperty[10] = 'X';
     EXPECT_EQ(complaint(unsignedProperty), "property 1 has no signature");
@@ -257,10 +261,10 @@ TEST(DamagedModule, IsRefusedInOneLine) {
     EXPECT_EQ(complaint(bytesOf("\x7F"
                                 "ELF")),
               file.string() +
-                  ": not a sound ELF module: the ELF header lies outside "
+                  ": not a valid ELF module: the ELF header lies outside "
                   "the file");
     EXPECT_EQ(complaint(bytesOf("MZ")),
-              file.string() + ": not a sound PE module: the DOS header lies outside the file");
+              file.string() + ": not a valid PE module: the DOS header lies outside the file");
     std::filesystem::remove(file);
     EXPECT_NE(complaint({}), "");
     std::filesystem::remove(file);

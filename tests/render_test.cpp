@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/host.h"
+#include "host/instance.h"
 #include "plugins/after_effects/parameters/param_index.h"
 #include "plugins/after_effects/parameters/param_values.h"
 #include "tests/plain_kernel.h"

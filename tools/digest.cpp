@@ -12,9 +12,10 @@
 #include <string>
 
 #include "effect/curve.h"
-#include "host/drawbot.h"
 #include "host/host.h"
+#include "host/instance.h"
 #include "host/panel.h"
+#include "host/surface.h"
 #include "tests/support/random.h"
 
 namespace {

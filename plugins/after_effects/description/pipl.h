@@ -10,13 +10,9 @@
 #include <string_view>
 
 #include "plugins/after_effects/description/identity.h"
+#include "sdk/pipl.h"
 
 namespace quorvel::resources {
-
-/// Resource type and id under which hosts look for the list. Windows resource types are upper case.
-inline constexpr char kWindowsResourceType[] = "PIPL";
-inline constexpr char kMacResourceType[] = "PiPL";
-inline constexpr int kResourceId = 16000;
 
 /// Bytes in one order. A four-character code is an integer with its first letter in the highest byte, so it reads
 /// backwards in a little-endian file.
@@ -86,7 +82,7 @@ public:
 private:
     void add(const char (&key)[5], ByteWriter& data) {
         data.padTo4();
-        records_.code("8BIM");
+        records_.code(kPiPL_Signature);
         records_.code(key);
         records_.u32(0);
         records_.u32(static_cast<std::uint32_t>(data.bytes().size()));
@@ -107,30 +103,30 @@ inline std::string piplResource(std::endian order) {
                   "the host cuts names at 47 characters");
 
     PropertyList list(order);
-    list.number("kind", static_cast<std::uint32_t>(identity::kKind));
-    list.pascalString("name", identity::kName);
-    list.pascalString("catg", identity::kCategory);
+    list.number(kPiPL_Kind, static_cast<std::uint32_t>(identity::kKind));
+    list.pascalString(kPiPL_Name, identity::kName);
+    list.pascalString(kPiPL_Category, identity::kCategory);
     if (windows) {
-        list.zeroTerminated("8664", identity::kEntryPoint);
+        list.zeroTerminated(kPiPL_EntryWindows, identity::kEntryPoint);
     } else {
-        list.zeroTerminated("mi64", identity::kEntryPoint);
-        list.zeroTerminated("ma64", identity::kEntryPoint);
+        list.zeroTerminated(kPiPL_EntryMacIntel, identity::kEntryPoint);
+        list.zeroTerminated(kPiPL_EntryMacArm, identity::kEntryPoint);
     }
-    list.twoShorts("ePVR", 2, 0);
-    list.twoShorts("eSVR", static_cast<std::uint32_t>(identity::kApiMajor),
+    list.twoShorts(kPiPL_PiplVersion, 2, 0);
+    list.twoShorts(kPiPL_ApiVersion, static_cast<std::uint32_t>(identity::kApiMajor),
                    static_cast<std::uint32_t>(identity::kApiMinor));
-    list.number("eVER", identity::kVersion);
-    list.shortNumber("eINF", 0);
-    list.number("eGLO", static_cast<std::uint32_t>(identity::kOutFlags));
-    list.number("eGL2", static_cast<std::uint32_t>(identity::kOutFlags2));
-    list.pascalString("eMNA", identity::kMatchName);
-    list.number("aeFL", static_cast<std::uint32_t>(identity::kReservedInfo));
+    list.number(kPiPL_EffectVersion, identity::kVersion);
+    list.shortNumber(kPiPL_InfoFlags, 0);
+    list.number(kPiPL_OutFlags, static_cast<std::uint32_t>(identity::kOutFlags));
+    list.number(kPiPL_OutFlags2, static_cast<std::uint32_t>(identity::kOutFlags2));
+    list.pascalString(kPiPL_MatchName, identity::kMatchName);
+    list.number(kPiPL_ReservedInfo, static_cast<std::uint32_t>(identity::kReservedInfo));
 
     ByteWriter resource(order);
     if (windows) {
-        resource.u16(1);
+        resource.u16(kPiPL_WindowsPrefix);
     }
-    resource.u32(0);
+    resource.u32(kPiPL_ListVersion);
     resource.u32(list.count());
     resource.text(list.records());
     return resource.bytes();
@@ -163,10 +159,10 @@ inline std::string macResourceFile() {
     file.u16(kTypeListStart);
     file.u16(kMapLength);  // no names
     file.u16(0);           // one type, counted from 0
-    file.code(kMacResourceType);
+    file.code(kPiPL_MacResourceType);
     file.u16(0);  // one resource of it
     file.u16(kReferenceListStart);
-    file.u16(kResourceId);
+    file.u16(kPiPL_ResourceId);
     file.u16(0xFFFF);  // without a name
     file.u32(0);       // attributes, and the offset into the data
     file.u32(0);

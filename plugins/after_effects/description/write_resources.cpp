@@ -28,7 +28,7 @@ std::string resourceScript() {
             << identity::kBuild;
     std::ostringstream script;
     script << "LANGUAGE 9, 1\n"
-           << kResourceId << ' ' << kWindowsResourceType << " \"" << identity::kName << ".pipl\"\n"
+           << kPiPL_ResourceId << ' ' << kPiPL_WindowsResourceType << " \"" << identity::kName << ".pipl\"\n"
            << "1 VERSIONINFO\n"
            << "FILEVERSION " << numbers.str() << "\n"
            << "PRODUCTVERSION " << numbers.str() << "\n"

@@ -5,7 +5,7 @@
 
 namespace quorvel::host {
 
-/// Anything that goes wrong on the host's side; the message is one line for the user.
+/// Any failure on the host's side. The message is one line for the user, in UTF-8.
 class HostError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

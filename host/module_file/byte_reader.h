@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads of a file that nobody vouches for: every access is checked against the file's end.
+// Reads from untrusted files: every access is checked against the end of the file.
 #pragma once
 
 #include <bit>
@@ -13,7 +13,7 @@
 
 namespace quorvel::host {
 
-/// A file is not what it says it is; the message names the part that is wrong, not the file.
+/// A damaged file. The message names the damaged part, not the file.
 class FormatError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -26,7 +26,7 @@ public:
 
     std::uint64_t size() const { return bytes_.size(); }
 
-    /// `size` bytes at `offset`. Throws FormatError naming `what` when they do not lie inside the file.
+    /// `size` bytes at `offset`. Throws FormatError naming `what` when they extend past the end of the file.
     std::span<const std::byte> range(std::uint64_t offset, std::uint64_t size, std::string_view what) const {
         if (offset > bytes_.size() || size > bytes_.size() - offset) {
             throw FormatError(std::string(what) + " lies outside the file");
@@ -34,6 +34,7 @@ public:
         return bytes_.subspan(static_cast<std::size_t>(offset), static_cast<std::size_t>(size));
     }
 
+    /// One integer at `offset`. Throws like `range`.
     template <std::unsigned_integral Integer>
     Integer at(std::uint64_t offset, std::string_view what) const {
         const auto bytes = range(offset, sizeof(Integer), what);
@@ -55,12 +56,12 @@ public:
         return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
     }
 
-    /// Characters up to a zero byte; at most kMaximumName of them.
+    /// Characters up to a zero byte. Throws FormatError for more than kMaximumName of them.
     std::string zeroTerminated(std::uint64_t offset, std::string_view what) const {
         std::string result;
         for (char letter; (letter = static_cast<char>(u8(offset, what))) != '\0'; ++offset) {
             if (result.size() == kMaximumName) {
-                throw FormatError(std::string(what) + " is longer than any name");
+                throw FormatError(std::string(what) + " is longer than " + std::to_string(kMaximumName) + " bytes");
             }
             result += letter;
         }
