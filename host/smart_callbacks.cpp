@@ -25,9 +25,13 @@ const World* layerOf(const FrameContext& frame, PF_ParamIndex index) {
 /// Enters a callback that belongs to one command only, `command`. A returned call has a frame.
 EnteredCall enterFrame(PF_ProgPtr effectRef, PF_Cmd command, std::string_view name, std::string_view detail = {}) {
     const EnteredCall entered = enterEffectCall(effectRef, name, detail);
-    const CurrentCall* call = entered.call;
-    if (call != nullptr && (call->command != command || call->frame == nullptr || call->frame->requests == nullptr)) {
-        return {nullptr, breach(*call, name, "not allowed in this command", PF_Err_INVALID_CALLBACK)};
+    if (entered.call == nullptr) {
+        return {nullptr, PF_Err_INVALID_CALLBACK};
+    }
+    const CurrentCall& call = *entered.call;
+    if (call.command != command || call.frame == nullptr || call.frame->requests == nullptr) {
+        static_cast<void>(breach(call, name, "not allowed in this command"));
+        return {nullptr, PF_Err_INVALID_CALLBACK};
     }
     return entered;
 }
