@@ -10,7 +10,8 @@
 
 #include "cli/commands.h"
 #include "cli/exit_status.h"
-#include "cli/staged_file.h"
+#include "cli/staged_names.h"
+#include "cli/standard_streams.h"
 
 namespace quorvel::cli {
 
@@ -97,6 +98,7 @@ int run(const std::vector<std::string>& arguments) {
 
 int main(int argumentCount, char** arguments) {
     using namespace quorvel::cli;
+    openMissingStandardStreams();
 #if defined(QUORVEL_PICTURES)
     removeStagedFilesOnSignals();
 #endif

@@ -113,7 +113,7 @@ void PanelCommand::run() {
     host::Host& host = effect_.host();
     host::ParameterValues values = effect_.parameters().values();
     if (!toStandardOutput) {
-        checkTarget(options_.output, !options_.noClobber);
+        checkTarget(options_.output, options_.noClobber ? Existing::Keep : Existing::Replace);
     }
 
     std::map<PF_ParamIndex, std::string> layers;

@@ -451,7 +451,7 @@ std::vector<std::string> writePicture(const fs::path& file, const host::World& w
         throw failureOf(file.string(), "no picture format can be written under that name");
     }
     const std::string name = file.string();
-    StagedFile staged(file, settings.clobber);
+    StagedFile staged(file, settings.clobber ? Existing::Replace : Existing::Keep);
     std::vector<std::string> notes;
     if (std::string_view(output->format_name()) == "tiff") {
         notes = encodeTiff(*output, staged, name, world, traits, settings);

@@ -143,7 +143,7 @@ void RenderCommand::run() {
     const Point offset = parseOffset(options_.intensityOffset);
     host::ParameterValues values = effect_.parameters().values();
     if (!toStandardOutput) {
-        checkTarget(options_.output, !options_.noClobber);
+        checkTarget(options_.output, options_.noClobber ? Existing::Keep : Existing::Replace);
     }
 
     Picture picture = readPicture(options_.input, {depth, downsample});

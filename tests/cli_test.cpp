@@ -22,7 +22,6 @@
 
 #include "cli/exit_status.h"
 #include "cli/levels.h"
-#include "cli/staged_file.h"
 #include "tests/graph_model.h"
 
 namespace quorvel::cli {
@@ -268,9 +267,7 @@ TEST_F(Cli, PicturesThatCannotBeReadAreNamed) {
 
 TEST_F(Cli, NothingIsLeftOfAnOutputThatCannotBeWritten) {
     const std::string input = drawUsual("in.png", TypeDesc::UINT8);
-    expectFailure(render(input, path("nowhere/out.png")), kExitFailure, "there is no folder");
-    fs::create_symlink("/dev/full", path("full.png"));
-    expectFailure(render(input, path("full.png")), kExitFailure, "full.png: is not a regular file");
+    expectFailure(render(input, path("nowhere/out.png")), kExitFailure, "no such folder: ");
     const std::vector<std::string> before = filesLeft();
     const auto smallDisk = [] {
         const rlimit limit{256, 256};
@@ -283,25 +280,10 @@ TEST_F(Cli, NothingIsLeftOfAnOutputThatCannotBeWritten) {
     }
 }
 
-TEST_F(Cli, AnEndingSignalRemovesTheStagedFile) {
-    const pid_t child = fork();
-    if (child == 0) {
-        removeStagedFilesOnSignals();
-        StagedFile staged(path("out.png"), true);
-        staged.write(std::vector<unsigned char>(1000));
-        (void)raise(SIGTERM);
-        _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
-    EXPECT_EQ(filesLeft(), std::vector<std::string>{});
-}
-
 TEST_F(Cli, NoClobberKeepsWhatIsThere) {
     const std::string input = drawUsual("in.png", TypeDesc::UINT8);
     std::ofstream(path("out.png")) << "precious";
-    expectFailure(render(input, path("out.png"), {"--no-clobber"}), kExitFailure, "exists already");
+    expectFailure(render(input, path("out.png"), {"--no-clobber"}), kExitFailure, "already exists");
     EXPECT_EQ(contents(path("out.png")), "precious");
     EXPECT_EQ(render(input, path("out.png")).status, 0);
     EXPECT_EQ(render(input, path("new.png"), {"--no-clobber"}).status, 0);
