@@ -1,9 +1,22 @@
 # What every target of this project is compiled with.
 option(QUORVEL_BUILD_CLI "Build the command-line program (needs CLI11 and nlohmann_json)" ON)
 option(QUORVEL_PICTURES "Build what reads and writes pictures (needs OpenImageIO)" ON)
-option(QUORVEL_BUILD_TESTS "Build the tests (needs GoogleTest)" ON)
-option(QUORVEL_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
+# AUTO builds what its library is installed for: the program alone needs neither.
+set(QUORVEL_BUILD_TESTS AUTO CACHE STRING "Build the tests (needs GoogleTest): ON, OFF or AUTO")
+set(QUORVEL_BUILD_BENCHMARKS AUTO CACHE STRING "Build the benchmarks (needs Google Benchmark): ON, OFF or AUTO")
 set(QUORVEL_SANITIZE "" CACHE STRING "Sanitizers, comma-separated: address,undefined or thread")
+
+# Turns AUTO into whether the package is found.
+macro(quorvel_resolve_auto option package)
+  set_property(CACHE ${option} PROPERTY STRINGS AUTO ON OFF)
+  if(${option} STREQUAL "AUTO")
+    find_package(${package} QUIET)
+    set(${option} ${${package}_FOUND})
+    message(STATUS "${option}: AUTO, and ${package} found: ${${package}_FOUND}")
+  endif()
+endmacro()
+quorvel_resolve_auto(QUORVEL_BUILD_TESTS GTest)
+quorvel_resolve_auto(QUORVEL_BUILD_BENCHMARKS benchmark)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
