@@ -108,7 +108,7 @@ void addFast(const std::string& name, Content content, Size size, const Settings
             layer.view = viewOf<T>(bench::picture(content, Named<Depth>::kDepth, layerSize.width, layerSize.height));
         }
         fast::render<Depth>(viewOf<T>(outputWorld(Named<Depth>::kDepth, size.width, size.height)), viewOf<T>(source),
-                               values, layer, set);
+                            values, layer, set);
     });
 }
 
@@ -117,7 +117,7 @@ void addPlain(const std::string& name, Content content, Size size, const Setting
     using T = typename Depth::Channel;
     timeIt(name + "/plain", [=] {
         plain::render<Depth>(viewOf<T>(outputWorld(Named<Depth>::kDepth, size.width, size.height)),
-                           viewOf<T>(bench::picture(content, Named<Depth>::kDepth, size.width, size.height)), values);
+                             viewOf<T>(bench::picture(content, Named<Depth>::kDepth, size.width, size.height)), values);
     });
 }
 

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "effect/curve.h"
-#include "effect/plain/render.h"
 #include "effect/pictures/banner.h"
+#include "effect/plain/render.h"
 
 namespace quorvel {
 namespace {

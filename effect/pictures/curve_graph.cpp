@@ -26,8 +26,9 @@ constexpr std::uint8_t kInk = 7;
 constexpr int kPictureSize = 48;
 
 /// Grey level and alpha of a pixel by its weighted ink, which is a multiple of kInk up to kInk * 32.
-constexpr std::uint8_t kInkLevels[] = {64,  70,  77,  84,  91,  98,  104, 111, 117, 124, 130, 136, 142, 148, 154, 159, 165,
-                                       170, 175, 180, 184, 189, 193, 197, 200, 204, 207, 210, 212, 214, 216, 218, 220};
+constexpr std::uint8_t kInkLevels[] = {64,  70,  77,  84,  91,  98,  104, 111, 117, 124, 130,
+                                       136, 142, 148, 154, 159, 165, 170, 175, 180, 184, 189,
+                                       193, 197, 200, 204, 207, 210, 212, 214, 216, 218, 220};
 
 constexpr int kWeights[4][4] = {{1, 2, 2, 1}, {2, 3, 3, 2}, {2, 3, 3, 2}, {1, 2, 2, 1}};
 

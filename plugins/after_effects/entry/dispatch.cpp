@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The module's two exported functions.
+#include "plugins/after_effects/description/identity.h"
 #include "plugins/after_effects/entry/about.h"
 #include "plugins/after_effects/entry/global_setup.h"
-#include "plugins/after_effects/description/identity.h"
 #include "plugins/after_effects/entry/sequence_data.h"
 #include "plugins/after_effects/entry/ui_event.h"
+#include "plugins/after_effects/frames/frame.h"
 #include "plugins/after_effects/parameters/param_table.h"
 #include "plugins/after_effects/parameters/param_ui_state.h"
-#include "plugins/after_effects/frames/frame.h"
 #include "sdk/pf_effect.h"
 
 namespace quorvel {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/after_effects/entry/global_setup.h"
 
-#include "plugins/after_effects/host_access/host_query.h"
 #include "plugins/after_effects/description/identity.h"
-#include "plugins/after_effects/host_access/suite_handler.h"
 #include "plugins/after_effects/frames/frame.h"
+#include "plugins/after_effects/host_access/host_query.h"
+#include "plugins/after_effects/host_access/suite_handler.h"
 #include "sdk/premiere.h"
 
 namespace quorvel {

@@ -3,11 +3,11 @@
 
 #include <bit>
 
+#include "effect/depth.h"
+#include "effect/fast/render.h"
 #include "plugins/after_effects/host_access/host_query.h"
 #include "plugins/after_effects/host_access/suite_handler.h"
 #include "plugins/after_effects/parameters/param_index.h"
-#include "effect/depth.h"
-#include "effect/fast/render.h"
 #include "sdk/premiere.h"
 
 namespace quorvel {

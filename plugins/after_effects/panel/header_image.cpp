@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/after_effects/panel/header_image.h"
 
-#include "plugins/after_effects/host_access/host_query.h"
 #include "effect/pictures/banner.h"
+#include "plugins/after_effects/host_access/host_query.h"
 #include "plugins/after_effects/panel/drawing.h"
 
 namespace quorvel {

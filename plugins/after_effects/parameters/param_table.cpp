@@ -92,8 +92,8 @@ PF_Err UIInitParams(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* param
     }
 
     if (isPremierePro(in_data) || hasCustomUI(in_data)) {
-        AddUICustomParam(in_data, out_data, params, PARAM_CURVE_GRAPH, "Curve Graph", kCurveGraphWidth, kCurveGraphHeight,
-                         PF_ParamFlag_CANNOT_TIME_VARY);
+        AddUICustomParam(in_data, out_data, params, PARAM_CURVE_GRAPH, "Curve Graph", kCurveGraphWidth,
+                         kCurveGraphHeight, PF_ParamFlag_CANNOT_TIME_VARY);
         addParam(PARAM_CURVE_GRAPH);
     } else {
         ++skipped;
