@@ -19,6 +19,7 @@ inline constexpr A_long kApiMajor = 13;
 inline constexpr A_long kApiMinor = 27;
 inline constexpr A_long kReservedInfo = 8;
 
+/// The version of the effect, the program and the packages. cmake/EffectVersion.cmake reads these three lines.
 inline constexpr A_u_long kVersionMajor = 1;
 inline constexpr A_u_long kVersionMinor = 3;
 inline constexpr A_u_long kVersionBugfix = 0;

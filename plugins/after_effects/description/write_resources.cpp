@@ -59,14 +59,9 @@ void write(const std::filesystem::path& file, const std::string& bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: write_resources DIRECTORY PROJECT-VERSION\n");
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: write_resources DIRECTORY\n");
         return 2;
-    }
-    if (dotted() != argv[2]) {
-        std::fprintf(stderr, "write_resources: the project's version is %s, the effect's %s\n", argv[2],
-                     dotted().c_str());
-        return 1;
     }
     try {
         const std::filesystem::path directory = argv[1];

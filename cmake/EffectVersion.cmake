@@ -1,0 +1,12 @@
+# Sets QUORVEL_VERSION, "MAJOR.MINOR.BUGFIX": the project's version is the effect's, which is stated in identity.h alone.
+set(identity "${CMAKE_CURRENT_LIST_DIR}/../plugins/after_effects/description/identity.h")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${identity}")
+set(numbers)
+foreach(part IN ITEMS Major Minor Bugfix)
+  file(STRINGS "${identity}" line REGEX "kVersion${part} = [0-9]+;$")
+  if(NOT line MATCHES "kVersion${part} = ([0-9]+)")
+    message(FATAL_ERROR "${identity}: no kVersion${part}, expected a line that ends in \"kVersion${part} = NUMBER;\"")
+  endif()
+  list(APPEND numbers "${CMAKE_MATCH_1}")
+endforeach()
+list(JOIN numbers . QUORVEL_VERSION)
