@@ -25,33 +25,33 @@ public:
               }
           }) {}
 
-    /// With the curve taken from `sample`, called once with type, count, amplitude, smoothness in samples, and where
-    /// to put the `count` samples. Its scratch memory is gone from the stack when the frame is drawn.
+    /// Takes the curve from `sampler`, which is called once with type, count, amplitude, smoothness in samples, and
+    /// where to put the `count` samples. Its scratch memory has left the stack before the frame is drawn.
     template <typename Sampler>
-    [[gnu::noinline]] CurveTable(const Settings& settings, const Sampler& sample)
-        : plus_(angleToShift(settings.curvePhaseSplit, kLevels)),
-          minus_(angleToShift(wrappingNegate(settings.curvePhaseSplit), kLevels)) {
+    [[gnu::noinline]] CurveTable(const Settings& settings, const Sampler& sampler)
+        : plus_(angleToShift(settings.curvePhaseSplit, kSamples)),
+          minus_(angleToShift(wrappingNegate(settings.curvePhaseSplit), kSamples)) {
         const int shift =
-            wrapShift(truncateToInt(static_cast<float>(settings.curvePhase) * Depth::kPhaseFactor), kLevels);
-        float samples[static_cast<std::size_t>(kLevels)];
-        sample(settings.curveType, kLevels, Depth::kAmplitude,
-               static_cast<float>(settings.curveSmoothness * Depth::kSmoothnessFactor), samples);
-        for (int i = 0; i < kLevels; ++i) {
-            const int p = (shift + i) % kLevels;
-            entries_[p] = entries_[p + kLevels] = Depth::tableEntry(samples[i]);
+            wrapShift(truncateToInt(static_cast<float>(settings.curvePhase) * Depth::kPhaseFactor), kSamples);
+        float samples[static_cast<std::size_t>(kSamples)];
+        sampler(settings.curveType, kSamples, Depth::kAmplitude,
+                static_cast<float>(settings.curveSmoothness * Depth::kSmoothnessFactor), samples);
+        for (int i = 0; i < kSamples; ++i) {
+            const int p = (shift + i) % kSamples;
+            entries_[p] = entries_[p + kSamples] = Depth::tableEntry(samples[i]);
         }
     }
 
-    /// Views of kLevels entries each: the curve itself, and shifted by plus and minus "Curve Phase Split (RGB)".
+    /// Views of kSamples entries each: the curve itself, and shifted by plus and minus "Curve Phase Split (RGB)".
     const Entry* base() const { return entries_; }
     const Entry* plus() const { return entries_ + plus_; }
     const Entry* minus() const { return entries_ + minus_; }
 
 private:
-    static constexpr int kLevels = Depth::kLevels;
+    static constexpr int kSamples = Depth::kSamples;
     int plus_;
     int minus_;
-    Entry entries_[static_cast<std::size_t>(2 * kLevels)];
+    Entry entries_[static_cast<std::size_t>(2 * kSamples)];
 };
 
 }  // namespace quorvel

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Everything in the renderer that differs by pixel depth.
-// Always inlined: kernels for several instruction sets include this, and a copy kept by the linker must not be one that
-// the processor at hand cannot run.
+// Always inlined: kernels for several instruction sets include this file, and the linker keeps one copy of a function
+// that is not inlined. That copy could be one that the processor cannot run.
 #pragma once
 
 #include <bit>
@@ -16,20 +16,23 @@ struct Depth8 {
     using Channel = std::uint8_t;
     using Sum = std::int64_t;  ///< 255 times 2^31 pixels stay far inside
 
-    static constexpr int kLevels = 256;                                       ///< samples of the intensity curve
+    static constexpr bool kIsInteger = true;
+    static constexpr bool kExceedsWhite = false;  ///< whether a channel may hold more than white
+    static constexpr bool kExceedsTurn = false;   ///< whether a contrast may go beyond the one turn of the curve
+    static constexpr Channel kBlack = 0;
+    static constexpr Channel kWhite = 255;
+
+    static constexpr int kSamples = 256;                                      ///< of the intensity curve
     static constexpr float kAmplitude = 255.0F;                               ///< the curve's highest value
     static constexpr float kPhaseFactor = std::bit_cast<float>(0x37360B61U);  ///< 16.16 degrees to samples
     static constexpr double kSmoothnessFactor = 2.694736957550049;            ///< graph samples to curve samples
-
-    static constexpr Channel kMinimumStart = 255;
-    static constexpr Channel kMaximumStart = 0;
 
     [[gnu::always_inline]] static Channel threshold(double intensity) {
         return static_cast<Channel>(truncateToInt(intensity * 255.0));
     }
     [[gnu::always_inline]] static Channel tableEntry(float value) { return static_cast<Channel>(truncateToInt(value)); }
-    /// The curve sample for a block's spread; always below kLevels.
-    [[gnu::always_inline]] static int levelOf(Channel minimum, Channel maximum) {
+    /// The curve sample for a block's spread; always below kSamples.
+    [[gnu::always_inline]] static int sampleOf(Channel minimum, Channel maximum) {
         return static_cast<Channel>(maximum - minimum);
     }
 
@@ -46,23 +49,26 @@ struct Depth16 {
     using Channel = std::uint16_t;
     using Sum = std::int64_t;  ///< 65535 times 2^31 pixels stay far inside
 
-    static constexpr int kLevels = 4096;
+    static constexpr bool kIsInteger = true;
+    static constexpr bool kExceedsWhite = true;
+    static constexpr bool kExceedsTurn = true;
+    static constexpr Channel kBlack = 0;
+    static constexpr Channel kWhite = 32768;
+
+    static constexpr int kSamples = 4096;
     static constexpr float kAmplitude = 32768.0F;
     static constexpr float kPhaseFactor = std::bit_cast<float>(0x39360B61U);
     static constexpr double kSmoothnessFactor = 43.11579132080078;
-
-    static constexpr Channel kMinimumStart = 32768;
-    static constexpr Channel kMaximumStart = 0;
 
     [[gnu::always_inline]] static Channel threshold(double intensity) {
         return static_cast<Channel>(truncateToInt(intensity * 32768.0));
     }
     [[gnu::always_inline]] static Channel tableEntry(float value) { return static_cast<Channel>(truncateToInt(value)); }
-    [[gnu::always_inline]] static int levelOf(Channel minimum, Channel maximum) {
+    [[gnu::always_inline]] static int sampleOf(Channel minimum, Channel maximum) {
         const int contrast = static_cast<Channel>(maximum - minimum);
-        const int level = contrast * (kLevels - 1) / 32768;
+        const int sample = contrast * (kSamples - 1) / 32768;
         // Channels above 32768 can spread over almost two turns of the curve, which is periodic.
-        return level < kLevels ? level : level - kLevels;
+        return sample < kSamples ? sample : sample - kSamples;
     }
 
     [[gnu::always_inline]] static Channel jointAverage(Sum sum, std::int32_t count) {
@@ -79,20 +85,23 @@ struct DepthFloat {
     using Channel = float;
     using Sum = float;
 
-    static constexpr int kLevels = 4000;
+    static constexpr bool kIsInteger = false;
+    static constexpr bool kExceedsWhite = true;
+    static constexpr bool kExceedsTurn = false;  // contrasts are clamped
+    static constexpr Channel kBlack = 0.0F;
+    static constexpr Channel kWhite = 1.0F;
+
+    static constexpr int kSamples = 4000;
     static constexpr float kAmplitude = 1.0F;
     static constexpr float kPhaseFactor = std::bit_cast<float>(0x3931C71DU);
     static constexpr double kSmoothnessFactor = 42.105262756347656;
 
-    static constexpr Channel kMinimumStart = 1.0F;
-    static constexpr Channel kMaximumStart = 0.0F;
-
     [[gnu::always_inline]] static Channel threshold(double intensity) { return static_cast<Channel>(intensity); }
     [[gnu::always_inline]] static Channel tableEntry(float value) { return value; }
-    [[gnu::always_inline]] static int levelOf(Channel minimum, Channel maximum) {
-        const float contrast = (maximum > 1.0F ? 1.0F : maximum) - (minimum < 0.0F ? 0.0F : minimum);
-        const int level = truncateToInt(contrast * static_cast<float>(kLevels - 1));
-        return level > 0 ? level : 0;  // a block of nothing but NaN has a contrast of -1
+    [[gnu::always_inline]] static int sampleOf(Channel minimum, Channel maximum) {
+        const float contrast = (maximum > kWhite ? kWhite : maximum) - (minimum < kBlack ? kBlack : minimum);
+        const int sample = truncateToInt(contrast * static_cast<float>(kSamples - 1));
+        return sample > 0 ? sample : 0;  // a block of nothing but NaN has a contrast of -1
     }
 
     // The two forms round differently; both roundings are part of the result.
@@ -103,5 +112,23 @@ struct DepthFloat {
         return sum / static_cast<float>(count);
     }
 };
+
+/// The depth of a channel type.
+template <typename T>
+struct DepthOfChannel;
+template <>
+struct DepthOfChannel<std::uint8_t> {
+    using Type = Depth8;
+};
+template <>
+struct DepthOfChannel<std::uint16_t> {
+    using Type = Depth16;
+};
+template <>
+struct DepthOfChannel<float> {
+    using Type = DepthFloat;
+};
+template <typename T>
+using DepthOf = typename DepthOfChannel<T>::Type;
 
 }  // namespace quorvel

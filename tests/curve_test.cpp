@@ -115,7 +115,7 @@ using Depths = testing::Types<Depth8, Depth16, DepthFloat>;
 TYPED_TEST_SUITE(CurveTables, Depths);
 
 TYPED_TEST(CurveTables, PhaseRotates) {
-    constexpr int n = TypeParam::kLevels;
+    constexpr int n = TypeParam::kSamples;
     const CurveTable<TypeParam> still(curveSettings(kExpUp));
     struct {
         int angle, rotation;
@@ -131,7 +131,7 @@ TYPED_TEST(CurveTables, PhaseRotates) {
 
 TYPED_TEST(CurveTables, EqualTheModelInEveryView) {
     using Channel = typename TypeParam::Channel;
-    constexpr int n = TypeParam::kLevels;
+    constexpr int n = TypeParam::kSamples;
     std::mt19937 random(99);
     for (int round = 0; round < 24; ++round) {
         const double smoothness = round % 4 == 0 ? std::uniform_real_distribution(0.0, 0.5)(random) : 0.0;

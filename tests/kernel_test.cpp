@@ -59,8 +59,8 @@ TEST_P(Kernels, CurvesAreThoseOfTheGraph) {
     // The last two radii are wider than the filter for whole curves goes, and than the curve itself.
     const float smoothnesses[] = {-1.5F, -0.5F, 0.0F,  0.5F,   1.0F,    2.0F,
                                   2.7F,  42.1F, 43.0F, 255.5F, 1100.2F, std::numeric_limits<float>::quiet_NaN()};
-    for (const Size size : {Size{Depth8::kLevels, Depth8::kAmplitude}, Size{Depth16::kLevels, Depth16::kAmplitude},
-                            Size{DepthFloat::kLevels, DepthFloat::kAmplitude}}) {
+    for (const Size size : {Size{Depth8::kSamples, Depth8::kAmplitude}, Size{Depth16::kSamples, Depth16::kAmplitude},
+                            Size{DepthFloat::kSamples, DepthFloat::kAmplitude}}) {
         std::vector<float> samples(static_cast<std::size_t>(size.count));
         for (int type = kLinearRampUp; type <= kExpDown + 1; ++type) {
             for (const float smoothness : smoothnesses) {

@@ -242,9 +242,9 @@ void RandomFrame<Depth>::chooseSettings(std::int32_t width, std::int32_t height)
     if (chance(0.1)) {
         // A threshold that the curve reaches, though not passes, somewhere.
         const CurveTable<Depth> table(values_);
-        const auto value = static_cast<double>(table.base()[between(0, Depth::kLevels - 1)]);
+        const auto value = static_cast<double>(table.base()[between(0, Depth::kSamples - 1)]);
         values_.mosaicIntensity =
-            std::is_floating_point_v<T> ? value : (value + 0.5) / static_cast<double>(Depth::kMinimumStart);
+            std::is_floating_point_v<T> ? value : (value + 0.5) / static_cast<double>(Depth::kWhite);
     }
 }
 
@@ -269,7 +269,7 @@ typename Depth::Channel RandomFrame<Depth>::randomChannel() {
     if constexpr (std::is_floating_point_v<T>) {
         return static_cast<T>(uniform(0.0, 1.0));
     } else {
-        return static_cast<T>(between(0, static_cast<std::int64_t>(Depth::kMinimumStart)));
+        return static_cast<T>(between(0, static_cast<std::int64_t>(Depth::kWhite)));
     }
 }
 
@@ -294,7 +294,7 @@ typename Depth::Channel RandomFrame<Depth>::oddChannel() {
 /// A base colour or a gradient, with rectangles of other colours and of noise of any strength on it.
 template <typename Depth>
 void RandomFrame<Depth>::paint(PixelView<T> picture) {
-    const auto full = static_cast<double>(Depth::kMinimumStart);
+    const auto full = static_cast<double>(Depth::kWhite);
     const auto patch = [&](std::int32_t x0, std::int32_t y0, std::int32_t x1, std::int32_t y1) {
         double base[kChannelsPerPixel];
         double across[kChannelsPerPixel];
@@ -334,8 +334,8 @@ void RandomFrame<Depth>::paint(PixelView<T> picture) {
         if (!chance(c == kChannelA ? 0.8 : 0.2)) {
             continue;
         }
-        const T value = chance(0.4)   ? Depth::kMinimumStart
-                        : chance(0.3) ? Depth::kMaximumStart
+        const T value = chance(0.4)   ? Depth::kWhite
+                        : chance(0.3) ? Depth::kBlack
                         : chance(0.4) ? oddChannel()
                                       : randomChannel();
         for (std::int32_t y = 0; y < picture.height; ++y) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Which contrasts are busy: those at which the curve is above the threshold. Found once a frame.
+// Which contrasts are busy: those at which the curve is above the threshold. They are found once a frame.
 #pragma once
 
 #include <cmath>
@@ -10,61 +10,63 @@
 
 namespace quorvel::fast {
 
-/// The lowest contrast that the curve sees as this level or a higher one, up to the last.
+/// The lowest contrast that falls on this sample of the curve or on a higher one.
 template <typename Depth>
-typename Depth::Channel firstContrastOf(int level) {
+typename Depth::Channel firstContrastOf(int sample) {
     using T = typename Depth::Channel;
-    const auto levelAt = [](T contrast) { return Depth::levelOf(T{0}, contrast); };
-    if constexpr (sizeof(T) == 4) {
-        if (level == 0) {
+    const auto sampleAt = [](T contrast) { return Depth::sampleOf(Depth::kBlack, contrast); };
+    if constexpr (!Depth::kIsInteger) {
+        if (sample == 0) {
             return std::numeric_limits<T>::lowest();  // an unmeasured block has a negative contrast
         }
-        auto contrast = static_cast<T>(level) / static_cast<T>(Depth::kLevels - 1);
-        while (levelAt(contrast) >= level) {
+        auto contrast = static_cast<T>(sample) / static_cast<T>(Depth::kSamples - 1);
+        while (sampleAt(contrast) >= sample) {
             contrast = std::nextafter(contrast, 0.0F);
         }
-        while (levelAt(contrast) < level) {
+        while (sampleAt(contrast) < sample) {
             contrast = std::nextafter(contrast, 2.0F);
         }
         return contrast;
     } else {
-        constexpr auto kLast = static_cast<int>(Depth::kMinimumStart);
-        int contrast = level * kLast / (Depth::kLevels - 1);
-        while (levelAt(static_cast<T>(contrast)) < level) {
+        constexpr auto kLast = static_cast<int>(Depth::kWhite);
+        int contrast = sample * kLast / (Depth::kSamples - 1);
+        while (sampleAt(static_cast<T>(contrast)) < sample) {
             ++contrast;
         }
         return static_cast<T>(contrast);
     }
 }
 
+/// The highest contrast that falls on this sample.
 template <typename Depth>
-typename Depth::Channel lastContrastOf(int level) {
+typename Depth::Channel lastContrastOf(int sample) {
     using T = typename Depth::Channel;
-    if (level == Depth::kLevels - 1) {
+    if (sample == Depth::kSamples - 1) {
         return std::numeric_limits<T>::max();
     }
-    const T next = firstContrastOf<Depth>(level + 1);
-    if constexpr (sizeof(T) == 4) {
+    const T next = firstContrastOf<Depth>(sample + 1);
+    if constexpr (!Depth::kIsInteger) {
         return std::nextafter(next, 0.0F);
     } else {
         return static_cast<T>(next - 1);
     }
 }
 
-/// Sums up the levels whose curve value is above the threshold; false when they are no single range of the turn.
+/// Finds the one range of contrasts whose curve value is above the threshold. Returns false if there are several.
+/// `table` holds Depth::kSamples values.
 template <typename Depth>
 bool findBusyRange(const typename Depth::Channel* table, typename Depth::Channel threshold,
                    BusyRange<typename Depth::Channel>& range) {
-    constexpr int kLevels = Depth::kLevels;
+    constexpr int kSamples = Depth::kSamples;
     const bool firstIsBusy = table[0] > threshold;
     int changes[2];
     int count = 0;
-    for (int level = 1; level < kLevels; ++level) {
-        if ((table[level] > threshold) != (table[level - 1] > threshold)) {
+    for (int sample = 1; sample < kSamples; ++sample) {
+        if ((table[sample] > threshold) != (table[sample - 1] > threshold)) {
             if (count == 2) {
                 return false;
             }
-            changes[count++] = level;
+            changes[count++] = sample;
         }
     }
     range = {};
@@ -72,9 +74,9 @@ bool findBusyRange(const typename Depth::Channel* table, typename Depth::Channel
         range.outside = !firstIsBusy;
         return true;
     }
-    // What lies between the two changes (or behind the only one) is the opposite of the first level.
+    // The samples between the two changes (or from the only one on) are the opposite of the first sample.
     range.first = firstContrastOf<Depth>(changes[0]);
-    range.last = lastContrastOf<Depth>(count == 2 ? changes[1] - 1 : kLevels - 1);
+    range.last = lastContrastOf<Depth>(count == 2 ? changes[1] - 1 : kSamples - 1);
     range.outside = firstIsBusy;
     return true;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A file of its own, so that test builds of a module can replace it by one with a lower set forced:
+// This file stands alone so that test builds of a module can compile it once more with a lower set:
 // QUORVEL_HIGHEST_SET names the highest set to choose.
 #include <algorithm>
 
@@ -13,8 +13,8 @@ namespace quorvel::fast {
 
 namespace {
 
-/// Not a static inside the function: its guard would cost a lock in every frame and, on Windows, a thread-local slot
-/// for every load.
+/// Not a static inside the function: its guard would be checked in every frame and, on Windows, would cost a
+/// thread-local slot for every load of the module.
 const InstructionSet chosen = std::min(supportedInstructionSet(), InstructionSet::QUORVEL_HIGHEST_SET);
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace quorvel::fast {
 void sampleCurve(int type, int count, float amplitude, float smoothness, float* samples, InstructionSet set) {
     // "Curve Smoothness" ends at 16, which is a radius of 690 in 16 bits.
     constexpr int kMaximumRadius = 1024;
-    constexpr int kMaximumCount = Depth16::kLevels;
+    constexpr int kMaximumCount = Depth16::kSamples;
     const auto [radius, fraction] = smoothingBox(smoothness);
     if (radius > std::min(kMaximumRadius, count) || count > kMaximumCount) {
         for (int i = 0; i < count; ++i) {

@@ -5,8 +5,9 @@
 
 namespace quorvel::fast {
 
-/// curveValue for all `count` samples of a curve at once, without offset and flags. `count` is a multiple of 16. Never
-/// inlined: its scratch memory is to be gone from the stack when the frame is drawn. `set` must be supported.
+/// Writes curveValue() of all `count` samples of a curve, without offset and flags, to `samples`. `count` is a multiple
+/// of 16; the processor must support `set`. Never inlined, so that its scratch memory leaves the stack before the frame
+/// is drawn.
 [[gnu::noinline]] void sampleCurve(int type, int count, float amplitude, float smoothness, float* samples,
                                    InstructionSet set = chosenInstructionSet());
 

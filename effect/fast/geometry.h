@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Where blocks begin and end. Columns and rows are halved independently of each other, so every block of the quadtree
-// is one column interval times one row interval.
+// Where blocks begin and end. Columns and rows are halved independently, so every block of the quadtree is one column
+// interval times one row interval.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 namespace quorvel::fast {
 namespace {
 
-/// Pixel rectangle, in the frame.
+/// A rectangle of pixels in the frame.
 struct Region {
     std::int32_t x;
     std::int32_t y;
@@ -16,10 +16,11 @@ struct Region {
     std::int32_t height;
 };
 
-/// Tiles are halved at most twice more, which leaves one or two pixels in each direction.
+/// Tiles, the blocks at which the pyramid ends, have at most this many pixels a side. They are halved at most twice
+/// more, which leaves one or two pixels a side.
 inline constexpr std::int32_t kMaximumTileSize = 8;
 
-/// How often a cell is halved until its largest blocks are tiles.
+/// How many times a cell is halved until even its largest blocks are tiles.
 constexpr std::int32_t levelsToTiles(std::int32_t width, std::int32_t height) {
     std::int32_t levels = 0;
     // The larger half of n is (n + 1) / 2.
@@ -31,7 +32,7 @@ constexpr std::int32_t levelsToTiles(std::int32_t width, std::int32_t height) {
     return levels;
 }
 
-/// Given the bounds of intervals at every 2^levels-th place, fills in those of their repeated halves.
+/// Halves intervals `levels` times. Every 2^levels-th item of `bounds` is given; the items between are filled in.
 inline void halveRepeatedly(std::int32_t* bounds, std::int32_t intervals, std::int32_t levels) {
     const std::int32_t last = intervals << levels;
     for (std::int32_t step = (1 << levels) / 2; step > 0; step /= 2) {
@@ -41,7 +42,7 @@ inline void halveRepeatedly(std::int32_t* bounds, std::int32_t intervals, std::i
     }
 }
 
-/// The four intervals, some perhaps empty, that two more halvings make of one.
+/// The bounds of the four intervals that two halvings make of one. Some may be empty.
 struct Quarters {
     std::int32_t bounds[5];
 };

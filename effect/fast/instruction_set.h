@@ -5,16 +5,16 @@
 
 namespace quorvel::fast {
 
-/// What the kernels are built for, from the least to the most.
+/// The instruction sets that the kernels are built for, in ascending order: each includes the ones before it.
 enum class InstructionSet : std::uint8_t { Baseline, Avx2, Avx512 };
 
 /// "baseline", "avx2" or "avx512".
 const char* nameOf(InstructionSet set);
 
-/// The most that this processor and its system run. Safe to call before main, too.
+/// The highest set that the processor and the operating system support. May be called before main.
 InstructionSet supportedInstructionSet();
 
-/// What frames are rendered with unless the caller says otherwise: the supported one, found when the module is loaded.
+/// The set that frames are rendered with by default: the supported one, found once when the module is loaded.
 InstructionSet chosenInstructionSet();
 
 }  // namespace quorvel::fast

@@ -7,8 +7,9 @@
 
 namespace quorvel::fast {
 
-/// The box filter of the curve, of at least 1 in `radius`. `periodic` points at sample 0 and holds `radius` more
-/// samples on either side; `result` holds `count`, a multiple of 16. Sums are in curveValue's order.
+/// The box filter of the curve. `radius` is at least 1, `count` a multiple of 16. `periodic` points at sample 0;
+/// `radius` more samples lie on either side of the `count`. `result` gets `count` samples, summed in the order of
+/// curveValue().
 struct CurveSmoothing {
     const float* periodic;
     float* result;
@@ -29,7 +30,7 @@ extern const KernelSet kBaselineKernels;
 extern const KernelSet kAvx2Kernels;
 extern const KernelSet kAvx512Kernels;
 
-/// The kernels of a set. The processor must support it before any of them is called.
+/// The kernels of a set. They may be called only if the processor supports it.
 [[gnu::always_inline]] inline const KernelSet& kernelsFor(InstructionSet set) {
     switch (set) {
         case InstructionSet::Avx512:

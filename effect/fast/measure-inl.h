@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: MIT
-// Measuring: the lowest and highest value of each channel, and sums of integers, first down the rows, then across the
-// columns.
+// Measuring: the lowest and highest value of each channel, and the sums of integers. First each pixel column is
+// measured down the rows, then the columns are reduced to tiles.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "effect/fast/arrange-inl.h"
 #include "effect/fast/busy-inl.h"
 #include "effect/fast/geometry.h"
+#include "effect/fast/inputs-inl.h"
 #include "effect/fast/job.h"
 #include "effect/fast/permute-inl.h"
-#include "effect/fast/picture-inl.h"
 #include "effect/fast/pyramid-inl.h"
 #include "effect/fast/reduce-inl.h"
 #include "effect/fast/vector-inl.h"
@@ -21,42 +22,46 @@
 namespace quorvel::fast {
 namespace {
 
-/// So many rows, and columns, can be summed up without an overflow: columns in SumLanes, and all in 32 bits.
+/// The most rows and columns whose sums cannot overflow: those of a column in a SumLane, all of them in 32 bits.
 inline constexpr std::int32_t kMostSummands = 256;
 static_assert(kLargestTiledBlock <= kMostSummands);
 
-/// Measures a vector's worth of columns, from channel `lane` of the rows on. Carries on with what stands there, unless
-/// this is a fresh measure.
+/// Whether a measure replaces the one that stands in ColumnMeasure, or adds more rows to it.
+enum class Start : bool { Fresh, CarryOn };
+
+/// Measures as many channel columns as V holds, from `channel` of the rows on.
 template <typename Depth, typename V>
 [[gnu::always_inline]] inline void measureColumn(const typename Depth::Channel* from, std::ptrdiff_t stride,
-                                                 std::int32_t rows, std::int32_t lane, bool fresh,
+                                                 std::int32_t rows, std::int32_t channel, Start start,
                                                  ColumnMeasure<typename Depth::Channel>& measure) {
     using T = typename Depth::Channel;
-    T* const lowest = measure.low.channels() + lane;
-    T* const highest = measure.high.channels() + lane;
-    V low = fresh ? splat<V>(Depth::kMinimumStart) : load<V>(lowest);
-    V high = fresh ? splat<V>(Depth::kMaximumStart) : load<V>(highest);
-    if constexpr (sizeof(T) <= 2) {
+    const bool fresh = start == Start::Fresh;
+    T* const lowest = measure.low.channels() + channel;
+    T* const highest = measure.high.channels() + channel;
+    V low = fresh ? splat<V>(Depth::kWhite) : load<V>(lowest);
+    V high = fresh ? splat<V>(Depth::kBlack) : load<V>(highest);
+    if constexpr (Depth::kIsInteger) {
         using Sums = Vector<SumLane<T>, sizeof(V)>;
         constexpr int kBits = 8 * sizeof(T);
-        T* const evens = measure.even.channels() + lane;
-        T* const odds = measure.odd.channels() + lane;
+        T* const evens = measure.even.channels() + channel;
+        T* const odds = measure.odd.channels() + channel;
         Sums odd = fresh ? Sums{} : load<Sums>(odds);
-        // Even channels and 2^bits times the odd ones; what overflows is known in the end.
+        // Sums of pairs of channels: the even one plus 2^bits times the odd one. What overflows is subtracted in the
+        // end.
         Sums both = fresh ? Sums{} : load<Sums>(evens) + (odd << kBits);
         for (std::int32_t j = 0; j < rows; ++j, from += stride) {
             fetchToReadLater(from, rows * stride);  // the same row of the tiles below
             const V value = load<V>(from);
             low = smaller(value, low);
             high = larger(value, high);
-            const auto lanes = reinterpret<Sums>(value);
-            both += lanes;
-            odd += lanes >> kBits;
+            const auto pair = reinterpret<Sums>(value);
+            both += pair;
+            odd += pair >> kBits;
         }
         store(evens, both - (odd << kBits));
         store(odds, odd);
     } else {
-        T* const sums = measure.even.channels() + lane;
+        T* const sums = measure.even.channels() + channel;
         V sum = fresh ? V{} : load<V>(sums);
         for (std::int32_t j = 0; j < rows; ++j, from += stride) {
             fetchToReadLater(from, rows * stride);
@@ -71,59 +76,61 @@ template <typename Depth, typename V>
     store(highest, high);
 }
 
-/// Measures each of `lanes` channel columns over some rows, afresh or carrying on. At most kMostSummands rows in all.
+/// Measures `channels` channel columns over some rows, at most kMostSummands rows in all.
 template <typename Depth>
 [[gnu::always_inline]] inline void measureRows(const typename Depth::Channel* from, std::ptrdiff_t stride,
-                                               std::int32_t rows, std::int32_t lanes, bool fresh,
+                                               std::int32_t rows, std::int32_t channels, Start start,
                                                ColumnMeasure<typename Depth::Channel>& measure) {
     using T = typename Depth::Channel;
+    const bool fresh = start == Start::Fresh;
     std::int32_t i = 0;
-    const std::int32_t aligned = lanesToAlignment(from);
-    if (fresh && lanes >= kLanes<T> && aligned > 0 && aligned % kChannelsPerPixel == 0) {
-        // Some columns are measured twice, which a fresh measure does not show.
-        measureColumn<Depth, Lanes<T>>(from, stride, rows, 0, true, measure);
+    const std::int32_t aligned = channelsToAlignment(from);
+    if (fresh && channels >= kRegisterChannels<T> && aligned > 0 && aligned % kChannelsPerPixel == 0) {
+        // Measuring some columns twice changes nothing in a fresh measure.
+        measureColumn<Depth, Register<T>>(from, stride, rows, 0, Start::Fresh, measure);
         i = aligned;
     }
-    for (; i + kLanes<T> <= lanes; i += kLanes<T>) {
-        measureColumn<Depth, Lanes<T>>(from + i, stride, rows, i, fresh, measure);
+    for (; i + kRegisterChannels<T> <= channels; i += kRegisterChannels<T>) {
+        measureColumn<Depth, Register<T>>(from + i, stride, rows, i, start, measure);
     }
-    if (fresh && i < lanes && lanes >= kLanes<T>) {
-        i = lanes - kLanes<T>;
-        measureColumn<Depth, Lanes<T>>(from + i, stride, rows, i, true, measure);
+    if (fresh && i < channels && channels >= kRegisterChannels<T>) {
+        i = channels - kRegisterChannels<T>;
+        measureColumn<Depth, Register<T>>(from + i, stride, rows, i, Start::Fresh, measure);
         return;
     }
-    for (; i < lanes; i += kChannelsPerPixel) {
-        measureColumn<Depth, PixelVector<T>>(from + i, stride, rows, i, fresh, measure);
+    for (; i < channels; i += kChannelsPerPixel) {
+        measureColumn<Depth, PixelVector<T>>(from + i, stride, rows, i, start, measure);
     }
 }
 
-/// Measures the pixel columns of a region, from the rows' first pixel on. At most kRowPixels wide and kMostSummands
+/// Measures the pixel columns of a region into work.measure. The region is at most kRowPixels wide and kMostSummands
 /// high.
 template <typename Depth>
-void measureDown(const Picture<typename Depth::Channel>& picture, const Region& region,
+void measureDown(const PlacedLayer<typename Depth::Channel>& layer, const Region& region,
                  Workspace<typename Depth::Channel>& work) {
-    const std::int32_t lanes = region.width * kChannelsPerPixel;
-    if (picture.origin == nullptr) {
+    const std::int32_t channels = region.width * kChannelsPerPixel;
+    if (layer.origin == nullptr) {
         typename Depth::Channel* const sampled = work.sampled.channels();
         const typename Depth::Channel* above = nullptr;
         for (std::int32_t j = 0; j < region.height; ++j) {
-            const typename Depth::Channel* const row = layerRow(picture, region.y + j);
-            if (row != above) {  // nobody asks for the layer's sums
-                sampleRow(picture, row, region.x, region.width, sampled);
-                measureRows<Depth>(sampled, 0, 1, lanes, j == 0, work.measure);
+            const typename Depth::Channel* const row = layerRow(layer, region.y + j);
+            if (row != above) {  // a repeated row changes no spread, and the sums of the layer are not used
+                sampleRow(layer, row, region.x, region.width, sampled);
+                measureRows<Depth>(sampled, 0, 1, channels, j == 0 ? Start::Fresh : Start::CarryOn, work.measure);
             }
             above = row;
         }
         return;
     }
-    // A few rows at a time keep tall blocks from walking through memory in narrow columns.
+    // A few rows at a time, so that memory is not read in tall and narrow columns.
     for (std::int32_t j = 0; j < region.height; j += kMaximumTileSize) {
         const std::int32_t rows = region.height - j < kMaximumTileSize ? region.height - j : kMaximumTileSize;
-        measureRows<Depth>(picture.at(region.x, region.y + j), picture.stride, rows, lanes, j == 0, work.measure);
+        measureRows<Depth>(layer.at(region.x, region.y + j), layer.stride, rows, channels,
+                           j == 0 ? Start::Fresh : Start::CarryOn, work.measure);
     }
 }
 
-/// Across the tiles of a row: their sums, out of the columns'.
+/// Computes the sums of a row of tiles from those of the pixel columns.
 template <typename T>
 void sumAcross(const Pyramid<T, std::uint32_t>& pyramid, std::int32_t row, const ColumnMeasure<T>& measure) {
     const std::int32_t columns = pyramid.columnsAt(pyramid.levels);
@@ -131,8 +138,8 @@ void sumAcross(const Pyramid<T, std::uint32_t>& pyramid, std::int32_t row, const
     std::uint32_t* const sums = pyramid.sumsOfTile(row, 0);
     if constexpr (kHoldsTiles<T>) {
         for (std::int32_t c = 0; c < columns; c += Arrangement<T>::kTiles) {
-            const auto tiles = Arrangement<T>::inScratch(bounds + c, c + 1 < columns, bounds[0]);
-            const auto unique = tiles.template ofWidths<WideMask<T>>(kUniqueMasks<T>.ofWidth);
+            const auto tiles = Arrangement<T>::inScratch(bounds + c, columns - c, bounds[0]);
+            const auto unique = tiles.template ofWidths<TileMask<T>>(kUniqueMasks<T>.ofWidth);
             storeSums<T>(sumOfTiles<T>(tiles.arranged(measure.even.channels()), unique),
                          sumOfTiles<T>(tiles.arranged(measure.odd.channels()), unique), sums + c * kChannelsPerPixel);
         }
@@ -143,8 +150,8 @@ void sumAcross(const Pyramid<T, std::uint32_t>& pyramid, std::int32_t row, const
     }
 }
 
-/// And their spreads. Channels that are not processed and hold any float that is not finite get a NaN for their lowest
-/// value, so that they do not pass for constant.
+/// Computes the spreads of a row of tiles from those of the pixel columns. If a float channel is not processed and not
+/// all its values are finite, its lowest value becomes a NaN, so that it is not taken for constant.
 template <typename Depth>
 void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Channel, std::uint32_t>& pyramid,
                   std::int32_t row, const ColumnMeasure<typename Depth::Channel>& measure) {
@@ -156,9 +163,9 @@ void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Cha
     if constexpr (kHoldsTiles<T>) {
         constexpr std::size_t kTileBytes = Arrangement<T>::kTiles * sizeof(Pixel<T>);
         for (std::int32_t c = 0; c < columns; c += Arrangement<T>::kTiles) {
-            const auto tiles = Arrangement<T>::inScratch(bounds + c, c + 1 < columns, bounds[0]);
-            const FirstPlaces lowest = extremeOfTiles<T, false>(tiles.arranged(measure.low.channels()));
-            const FirstPlaces highest = extremeOfTiles<T, true>(tiles.arranged(measure.high.channels()));
+            const auto tiles = Arrangement<T>::inScratch(bounds + c, columns - c, bounds[0]);
+            const FirstPlaces lowest = minOrMaxOfTiles<T, Extreme::Lowest>(tiles.arranged(measure.low.channels()));
+            const FirstPlaces highest = minOrMaxOfTiles<T, Extreme::Highest>(tiles.arranged(measure.high.channels()));
             __builtin_memcpy(low + c * kChannelsPerPixel, &lowest, kTileBytes);
             __builtin_memcpy(high + c * kChannelsPerPixel, &highest, kTileBytes);
         }
@@ -169,16 +176,16 @@ void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Cha
     const auto processed = processedMask(job);
     const M unprocessed = ~load<M>(&processed);
     P poison{};
-    if constexpr (sizeof(T) > 2) {
+    if constexpr (!Depth::kIsInteger) {
         const P nans = notFinite(measure.even.channels(), bounds[columns] - bounds[0]);
         poison = reinterpret<P>(reinterpret<M>(nans) & unprocessed);
     }
     for (std::int32_t c = 0; c < columns; ++c) {
         const std::int32_t x = bounds[c] - bounds[0];
         const std::int32_t width = bounds[c + 1] - bounds[c];
-        const Pixel<T> lowest = extremeAcross<T, false>(measure.low.pixel(x), width);
-        const Pixel<T> highest = extremeAcross<T, true>(measure.high.pixel(x), width);
-        if constexpr (sizeof(T) > 2) {
+        const Pixel<T> lowest = minOrMaxAcross<T, Extreme::Lowest>(measure.low.pixel(x), width);
+        const Pixel<T> highest = minOrMaxAcross<T, Extreme::Highest>(measure.high.pixel(x), width);
+        if constexpr (!Depth::kIsInteger) {
             store(low + c * kChannelsPerPixel, load<P>(&lowest) + poison);
         } else {
             store(low + c * kChannelsPerPixel, load<P>(&lowest));
@@ -187,28 +194,61 @@ void spreadAcross(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Cha
     }
 }
 
-/// Measures each tile of a row of blocks, which is at most kRowPixels wide.
+/// Measures the tiles of a row of blocks. The row is at most kRowPixels wide.
 template <typename Depth>
-void measureTiles(const MosaicJob<Depth>& job, const Pictures<typename Depth::Channel>& pictures,
+void measureTiles(const MosaicJob<Depth>& job, const FrameInputs<typename Depth::Channel>& inputs,
                   const Pyramid<typename Depth::Channel, std::uint32_t>& pyramid,
                   Workspace<typename Depth::Channel>& work) {
-    using T = typename Depth::Channel;
     const std::int32_t left = pyramid.columns[0];
     const std::int32_t width = pyramid.columns[pyramid.columnsAt(pyramid.levels)] - left;
     for (std::int32_t r = 0; r < pyramid.rowsAt(pyramid.levels); ++r) {
         const Region row{left, pyramid.rows[r], width, pyramid.rows[r + 1] - pyramid.rows[r]};
-        if constexpr (sizeof(T) <= 2) {
-            measureDown<Depth>(pictures.source, row, work);
+        if constexpr (Depth::kIsInteger) {
+            measureDown<Depth>(inputs.source, row, work);
             sumAcross(pyramid, r, work.measure);
         }
-        if (sizeof(T) > 2 || pictures.separate) {
-            measureDown<Depth>(pictures.deciding, row, work);
+        if (!Depth::kIsInteger || inputs.separate) {
+            measureDown<Depth>(inputs.deciding, row, work);
         }
         spreadAcross<Depth>(job, pyramid, r, work.measure);
     }
 }
 
-/// The measure of a region of any size; sums of integers only.
+/// Whether a block that is busy in all processed channels stays busy if its spread widens.
+template <typename Depth>
+bool staysBusy(const MosaicJob<Depth>& job) {
+    using T = typename Depth::Channel;
+    if (!job.rangesHold || Depth::kExceedsTurn) {
+        return false;
+    }
+    constexpr T kHighest = std::numeric_limits<T>::max();  // constexpr, so that max() leaves no copy in the object file
+    bool stays = true;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        stays = stays && (!job.processed[c] || (!job.busy[c].outside && job.busy[c].last == kHighest));
+    }
+    return stays;
+}
+
+/// If staysBusy(): whether a block with at least this spread is busy in all processed channels.
+template <typename Depth>
+bool isSurelyBusy(const MosaicJob<Depth>& job, const Pixel<typename Depth::Channel>& lowest,
+                  const Pixel<typename Depth::Channel>& highest) {
+    using T = typename Depth::Channel;
+    bool busy = true;
+    for (int c = 0; c < kChannelsPerPixel; ++c) {
+        // In a joint quadtree, the contrast of one channel is at most the joint contrast.
+        T low = lowest.channel[c];
+        T high = highest.channel[c];
+        if constexpr (!Depth::kIsInteger) {
+            low = low < Depth::kBlack ? Depth::kBlack : low;
+            high = high > Depth::kWhite ? Depth::kWhite : high;
+        }
+        busy = busy && (!job.processed[c] || (high > low && static_cast<T>(high - low) >= job.busy[c].first));
+    }
+    return busy;
+}
+
+/// The measure of a region of any size. Only integers have sums.
 template <typename T>
 struct RegionMeasure {
     Pixel<T> low;
@@ -216,21 +256,21 @@ struct RegionMeasure {
     std::uint64_t sums[kChannelsPerPixel];
 };
 
-/// Measures a region of any size. One that is sure to be busy is measured no further than it takes to see that: sums
-/// are not those of all pixels then, and the spreads of channels that are not processed are as wide as can be.
+/// Measures a region of any size, and stops once it is sure that the region is busy. Then the sums lack pixels, and the
+/// spreads of channels that are not processed are the widest possible.
 template <typename Depth>
 RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job,
-                                                     const Pictures<typename Depth::Channel>& pictures,
+                                                     const FrameInputs<typename Depth::Channel>& inputs,
                                                      const Region& region, Workspace<typename Depth::Channel>& work) {
     using T = typename Depth::Channel;
     RegionMeasure<T> measure{};
     for (int c = 0; c < kChannelsPerPixel; ++c) {
-        measure.low.channel[c] = Depth::kMinimumStart;
-        measure.high.channel[c] = Depth::kMaximumStart;
+        measure.low.channel[c] = Depth::kWhite;
+        measure.high.channel[c] = Depth::kBlack;
     }
     const auto widen = [&](std::int32_t width) {
-        const Pixel<T> lowest = extremeAcross<T, false>(work.measure.low.channels(), width);
-        const Pixel<T> highest = extremeAcross<T, true>(work.measure.high.channels(), width);
+        const Pixel<T> lowest = minOrMaxAcross<T, Extreme::Lowest>(work.measure.low.channels(), width);
+        const Pixel<T> highest = minOrMaxAcross<T, Extreme::Highest>(work.measure.high.channels(), width);
         for (int c = 0; c < kChannelsPerPixel; ++c) {
             T& low = measure.low.channel[c];
             T& high = measure.high.channel[c];
@@ -239,7 +279,7 @@ RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job
         }
     };
     constexpr std::int32_t kWidth = kRowPixels<T> < kMostSummands ? kRowPixels<T> : kMostSummands;
-    constexpr std::int32_t kHeight = 32;  // until the next look whether that is enough
+    constexpr std::int32_t kHeight = 32;  // after as many rows it may stop
     static_assert(kHeight <= kMostSummands);
     const bool mayStop = staysBusy(job);
     const std::int32_t right = region.x + region.width;
@@ -248,8 +288,8 @@ RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job
         if (mayStop && isSurelyBusy(job, measure.low, measure.high)) {
             for (int c = 0; c < kChannelsPerPixel; ++c) {
                 if (!job.processed[c]) {
-                    measure.low.channel[c] = Depth::kMaximumStart;
-                    measure.high.channel[c] = Depth::kMinimumStart;
+                    measure.low.channel[c] = Depth::kBlack;
+                    measure.high.channel[c] = Depth::kWhite;
                 }
             }
             break;
@@ -257,16 +297,16 @@ RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job
         for (std::int32_t x = region.x; x < right; x += kWidth) {
             const Region piece{x, y, right - x < kWidth ? right - x : kWidth,
                                bottom - y < kHeight ? bottom - y : kHeight};
-            if constexpr (sizeof(T) <= 2) {
-                measureDown<Depth>(pictures.source, piece, work);
+            if constexpr (Depth::kIsInteger) {
+                measureDown<Depth>(inputs.source, piece, work);
                 std::uint32_t sums[kChannelsPerPixel] = {};
                 addAcross(work.measure, piece.width, sums);
                 for (int c = 0; c < kChannelsPerPixel; ++c) {
                     measure.sums[c] += sums[c];
                 }
             }
-            if (sizeof(T) > 2 || pictures.separate) {
-                measureDown<Depth>(pictures.deciding, piece, work);
+            if (!Depth::kIsInteger || inputs.separate) {
+                measureDown<Depth>(inputs.deciding, piece, work);
             }
             widen(piece.width);
         }
@@ -274,16 +314,17 @@ RegionMeasure<typename Depth::Channel> measureRegion(const MosaicJob<Depth>& job
     return measure;
 }
 
-/// The lowest (highest) of nodes' quadrants, for a register of nodes; two rows of quadrants, from there on.
-template <bool Highest, typename T>
-[[gnu::always_inline]] inline Lanes<T> extremeOfQuadrants(const T* upper, const T* lower) {
-    using V = Lanes<T>;
-    const V left = extreme<Highest>(load<V>(upper), load<V>(lower));
-    const V right = extreme<Highest>(load<V>(upper + kLanes<T>), load<V>(lower + kLanes<T>));
-    return extreme<Highest>(everySecondPixel<T, 0>(left, right), everySecondPixel<T, 1>(left, right));
+/// The lowest (highest) values of a register of nodes, given two rows of their quadrants.
+// upper a0 a1 b0 b1 ..., lower a2 a3 b2 b3 ... -> a b ...
+template <Extreme Which, typename T>
+[[gnu::always_inline]] inline Register<T> minOrMaxOfQuadrants(const T* upper, const T* lower) {
+    using V = Register<T>;
+    const V left = minOrMax<Which>(load<V>(upper), load<V>(lower));
+    const V right = minOrMax<Which>(load<V>(upper + kRegisterChannels<T>), load<V>(lower + kRegisterChannels<T>));
+    return minOrMax<Which>(everySecondPixel<T, 0>(left, right), everySecondPixel<T, 1>(left, right));
 }
 
-/// Fills the upper levels' spreads from the tiles'.
+/// Computes the spreads of all levels above the tiles.
 template <typename T, typename S>
 void measureUpperLevels(const Pyramid<T, S>& pyramid) {
     for (std::int32_t l = pyramid.levels; l-- > 0;) {
@@ -291,9 +332,11 @@ void measureUpperLevels(const Pyramid<T, S>& pyramid) {
             const std::ptrdiff_t node = pyramid.place(l, r, 0);
             const std::ptrdiff_t upper = pyramid.place(l + 1, 2 * r, 0);
             const std::ptrdiff_t lower = pyramid.place(l + 1, 2 * r + 1, 0);
-            for (std::int32_t i = 0; i < pyramid.strideAt(l) * kChannelsPerPixel; i += kLanes<T>) {
-                const auto low = extremeOfQuadrants<false>(pyramid.low + upper + 2 * i, pyramid.low + lower + 2 * i);
-                const auto high = extremeOfQuadrants<true>(pyramid.high + upper + 2 * i, pyramid.high + lower + 2 * i);
+            for (std::int32_t i = 0; i < pyramid.strideAt(l) * kChannelsPerPixel; i += kRegisterChannels<T>) {
+                const auto low =
+                    minOrMaxOfQuadrants<Extreme::Lowest>(pyramid.low + upper + 2 * i, pyramid.low + lower + 2 * i);
+                const auto high =
+                    minOrMaxOfQuadrants<Extreme::Highest>(pyramid.high + upper + 2 * i, pyramid.high + lower + 2 * i);
                 store(pyramid.low + node + i, low);
                 store(pyramid.high + node + i, high);
             }

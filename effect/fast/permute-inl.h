@@ -1,21 +1,27 @@
 // SPDX-License-Identifier: MIT
-// Moving channels and pixels about in vectors.
+// Moving channels and pixels within vectors.
+//
+// Each function is shown as a picture, memory order from left to right: "a0 a1, b0 b1 -> a0 b0, a1 b1" takes two
+// vectors of two items each and gives two. Where a picture shows four pixels, every four pixels of a longer vector are
+// treated alike.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
+#include "effect/depth.h"
 #include "effect/fast/vector-inl.h"
 #include "effect/pixels.h"
 
 namespace quorvel::fast {
 namespace {
 
-/// The items of `Units` 32-bit units at these places of two registers, taken as one row.
+/// Items at the places `Order` of two registers; an item has `Units` units of 32 bits.
+// a0 a1, b0 b1; Order 2, 1 -> b0 a1
 template <std::size_t Units, typename V, std::size_t... Order>
 [[gnu::always_inline]] inline V pickItems(V a, V b, std::index_sequence<Order...>) {
-    // As few and wide lanes as there can be: compilers find the instructions for those.
+    // In lanes as wide as possible: compilers find the instructions for those.
     using Word = Unsigned<Units % 2 == 0 ? 8 : 4>;
     constexpr std::size_t kWords = 4 * Units / sizeof(Word);
     const auto picked = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
@@ -27,11 +33,12 @@ template <std::size_t Units, typename V, std::size_t... Order>
     return reinterpret<V>(picked(std::make_index_sequence<sizeof(V) / sizeof(Word)>{}));
 }
 
-/// Two registers' halves as one register.
 template <typename V, typename Half, std::size_t... Lane>
 [[gnu::always_inline]] inline V joinedLanes(Half a, Half b, std::index_sequence<Lane...>) {
     return reinterpret<V>(__builtin_shufflevector(a, b, Lane...));
 }
+/// One register of two halves.
+// a0 a1, b0 b1 -> a0 a1 b0 b1
 template <typename V, typename Half>
 [[gnu::always_inline]] inline V joined(Half a, Half b) {
     static_assert(sizeof(V) == 2 * sizeof(Half));
@@ -40,7 +47,8 @@ template <typename V, typename Half>
                           std::make_index_sequence<sizeof(V) / sizeof(std::uint64_t)>{});
 }
 
-/// Item `Index` of a vector made of registers that hold one item each.
+/// Item `Index` of a vector of four registers, each of which holds one item.
+// [i0] [i1] [i2] [i3] -> [iIndex]
 template <std::size_t Index, typename V>
 [[gnu::always_inline]] inline auto registerOf(V value) {
     if constexpr (Index == 0) {
@@ -54,20 +62,21 @@ template <std::size_t Index, typename V>
     }
 }
 
-/// Permutes items of `Units` 32-bit units among the four of each group.
+/// Permutes each four items; an item has `Units` units of 32 bits.
+// i0 i1 i2 i3 -> iA iB iC iD
 template <std::size_t Units, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
 [[gnu::always_inline]] inline V permuteItems(V value) {
     constexpr std::size_t kItemBytes = 4 * Units;
     constexpr std::size_t kGroupBytes = 4 * kItemBytes;
-    if constexpr (sizeof(V) > kGroupBytes && kIsWide<V>) {
+    if constexpr (sizeof(V) > kGroupBytes && kIsSplit<V>) {
         return {permuteItems<Units, A, B, C, D>(value.low), permuteItems<Units, A, B, C, D>(value.high)};
-    } else if constexpr (!kIsWide<V>) {
+    } else if constexpr (!kIsSplit<V>) {
         const auto permuted = [&]<std::size_t... Item>(std::index_sequence<Item...>) {
             constexpr std::size_t kOrder[] = {A, B, C, D};
             return pickItems<Units>(value, value, std::index_sequence<(Item / 4 * 4 + kOrder[Item % 4])...>{});
         };
         return permuted(std::make_index_sequence<sizeof(V) / kItemBytes>{});
-    } else if constexpr (kIsWide<typename V::Half>) {
+    } else if constexpr (kIsSplit<typename V::Half>) {
         static_assert(kItemBytes == kVectorBytes);
         return {{registerOf<A>(value), registerOf<B>(value)}, {registerOf<C>(value), registerOf<D>(value)}};
     } else {
@@ -76,21 +85,25 @@ template <std::size_t Units, std::size_t A, std::size_t B, std::size_t C, std::s
     }
 }
 
-/// Pixels A B C D of each four; neighbours and pairs of them are swapped within each four, too.
+/// Permutes each four pixels.
+// p0 p1 p2 p3 -> pA pB pC pD
 template <typename T, std::size_t A, std::size_t B, std::size_t C, std::size_t D, typename V>
 [[gnu::always_inline]] inline V permutePixels(V value) {
     return permuteItems<sizeof(T), A, B, C, D>(value);
 }
+// p0 p1 p2 p3 -> p1 p0 p3 p2
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapNeighbours(V value) {
     return permutePixels<T, 1, 0, 3, 2>(value);
 }
+// p0 p1 p2 p3 -> p2 p3 p0 p1
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapPairs(V value) {
     return permutePixels<T, 2, 3, 0, 1>(value);
 }
 
-/// Of the pixels of two registers side by side, those in even (First 0) or odd (First 1) places.
+/// Every second pixel of two registers, from pixel `First` on.
+// a0 a1 a2 a3, b0 b1 b2 b3 -> a0 a2 b0 b2 (First 0), a1 a3 b1 b3 (First 1)
 template <typename T, std::size_t First, typename V>
 [[gnu::always_inline]] inline V everySecondPixel(V a, V b) {
     const auto picked = [&]<std::size_t... Pixel>(std::index_sequence<Pixel...>) {
@@ -99,7 +112,8 @@ template <typename T, std::size_t First, typename V>
     return picked(std::make_index_sequence<sizeof(V) / (kChannelsPerPixel * sizeof(T))>{});
 }
 
-/// The first half of a register's pixels, each twice; a register's only pixel as it is. Reads the whole register.
+/// The first half of a register's pixels, each twice. Loads the whole register.
+// p0 p1 p2 p3 -> p0 p0 p1 p1;  p0 -> p0 if a register holds one pixel
 template <typename T, typename V>
 [[gnu::always_inline]] inline V doubledPixels(const void* from) {
     constexpr std::size_t kPixels = sizeof(V) / (kChannelsPerPixel * sizeof(T));
@@ -110,10 +124,11 @@ template <typename T, typename V>
     return doubled(std::make_index_sequence<kPixels>{});
 }
 
-/// The channels of each pixel in the order 1 0 3 2.
+/// Swaps neighbouring channels of each pixel.
+// c0 c1 c2 c3 -> c1 c0 c3 c2
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapChannels(V value) {
-    if constexpr (sizeof(T) <= 2) {
+    if constexpr (DepthOf<T>::kIsInteger) {
         const auto pairs = reinterpret<Vector<Unsigned<2 * sizeof(T)>, sizeof(V)>>(value);
         return reinterpret<V>(shiftedLeft<8 * sizeof(T)>(pairs) | shiftedRight<8 * sizeof(T)>(pairs));
     } else {
@@ -121,10 +136,11 @@ template <typename T, typename V>
     }
 }
 
-/// Channel `Channel` of each pixel in the place of all four.
+/// One channel of each pixel in the place of all four.
+// c0 c1 c2 c3 -> cN cN cN cN, N being `Channel`
 template <typename T, std::size_t Channel, typename V>
 [[gnu::always_inline]] inline V everyChannel(V value) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return {everyChannel<T, Channel>(value.low), everyChannel<T, Channel>(value.high)};
     } else if constexpr (sizeof(T) > 1 || sizeof(V) > 16) {
         const auto repeated = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
@@ -134,7 +150,7 @@ template <typename T, std::size_t Channel, typename V>
         };
         return reinterpret<V>(repeated(std::make_index_sequence<sizeof(V) / sizeof(T)>{}));
     } else {
-        // Without an instruction that permutes bytes.
+        // The baseline has no instruction that permutes bytes.
         using Words = Vector<std::uint32_t, sizeof(V)>;
         Words word = shiftedRight<8 * Channel>(reinterpret<Words>(value)) & 0xFFU;
         word = word | shiftedLeft<8>(word);
@@ -142,11 +158,11 @@ template <typename T, std::size_t Channel, typename V>
     }
 }
 
-/// One step of a transposition: of two pairs of lanes, the second of the one changes places with the first of the
-/// other. Lanes are Bits wide, and pairs filled with them.
+/// One step of a transposition, for each two lanes of `Bits` bits.
+// a0 a1, b0 b1 -> a0 b0, a1 b1
 template <int Bits, typename V>
 [[gnu::always_inline]] inline void exchange(V& a, V& b) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         exchange<Bits>(a.low, b.low);
         exchange<Bits>(a.high, b.high);
     } else if constexpr (Bits <= 32) {
@@ -162,15 +178,19 @@ template <int Bits, typename V>
             using Words = Vector<std::uint64_t, sizeof(V)>;
             const auto x = reinterpret<Words>(a);
             const auto y = reinterpret<Words>(b);
-            constexpr std::size_t kLanes64 = sizeof...(Lane);
-            a = reinterpret<V>(__builtin_shufflevector(x, y, (Lane / 2 * 2 + Lane % 2 * kLanes64)...));
-            b = reinterpret<V>(__builtin_shufflevector(x, y, (Lane / 2 * 2 + 1 + Lane % 2 * kLanes64)...));
+            constexpr std::size_t kWords = sizeof...(Lane);
+            a = reinterpret<V>(__builtin_shufflevector(x, y, (Lane / 2 * 2 + Lane % 2 * kWords)...));
+            b = reinterpret<V>(__builtin_shufflevector(x, y, (Lane / 2 * 2 + 1 + Lane % 2 * kWords)...));
         };
         unpacked(std::make_index_sequence<sizeof(V) / 8>{});
     }
 }
 
-/// Transposes, at each pixel's place, the four channels of four registers: register c then holds channel c of all.
+/// Transposes the channels of the pixels that stand at the same place of four registers.
+// a0 a1 a2 a3,    a0 b0 c0 d0,
+// b0 b1 b2 b3, -> a1 b1 c1 d1,
+// c0 c1 c2 c3,    a2 b2 c2 d2,
+// d0 d1 d2 d3     a3 b3 c3 d3
 template <typename T, typename V>
 [[gnu::always_inline]] inline void transpose(V (&rows)[4]) {
     constexpr int kBits = 8 * sizeof(T);

@@ -12,35 +12,35 @@
 namespace quorvel::fast {
 namespace {
 
-/// A row of blocks of the same depth, halved `levels` times into tiles, as quadtrees of nodes. Level 0 are the blocks,
-/// level `levels` the tiles; each level is a picture of one pixel per node. A node is first measured and then judged,
-/// in the same place: its spread is not needed once it is decided what becomes of its channels.
+/// A row of blocks on the same level, halved `levels` times into tiles, as quadtrees of nodes. Levels are counted
+/// from the blocks, which are level 0; the tiles are level `levels`. A level is stored like an image with one pixel per
+/// node. A node is first measured and then decided in the same memory: a spread is not needed after the decision.
 /// S: the integer that holds the sum of a tile.
 template <typename T, typename S>
 struct Pyramid {
     union {
-        T* low;         ///< the lowest value of each channel
-        Mask<T>* open;  ///< the channels that are split further
+        T* low;         ///< measured: the lowest value of each channel
+        Mask<T>* open;  ///< decided: the channels that are split further
     };
     union {
-        T* high;        ///< the highest
-        Mask<T>* keep;  ///< the channels that stay as they are in the source; all others are filled
+        T* high;        ///< measured: the highest value
+        Mask<T>* keep;  ///< decided: the channels that stay as they are in the source; the others are filled
     };
     T* fill;                ///< the colour of filled channels
-    S* sums;                ///< of each channel of each tile, row by row, if channels are integers
+    S* sums;                ///< of each channel of each tile, row by row; integers only
     std::int32_t* columns;  ///< columnsAt(levels) + 1 bounds
     std::int32_t* rows;     ///< rowsAt(levels) + 1 bounds
     std::int32_t blocks;
     std::int32_t levels;
-    std::int32_t depth;  ///< of the blocks, in the quadtree
+    std::int32_t topLevel;  ///< of the blocks, in the quadtree of their cell
 
     std::int32_t columnsAt(std::int32_t level) const { return blocks << level; }
     static std::int32_t rowsAt(std::int32_t level) { return 1 << level; }
-    /// In nodes: rows begin and end with whole registers, so that none has to be handled in pieces.
+    /// In nodes. Rows take whole registers, so that none is handled in pieces.
     std::int32_t strideAt(std::int32_t level) const {
         return (columnsAt(level) + kRegisterPixels<T> - 1) / kRegisterPixels<T> * kRegisterPixels<T>;
     }
-    /// Where a node's channels begin in the arrays.
+    /// The index of a node's first channel in the arrays.
     std::ptrdiff_t place(std::int32_t level, std::int32_t row, std::int32_t column) const {
         std::int32_t pixels = 0;
         for (std::int32_t l = 0; l < level; ++l) {
@@ -59,8 +59,8 @@ struct Pyramid {
     }
 };
 
-/// The channels that the arrays of a pyramid need room for: of the tiles, of less than a third as many nodes above
-/// them, and of what pads the rows of all levels and vectors reach over.
+/// How many channels an array of a pyramid must hold: those of the tiles, of the nodes above them (less than a third as
+/// many), and the padding at the ends of rows and of the array.
 template <typename T>
 constexpr std::size_t channelsFor(std::int32_t tiles, std::int32_t levels) {
     const std::int32_t nodes = tiles + (tiles - 1) / 3;
@@ -68,13 +68,13 @@ constexpr std::size_t channelsFor(std::int32_t tiles, std::int32_t levels) {
     return static_cast<std::size_t>(nodes + padding) * kChannelsPerPixel;
 }
 
-/// What has been decided for nodes side by side, as in a Pyramid. Read in whole registers.
+/// The decisions for nodes side by side, as in a Pyramid. They are read in whole registers.
 template <typename T>
-struct Verdicts {
+struct Decisions {
     const Mask<T>* open;
     const Mask<T>* keep;
     const T* fill;
-    std::int32_t step;  ///< 1: one after another; 0: the same for all, given as one register of them
+    std::int32_t step;  ///< 1: one per node; 0: the same for all nodes, given as one register
 };
 
 }  // namespace

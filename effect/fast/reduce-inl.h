@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
-// From the measures of pixel columns to those of tiles and other runs of columns. Tiles are reduced one by one, or as
-// many as a register holds at once.
+// Reducing the measures of pixel columns to those of tiles and other runs of columns. If a register holds whole tiles,
+// all that it holds are reduced at once; otherwise one after the other.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
+#include "effect/depth.h"
 #include "effect/fast/arrange-inl.h"
 #include "effect/fast/geometry.h"
 #include "effect/fast/permute-inl.h"
@@ -17,50 +18,31 @@
 namespace quorvel::fast {
 namespace {
 
-/// The lowest (highest) of each channel of `width` pixels, at least one.
-template <typename T, bool Highest>
-[[gnu::always_inline]] inline Pixel<T> extremeAcross(const T* pixels, std::int32_t width) {
+/// The lowest (highest) value of each channel of `width` pixels, at least one.
+template <typename T, Extreme Which>
+[[gnu::always_inline]] inline Pixel<T> minOrMaxAcross(const T* pixels, std::int32_t width) {
     if (width < 4) {
         using P = PixelVector<T>;
         P result = load<P>(pixels);
         for (std::int32_t i = 1; i < width; ++i) {
-            result = extreme<Highest>(load<P>(pixels + i * kChannelsPerPixel), result);
+            result = minOrMax<Which>(load<P>(pixels + i * kChannelsPerPixel), result);
         }
         return firstPixel<T>(result);
     }
     using Q = Quartet<T>;
-    // The last four pixels may overlap what went before.
+    // The last four pixels may overlap those before them.
     const std::ptrdiff_t tail = static_cast<std::ptrdiff_t>(width - 4) * kChannelsPerPixel;
     Q result = load<Q>(pixels + tail);
     for (std::ptrdiff_t i = 0; i < tail; i += 4 * kChannelsPerPixel) {
-        result = extreme<Highest>(load<Q>(pixels + i), result);
+        result = minOrMax<Which>(load<Q>(pixels + i), result);
     }
-    result = extreme<Highest>(swapPairs<T>(result), result);
-    result = extreme<Highest>(swapNeighbours<T>(result), result);
+    // p0 p1 p2 p3 -> p02 p13 p02 p13 -> p0123 in all places
+    result = minOrMax<Which>(swapPairs<T>(result), result);
+    result = minOrMax<Which>(swapNeighbours<T>(result), result);
     return firstPixel<T>(result);
 }
 
-/// Ones in the SumLanes of the first `width` of eight pixels.
-template <typename T>
-struct FirstPixels {
-    Pixel<Mask<T>> ofWidth[kMaximumTileSize + 1][kMaximumTileSize];
-};
-template <typename T>
-constexpr FirstPixels<T> findFirstPixels() {
-    FirstPixels<T> masks{};
-    for (int width = 0; width <= kMaximumTileSize; ++width) {
-        for (int i = 0; i < width; ++i) {
-            for (auto& mask : masks.ofWidth[width][i].channel) {
-                mask = maskOf<T>(true);
-            }
-        }
-    }
-    return masks;
-}
-template <typename T>
-inline constexpr FirstPixels<T> kFirstPixels = findFirstPixels<T>();
-
-/// Adds up the sums of columns. 256 of 256 rows each fit.
+/// Adds the sums of `width` columns to `sums`. Those of 256 columns of 256 rows fit.
 template <typename T>
 [[gnu::always_inline]] inline void addAcross(const ColumnMeasure<T>& measure, std::int32_t width, std::uint32_t* sums) {
     for (std::int32_t i = 0; i < width; ++i) {
@@ -73,12 +55,12 @@ template <typename T>
     }
 }
 
-/// The sums of the tile that begins at x in the rows.
+/// The sums of the tile that begins at pixel x of the measured rows.
 template <typename T>
 [[gnu::always_inline]] inline void sumTile(const ColumnMeasure<T>& measure, std::int32_t x, std::int32_t width,
                                            std::uint32_t* sums) {
     using Q = Vector<SumLane<T>, kQuartetBytes<T>>;
-    const auto* masks = kFirstPixels<T>.ofWidth[width];
+    const auto* masks = kFirstMasks<T>.ofWidth[width];
     const auto across = [&](const T* first) {
         const Q sum = (load<Q>(first) & load<Q>(masks)) + (load<Q>(first + 4 * kChannelsPerPixel) & load<Q>(masks + 4));
         const Q pairs = sum + swapPairs<T>(sum);
@@ -96,11 +78,12 @@ template <typename T>
     sums[3] = odd[1];
 }
 
-/// Whether a register holds whole tiles. They are measured that way then.
+/// Whether a register holds whole tiles, so that all of them are reduced at once.
 template <typename T>
-inline constexpr bool kHoldsTiles = sizeof(T) <= 2 && kHasPermute<Wide<T>>&& kHalvesPerWide<T> >= 2;
+inline constexpr bool kHoldsTiles = DepthOf<T>::kIsInteger&& kHasPermute<TileVector<T>>&& kHalvesPerVector<T> >= 2;
 
-/// The two halves of each tile change places.
+/// Swaps the halves of each tile.
+// p0 p1 p2 p3 p4 p5 p6 p7 -> p4 p5 p6 p7 p0 p1 p2 p3
 template <typename T, typename V>
 [[gnu::always_inline]] inline V swapHalves(V value) {
     constexpr std::size_t kHalfWords = 2 * sizeof(T);
@@ -111,7 +94,8 @@ template <typename T, typename V>
     return reinterpret<V>(swapped(std::make_index_sequence<sizeof(V) / 8>{}));
 }
 
-/// What stands in the first place of each of a register's tiles, side by side in the first 8 bytes.
+/// The first place of each tile in a register, side by side in the first 8 bytes.
+// p0 ... p7, q0 ... q7 -> p0 q0 (8 bits);  p0 ... p7 -> p0 (16 bits)
 using FirstPlaces = Vector<std::uint32_t, 16>;
 template <typename T, typename V>
 [[gnu::always_inline]] inline FirstPlaces firstPlaces(V value) {
@@ -122,38 +106,43 @@ template <typename T, typename V>
     return __builtin_shufflevector(units, units, 0, kSecond, 0, kSecond);
 }
 
-/// Measures across the tiles of a register: their lowest or highest values, their sums of every second channel.
-template <typename T, bool Highest>
-[[gnu::always_inline]] inline FirstPlaces extremeOfTiles(Wide<T> columns) {
-    columns = extreme<Highest>(swapNeighbours<T>(columns), columns);
-    columns = extreme<Highest>(swapPairs<T>(columns), columns);
-    return firstPlaces<T>(extreme<Highest>(swapHalves<T>(columns), columns));
+/// The lowest (highest) values of each tile in a register, given those of its arranged columns.
+// p0 ... p7, q0 ... q7 -> the extreme of p0 ... p7, that of q0 ... q7
+template <typename T, Extreme Which>
+[[gnu::always_inline]] inline FirstPlaces minOrMaxOfTiles(TileVector<T> columns) {
+    columns = minOrMax<Which>(swapNeighbours<T>(columns), columns);
+    columns = minOrMax<Which>(swapPairs<T>(columns), columns);
+    return firstPlaces<T>(minOrMax<Which>(swapHalves<T>(columns), columns));
 }
+/// The sums of every second channel of each tile in a register, given those of its arranged columns. `unique` masks the
+/// places that hold each column once.
+// p0 ... p7, q0 ... q7 -> p0 + ... + p7, q0 + ... + q7
 template <typename T>
-[[gnu::always_inline]] inline FirstPlaces sumOfTiles(Wide<T> columns, WideMask<T> unique) {
-    using Sums = Vector<SumLane<T>, kWideBytes<T>>;
-    auto sums = reinterpret<Sums>(reinterpret<WideMask<T>>(columns) & unique);
+[[gnu::always_inline]] inline FirstPlaces sumOfTiles(TileVector<T> columns, TileMask<T> unique) {
+    using Sums = Vector<SumLane<T>, kTileVectorBytes<T>>;
+    auto sums = reinterpret<Sums>(reinterpret<TileMask<T>>(columns) & unique);
     sums += swapNeighbours<T>(sums);
     sums += swapPairs<T>(sums);
     return firstPlaces<T>(sums + swapHalves<T>(sums));
 }
 
-/// Stores the sums of a register's tiles, each tile's channels in their order: two tiles' of 8 bits, or one's of 16.
+/// Stores the sums of the tiles in a register, two of 8 bits or one of 16 bits, each tile's channels in their order.
+// even e0 e2, f0 f2; odd e1 e3, f1 f3 -> e0 e1 e2 e3, f0 f1 f2 f3
 template <typename T>
 [[gnu::always_inline]] inline void storeSums(FirstPlaces even, FirstPlaces odd, std::uint32_t* to) {
-    using Lanes16 = Vector<SumLane<T>, 16>;
-    const auto e = reinterpret<Lanes16>(even);
-    const auto o = reinterpret<Lanes16>(odd);
-    if constexpr (sizeof(T) == 1) {
+    using Sums = Vector<SumLane<T>, 16>;
+    const auto e = reinterpret<Sums>(even);
+    const auto o = reinterpret<Sums>(odd);
+    if constexpr (sizeof(SumLane<T>) < sizeof(std::uint32_t)) {
         const auto ordered = __builtin_shufflevector(e, o, 0, 8, 1, 9, 2, 10, 3, 11);
-        // Where registers are too small for this type it is not asked for, as long as it depends on T.
+        // The type depends on T, so that it is not formed where registers are too small for it.
         store(to, __builtin_convertvector(ordered, Vector<std::uint32_t, 32 * sizeof(T)>));
     } else {
         store(to, __builtin_shufflevector(e, o, 0, 4, 1, 5));
     }
 }
 
-/// NaNs in the channels of which some column's sum is no finite number, zeros in the others.
+/// A NaN for each channel of which the sum of some column is not finite, zero for the others.
 [[gnu::always_inline]] inline PixelVector<float> notFinite(const float* sums, std::int32_t width) {
     using Q = Quartet<float>;
     Q four{};
@@ -167,7 +156,7 @@ template <typename T>
     for (; i < width; ++i) {
         sum += load<PixelVector<float>>(sums + i * kChannelsPerPixel);
     }
-    return sum * PixelVector<float>{};  // zero times what is not finite is a NaN
+    return sum * PixelVector<float>{};  // infinity or NaN times zero is NaN
 }
 
 }  // namespace

@@ -27,11 +27,11 @@ void callKernel(const KernelSet& kernels, const MosaicJob<DepthFloat>& job) {
     kernels.mosaicFloat(job);
 }
 
-/// Whether cells are so much longer in one direction than in the other that blocks become too thin to split before
-/// they are small enough for tiles.
+/// Whether blocks become too thin to split before they are small enough for tiles, because cells are much longer in one
+/// direction than in the other. `width` and `height` are those of the largest cell.
 bool cellsAreThin(std::int32_t width, std::int32_t height) {
     const std::int32_t levels = levelsToTiles(width, height);
-    // One less than the largest cell covers the smaller ones as well; the smallest block in a level is rounded down.
+    // Cells differ by at most one pixel, and the smallest block of a level is rounded down.
     return levels > 0 && (((width - 1) >> (levels - 1)) < 3 || ((height - 1) >> (levels - 1)) < 3);
 }
 
@@ -48,7 +48,7 @@ void render(PixelView<typename Depth::Channel> output, PixelView<const typename 
                                   [set](int type, int count, float amplitude, float smoothness, float* samples) {
                                       sampleCurve(type, count, amplitude, smoothness, samples, set);
                                   });
-    // Without cells there is only something to copy.
+    // A frame without cells is only copied.
     const bool hasCells = settings.gridWidth >= 1 && settings.gridHeight >= 1;
     if (!hasCells || output.width < kNarrowestFrame ||
         cellsAreThin((output.width - 1) / settings.gridWidth + 1,  //
@@ -69,7 +69,7 @@ void render(PixelView<typename Depth::Channel> output, PixelView<const typename 
     job.intensityY = mapping.originY;
     job.gridWidth = settings.gridWidth;
     job.gridHeight = settings.gridHeight;
-    job.maximumDepth = settings.maxIterations;
+    job.maximumLevel = settings.maxIterations;
     job.threshold = Depth::threshold(settings.mosaicIntensity);
     job.rangesHold = true;
     for (int p = 0; p < plan.passCount; ++p) {

@@ -9,8 +9,8 @@
 
 namespace quorvel::fast {
 
-/// Renders one frame; arguments and result are those of plain::render. Allocates nothing, and uses at most 256 KiB of
-/// stack; safe to call for many frames at once. `set` must be supported.
+/// Renders one frame. Arguments and result are those of plain::render(). Allocates nothing and uses at most 256 KiB of
+/// stack. May run for many frames at once. The processor must support `set`.
 template <typename Depth>
 void render(PixelView<typename Depth::Channel> output, PixelView<const typename Depth::Channel> source,
             const Settings& settings, const IntensityLayer<typename Depth::Channel>& layer = {},

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The curve's box filter for many samples side by side, each sample's sums in their stated order.
+// The curve's box filter, for many samples side by side. Each sample is summed in the fixed order of curveValue().
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 namespace quorvel::fast {
 namespace {
 
-/// `Vectors` registers of samples from `first` on.
+/// Smooths `Vectors` registers of samples from `first` on.
 template <typename V, std::size_t Vectors>
 [[gnu::always_inline]] inline void smoothSamples(const CurveSmoothing& curve, int first) {
     constexpr std::size_t kStep = sizeof(V) / sizeof(float);
@@ -41,16 +41,16 @@ template <typename V, std::size_t Vectors>
     }
 }
 
-/// Leaves no samples over: `count` is a multiple of the widest register's.
+/// Smooths the whole curve: `count` is a multiple of what a register holds.
 inline void smoothCurve(const CurveSmoothing& curve) {
     constexpr int kVectors = 4;
-    constexpr int kStep = kVectors * kLanes<float>;
+    constexpr int kStep = kVectors * kRegisterChannels<float>;
     int first = 0;
     for (; first + kStep <= curve.count; first += kStep) {
-        smoothSamples<Lanes<float>, kVectors>(curve, first);
+        smoothSamples<Register<float>, kVectors>(curve, first);
     }
-    for (; first < curve.count; first += kLanes<float>) {
-        smoothSamples<Lanes<float>, 1>(curve, first);
+    for (; first < curve.count; first += kRegisterChannels<float>) {
+        smoothSamples<Register<float>, 1>(curve, first);
     }
 }
 

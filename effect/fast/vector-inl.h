@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Vectors of channels, in the width of the instruction set that this file is compiled for, and what is done with them
-// lane by lane. permute.h has what moves lanes.
+// Vectors of channels, and the operations that treat each lane (each element of a vector) by itself.
+// permute-inl.h moves lanes.
 //
-// Included by kernel.cpp alone, which is compiled once per instruction set: everything here has internal linkage, and
-// nothing may come from a header that would leave a shared copy behind.
+// The file is compiled once per instruction set. So everything in it has internal linkage, and it may use no function
+// that the linker would merge with the same function compiled for another set.
 #pragma once
 
 #include <immintrin.h>
@@ -18,7 +18,7 @@
 namespace quorvel::fast {
 namespace {
 
-/// The size of a register.
+/// The size of a register of the instruction set that this file is compiled for.
 #if defined(__AVX512BW__)
 inline constexpr std::size_t kVectorBytes = 64;
 #elif defined(__AVX2__)
@@ -33,64 +33,64 @@ struct NativeVector {
 };
 
 template <typename T, std::size_t Bytes>
-struct WideVector;
-/// A vector of any power of two of bytes; what is wider than a register is made of halves, because compilers take
-/// comparisons of too wide vectors apart into single lanes.
+struct SplitVector;
+/// A vector of any power of two of bytes. One that is larger than a register is made of two halves, because compilers
+/// compare too large vectors lane by lane.
 template <typename T, std::size_t Bytes>
-using Vector = typename std::conditional_t<(Bytes > kVectorBytes), WideVector<T, Bytes>, NativeVector<T, Bytes>>::Type;
+using Vector = typename std::conditional_t<(Bytes > kVectorBytes), SplitVector<T, Bytes>, NativeVector<T, Bytes>>::Type;
 
-/// Two halves with the operators of native vectors.
+/// A vector made of two halves, with the operators of native vectors.
 template <typename T, std::size_t Bytes>
-struct WideVector {
-    using Type = WideVector;
+struct SplitVector {
+    using Type = SplitVector;
     using Half = Vector<T, Bytes / 2>;
     Half low;
     Half high;
 
-    // Compilers copy plain structures in smaller pieces, by way of memory.
-    WideVector() = default;
-    [[gnu::always_inline]] inline WideVector(Half first, Half second) : low(first), high(second) {}
-    [[gnu::always_inline]] inline WideVector(const WideVector& other) : low(other.low), high(other.high) {}
-    [[gnu::always_inline]] inline WideVector& operator=(const WideVector& other) {
+    // Without these, compilers copy the structure in smaller pieces, through memory.
+    SplitVector() = default;
+    [[gnu::always_inline]] inline SplitVector(Half first, Half second) : low(first), high(second) {}
+    [[gnu::always_inline]] inline SplitVector(const SplitVector& other) : low(other.low), high(other.high) {}
+    [[gnu::always_inline]] inline SplitVector& operator=(const SplitVector& other) {
         low = other.low;
         high = other.high;
         return *this;
     }
 
-    [[gnu::always_inline]] friend inline WideVector operator&(WideVector a, WideVector b) {
+    [[gnu::always_inline]] friend inline SplitVector operator&(SplitVector a, SplitVector b) {
         return {a.low & b.low, a.high & b.high};
     }
-    [[gnu::always_inline]] friend inline WideVector operator|(WideVector a, WideVector b) {
+    [[gnu::always_inline]] friend inline SplitVector operator|(SplitVector a, SplitVector b) {
         return {a.low | b.low, a.high | b.high};
     }
-    [[gnu::always_inline]] friend inline WideVector operator^(WideVector a, WideVector b) {
+    [[gnu::always_inline]] friend inline SplitVector operator^(SplitVector a, SplitVector b) {
         return {a.low ^ b.low, a.high ^ b.high};
     }
-    [[gnu::always_inline]] friend inline WideVector operator~(WideVector a) { return {~a.low, ~a.high}; }
-    [[gnu::always_inline]] friend inline WideVector operator+(WideVector a, WideVector b) {
+    [[gnu::always_inline]] friend inline SplitVector operator~(SplitVector a) { return {~a.low, ~a.high}; }
+    [[gnu::always_inline]] friend inline SplitVector operator+(SplitVector a, SplitVector b) {
         return {a.low + b.low, a.high + b.high};
     }
-    [[gnu::always_inline]] friend inline WideVector operator*(WideVector a, WideVector b) {
+    [[gnu::always_inline]] friend inline SplitVector operator*(SplitVector a, SplitVector b) {
         return {a.low * b.low, a.high * b.high};
     }
-    [[gnu::always_inline]] friend inline WideVector operator/(WideVector a, WideVector b) {
+    [[gnu::always_inline]] friend inline SplitVector operator/(SplitVector a, SplitVector b) {
         return {a.low / b.low, a.high / b.high};
     }
-    [[gnu::always_inline]] friend inline WideVector operator-(WideVector a, WideVector b) {
+    [[gnu::always_inline]] friend inline SplitVector operator-(SplitVector a, SplitVector b) {
         return {a.low - b.low, a.high - b.high};
     }
 };
 template <typename V>
 inline constexpr bool kHoldsFloats = std::is_same_v<std::remove_cvref_t<decltype(V{}[0])>, float>;
 #if defined(__AVX512BW__)
-/// A mask of ones: GCC warns of how it does without one.
+/// All lanes. GCC warns about its own intrinsics without a mask.
 inline constexpr __mmask16 kAllUnits = 0xFFFF;
 #endif
 
 template <typename V>
-inline constexpr bool kIsWide = false;
+inline constexpr bool kIsSplit = false;
 template <typename T, std::size_t Bytes>
-inline constexpr bool kIsWide<WideVector<T, Bytes>> = true;
+inline constexpr bool kIsSplit<SplitVector<T, Bytes>> = true;
 
 /// The unsigned integer of 1, 2, 4 or 8 bytes.
 template <std::size_t Bytes>
@@ -114,7 +114,7 @@ struct UnsignedOf<8> {
 template <std::size_t Bytes>
 using Unsigned = typename UnsignedOf<Bytes>::Type;
 
-/// As wide as a channel: masks are all ones or all zeros.
+/// A mask of one channel: all ones or all zeros.
 template <typename T>
 using Mask = Unsigned<sizeof(T)>;
 template <typename T>
@@ -122,19 +122,20 @@ constexpr Mask<T> maskOf(bool set) {
     return static_cast<Mask<T>>(set ? ~Mask<T>{0} : Mask<T>{0});
 }
 
-/// Twice as wide as an integer channel: sums of channels 0 and 2, or of 1 and 3. 2^bits + 1 summands fit.
+/// A lane for sums, twice the size of an integer channel; a pixel has two, for channels 0 and 2 or for 1 and 3.
+/// 2^bits + 1 summands fit.
 template <typename T>
 using SumLane = Unsigned<2 * sizeof(T)>;
 
-/// As many channels as a register holds.
+/// A register of channels.
 template <typename T>
-using Lanes = Vector<T, kVectorBytes>;
+using Register = Vector<T, kVectorBytes>;
 template <typename T>
-inline constexpr std::int32_t kLanes = static_cast<std::int32_t>(kVectorBytes / sizeof(T));
+inline constexpr std::int32_t kRegisterChannels = static_cast<std::int32_t>(kVectorBytes / sizeof(T));
 template <typename T>
-inline constexpr std::int32_t kRegisterPixels = kLanes<T> / kChannelsPerPixel;
+inline constexpr std::int32_t kRegisterPixels = kRegisterChannels<T> / kChannelsPerPixel;
 
-/// One pixel, and four side by side.
+/// Vectors of one pixel, and of four pixels.
 template <typename T>
 using PixelVector = Vector<T, kChannelsPerPixel * sizeof(T)>;
 template <typename T>
@@ -142,16 +143,16 @@ inline constexpr std::size_t kQuartetBytes = 4 * kChannelsPerPixel * sizeof(T);
 template <typename T>
 using Quartet = Vector<T, kQuartetBytes<T>>;
 
-/// One pixel's channels, for the few steps taken channel by channel.
+/// One pixel, for the few steps taken channel by channel.
 template <typename T>
 struct Pixel {
     T channel[kChannelsPerPixel];
 };
 
-// Rows start anywhere, so no address is taken as aligned.
+// Rows start anywhere, so no address is assumed to be aligned.
 template <typename V>
 [[gnu::always_inline]] inline V load(const void* from) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         using Half = typename V::Half;
         return {load<Half>(from), load<Half>(static_cast<const char*>(from) + sizeof(Half))};
     } else {
@@ -162,7 +163,7 @@ template <typename V>
 }
 template <typename V>
 [[gnu::always_inline]] inline void store(void* to, V value) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         store(to, value.low);
         store(static_cast<char*>(to) + sizeof(typename V::Half), value.high);
     } else {
@@ -170,31 +171,31 @@ template <typename V>
     }
 }
 
-/// The address of what lies `further` items behind `from`, perhaps outside of the picture, where no pointer may step.
+/// The address `further` items after `from`. It may be outside the picture, where pointer arithmetic is not defined.
 template <typename T>
-[[gnu::always_inline]] inline const void* addressBehind(const T* from, std::ptrdiff_t further) {
+[[gnu::always_inline]] inline const void* addressAfter(const T* from, std::ptrdiff_t further) {
     const auto address = reinterpret_cast<std::uintptr_t>(from) + static_cast<std::uintptr_t>(further) * sizeof(T);
     return reinterpret_cast<const void*>(address);  // NOLINT(performance-no-int-to-ptr)
 }
-/// Fetches what lies there: into the second cache what is read or written some rows later, for it would push out of the
-/// first one what is in use until then; into the first what is written in the next row.
+/// Prefetches the memory `further` items after `from`. Memory for a later row goes into the second cache, because in
+/// the first it would evict data still in use; memory for the next row goes into the first.
 template <typename T>
 [[gnu::always_inline]] inline void fetchToReadLater(const T* from, std::ptrdiff_t further) {
-    __builtin_prefetch(addressBehind(from, further), 0, 2);
+    __builtin_prefetch(addressAfter(from, further), 0, 2);
 }
 template <typename T>
 [[gnu::always_inline]] inline void fetchToWriteLater(const T* from, std::ptrdiff_t further) {
-    __builtin_prefetch(addressBehind(from, further), 1, 2);
+    __builtin_prefetch(addressAfter(from, further), 1, 2);
 }
 template <typename T>
 [[gnu::always_inline]] inline void fetchToWriteNext(const T* from, std::ptrdiff_t further) {
-    __builtin_prefetch(addressBehind(from, further), 1, 3);
+    __builtin_prefetch(addressAfter(from, further), 1, 3);
 }
 
 template <typename To, typename From>
 [[gnu::always_inline]] inline To reinterpret(From value) {
     static_assert(sizeof(To) == sizeof(From));
-    if constexpr (kIsWide<To>) {
+    if constexpr (kIsSplit<To>) {
         using Half = typename To::Half;
         return {reinterpret<Half>(value.low), reinterpret<Half>(value.high)};
     } else {
@@ -204,32 +205,33 @@ template <typename To, typename From>
     }
 }
 
-/// How many channels behind `address` the next multiple of a register's size is; less than a register holds.
+/// How many channels after `address` the next register-aligned address is; less than a register holds.
 template <typename T>
-[[gnu::always_inline]] inline std::int32_t lanesToAlignment(const T* address) {
+[[gnu::always_inline]] inline std::int32_t channelsToAlignment(const T* address) {
     const auto over = static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(address) % kVectorBytes);
     return static_cast<std::int32_t>((kVectorBytes - over) % kVectorBytes / sizeof(T));
 }
 
+/// `value` in every lane.
 template <typename V, typename T>
 [[gnu::always_inline]] inline V splat(T value) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         const auto half = splat<typename V::Half>(value);
         return {half, half};
     } else {
-        return value - V{};  // a scalar operand is repeated; subtracting zero changes no bit, not even of a float
+        return value - V{};  // the scalar is repeated; subtracting zero changes no bit, not even of a float
     }
 }
 
-/// `value` where it is smaller (larger), else `kept`: a NaN in `value` leaves `kept` alone.
+/// Per lane: `value` if it is smaller (larger) than `kept`, else `kept`. So a NaN in either gives `kept`.
 template <typename V>
 [[gnu::always_inline]] inline V smaller(V value, V kept) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return {smaller(value.low, kept.low), smaller(value.high, kept.high)};
     } else if constexpr (!kHoldsFloats<V>) {
         return value < kept ? value : kept;
     } else if constexpr (sizeof(V) == 16) {
-        // Just what the instruction does, but compilers do not always see it.
+        // The instruction does exactly this, but compilers do not always find it.
         return reinterpret<V>(_mm_min_ps(reinterpret<__m128>(value), reinterpret<__m128>(kept)));
 #if defined(__AVX2__)
     } else if constexpr (sizeof(V) == 32) {
@@ -243,7 +245,7 @@ template <typename V>
 }
 template <typename V>
 [[gnu::always_inline]] inline V larger(V value, V kept) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return {larger(value.low, kept.low), larger(value.high, kept.high)};
     } else if constexpr (!kHoldsFloats<V>) {
         return value > kept ? value : kept;
@@ -260,30 +262,33 @@ template <typename V>
     }
 }
 
-/// The one of the two that `Highest` says.
-template <bool Highest, typename V>
-[[gnu::always_inline]] inline V extreme(V value, V kept) {
-    if constexpr (Highest) {
+/// The two ends of a spread, for code that is written once for both.
+enum class Extreme : std::uint8_t { Lowest, Highest };
+
+/// smaller() or larger().
+template <Extreme Which, typename V>
+[[gnu::always_inline]] inline V minOrMax(V value, V kept) {
+    if constexpr (Which == Extreme::Highest) {
         return larger(value, kept);
     } else {
         return smaller(value, kept);
     }
 }
 
-/// Ones where `value` is at most `limit`, in a vector M of masks.
+/// The mask of the lanes in which `value` is at most `limit`.
 template <typename M, typename V>
 [[gnu::always_inline]] inline M atMost(V value, V limit) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         using Half = typename M::Half;
         return {atMost<Half>(value.low, limit.low), atMost<Half>(value.high, limit.high)};
     } else {
         return reinterpret<M>(value <= limit);
     }
 }
-/// Ones where both are the same.
+/// The mask of the lanes in which both are equal.
 template <typename M, typename V>
 [[gnu::always_inline]] inline M equal(V a, V b) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         using Half = typename M::Half;
         return {equal<Half>(a.low, b.low), equal<Half>(a.high, b.high)};
     } else {
@@ -291,10 +296,10 @@ template <typename M, typename V>
     }
 }
 
-/// Each lane of an integer vector shifted right, or left.
+/// Each lane of an integer vector, shifted right or left.
 template <int Bits, typename V>
 [[gnu::always_inline]] inline V shiftedRight(V value) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return {shiftedRight<Bits>(value.low), shiftedRight<Bits>(value.high)};
     } else {
         return value >> Bits;
@@ -302,17 +307,17 @@ template <int Bits, typename V>
 }
 template <int Bits, typename V>
 [[gnu::always_inline]] inline V shiftedLeft(V value) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return {shiftedLeft<Bits>(value.low), shiftedLeft<Bits>(value.high)};
     } else {
         return value << Bits;
     }
 }
 
-/// The upper 16 of the 32 bits of each product of 16-bit lanes.
+/// Per 16-bit lane: the upper 16 bits of the 32-bit product.
 template <typename V>
 [[gnu::always_inline]] inline V highProduct(V a, V b) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return {highProduct(a.low, b.low), highProduct(a.high, b.high)};
     } else if constexpr (sizeof(V) == 16) {
         return reinterpret<V>(_mm_mulhi_epu16(reinterpret<__m128i>(a), reinterpret<__m128i>(b)));
@@ -327,10 +332,10 @@ template <typename V>
     }
 }
 
-/// (value + 0.5) * factor, truncated, of 32-bit lanes below 2^23: that much leaves floats room for the half.
+/// Per 32-bit lane: (value + 0.5) * factor, truncated. Values must be below 2^23, so that a float can hold the half.
 template <typename V, typename F>
 [[gnu::always_inline]] inline V truncatedProduct(V value, F factor) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return {truncatedProduct(value.low, factor.low), truncatedProduct(value.high, factor.high)};
     } else {
         using Integers = Vector<std::int32_t, sizeof(V)>;
@@ -339,10 +344,10 @@ template <typename V, typename F>
     }
 }
 
-/// Whether all bits are zeros, or ones.
+/// Whether all bits are zeros (ones).
 template <typename V>
 [[gnu::always_inline]] inline bool allZeros(V mask) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return allZeros(mask.low | mask.high);
 #if defined(__AVX512BW__)
     } else if constexpr (sizeof(V) == 64) {
@@ -361,16 +366,17 @@ template <typename V>
     return allZeros(~mask);
 }
 
-/// Bits of `a` where the mask is set, of `b` elsewhere.
+/// Bit by bit: `a` where the mask is set, else `b`.
 template <typename M, typename V>
 [[gnu::always_inline]] inline V select(M mask, V a, V b) {
     return reinterpret<V>((reinterpret<M>(a) & mask) | (reinterpret<M>(b) & ~mask));
 }
 
-/// One pixel (its channels or their masks) in the place of each.
+/// One pixel, or its masks, in every pixel's place.
+// p -> p p p p
 template <typename V, typename P>
 [[gnu::always_inline]] inline V repeat(P pixel) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         const auto half = repeat<typename V::Half>(pixel);
         return {half, half};
     } else if constexpr (sizeof(P) == 4) {
@@ -389,7 +395,7 @@ template <typename V, typename P>
 /// A vector's first pixel.
 template <typename T, typename V>
 [[gnu::always_inline]] inline Pixel<T> firstPixel(V value) {
-    if constexpr (kIsWide<V>) {
+    if constexpr (kIsSplit<V>) {
         return firstPixel<T>(value.low);
     } else {
         Pixel<T> pixel;
@@ -398,15 +404,15 @@ template <typename T, typename V>
     }
 }
 
-/// Whether registers of V can be permuted by places that are known only at run time.
+/// Whether permuteUnits() takes a V: whether there is an instruction whose order is known only at run time.
 template <typename V>
-inline constexpr bool kHasPermute = !kIsWide<V> && sizeof(V) >= 32;
+inline constexpr bool kHasPermute = !kIsSplit<V> && sizeof(V) >= 32;
 
-/// Whether a part of a register can be stored at little more than the cost of all.
+/// Whether storeUnits() takes a V: whether storing a part of a register costs little more than storing all of it.
 template <typename V>
-inline constexpr bool kHasMaskedStore = !kIsWide<V> && sizeof(V) == 64;
+inline constexpr bool kHasMaskedStore = !kIsSplit<V> && sizeof(V) == 64;
 
-/// Stores the first `units` 32-bit units only, at most 16.
+/// Stores the first `units` 32-bit units, at most 16, and leaves the memory after them alone.
 template <typename V>
 [[gnu::always_inline]] inline void storeUnits([[maybe_unused]] void* to, [[maybe_unused]] V value,
                                               [[maybe_unused]] std::int32_t units) {
@@ -416,7 +422,8 @@ template <typename V>
 #endif
 }
 
-/// The 32-bit units at these places, one for each unit of the result.
+/// Unit i of the result is unit places[i] of `value`; units have 32 bits.
+// u0 u1 u2 ..., places 2 0 0 ... -> u2 u0 u0 ...
 template <typename V, typename Places>
 [[gnu::always_inline]] inline V permuteUnits([[maybe_unused]] V value, [[maybe_unused]] Places places) {
     static_assert(kHasPermute<V> && sizeof(V) == sizeof(Places));

@@ -18,21 +18,21 @@ template <typename Depth>
 struct BlockContext {
     using T = typename Depth::Channel;
     T threshold;
-    std::int32_t maximumDepth;
+    std::int32_t maximumLevel;
     std::ptrdiff_t outputStride;  ///< in channels
     std::ptrdiff_t sourceStride;
     IntensitySampling<T> intensity;
-    const T* table;  ///< Depth::kLevels curve values
+    const T* table;  ///< Depth::kSamples curve values
 };
 
-/// One block: where it is, how large, and how deep in the quadtree (0 for a grid cell).
+/// One block: where it is, how large, and its level in the quadtree (0 for a grid cell).
 template <typename T>
 struct Block {
     T* output;
     const T* source;
     std::int32_t width;
     std::int32_t height;
-    std::int32_t depth;
+    std::int32_t level;
     std::int32_t intensityX;  ///< 16.16 position of the first pixel in the intensity layer
     std::int32_t intensityY;
 };
@@ -49,10 +49,12 @@ struct SingleChannel {
     static constexpr int kCount = 1;
 };
 
+/// The spread and the sums of a block. The minimum starts at white and the maximum at black, so channels above white
+/// cannot raise the minimum above it.
 template <typename Depth, typename Form>
 struct BlockMeasure {
-    typename Depth::Channel minimum = Depth::kMinimumStart;
-    typename Depth::Channel maximum = Depth::kMaximumStart;
+    typename Depth::Channel minimum = Depth::kWhite;
+    typename Depth::Channel maximum = Depth::kBlack;
     typename Depth::Sum sums[Form::kCount] = {};
 
     /// Widens the spread by one pixel. Comparisons with NaN are false, so a NaN widens nothing.
@@ -136,18 +138,18 @@ void fillBlock(const BlockContext<Depth>& context, const Block<typename Depth::C
     }
 }
 
-/// Draws one block of at least one pixel. Nested calls go at most maximumDepth deep: the last quadrant goes on in the
-/// same call. Only the form's channels inside the block are written.
+/// Draws one block of at least one pixel. Calls nest at most maximumLevel deep, and the last quadrant needs no call of
+/// its own. Only the form's channels inside the block are written.
 template <typename Depth, typename Form>
 void mosaicBlock(const BlockContext<Depth>& context, Block<typename Depth::Channel> block) {
     for (;;) {
         const auto measure = measureBlock<Depth, Form>(context, block);
-        const auto value = context.table[Depth::levelOf(measure.minimum, measure.maximum)];
+        const auto value = context.table[Depth::sampleOf(measure.minimum, measure.maximum)];
         const bool busy = value > context.threshold;
 
-        if (block.depth >= context.maximumDepth || block.height < 3 || block.width < 3 || !busy) {
+        if (block.level >= context.maximumLevel || block.height < 3 || block.width < 3 || !busy) {
             // The deepest level shows the source, and so does what is busy but too small to split.
-            if (block.depth == context.maximumDepth || busy) {
+            if (block.level == context.maximumLevel || busy) {
                 copyBlock<Depth, Form>(context, block);
             } else {
                 fillBlock<Depth, Form>(context, block, measure);
@@ -164,7 +166,7 @@ void mosaicBlock(const BlockContext<Depth>& context, Block<typename Depth::Chann
         Block<typename Depth::Channel> topLeft = block;
         topLeft.width = left;
         topLeft.height = top;
-        ++topLeft.depth;
+        ++topLeft.level;
 
         Block<typename Depth::Channel> topRight = topLeft;
         topRight.output += across;

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Deciding from the top of the quadtree down, by the spreads alone: which blocks are filled, kept, or split.
+// Deciding which blocks are filled, kept or split: from the top of the quadtree down, by their spreads alone.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
-#include "effect/fast/average-inl.h"
+#include "effect/depth.h"
+#include "effect/fast/average_blocks-inl.h"
 #include "effect/fast/busy-inl.h"
 #include "effect/fast/geometry.h"
 #include "effect/fast/job.h"
@@ -18,37 +19,37 @@
 namespace quorvel::fast {
 namespace {
 
-/// Judges the nodes of a measured pyramid, level by level. Afterwards every tile has its verdict.
+/// Decides the nodes of a measured pyramid, level by level. In the end, every tile has its decision.
 template <typename Depth, typename S>
-class Judge {
+class Decider {
 public:
     using T = typename Depth::Channel;
 
-    /// `useTables` as in BusyTest. `spreadsOfSource`: the source decides by itself, and in float a channel that is not
-    /// processed has a NaN for its lowest value if it holds what is not finite.
-    Judge(const MosaicJob<Depth>& job, const Pyramid<T, S>& pyramid, bool useTables, bool spreadsOfSource)
+    /// `useTables` as in BusyTest. `spreadsOfSource`: the spreads are those of the source itself, and in float a
+    /// channel that is not processed has a NaN as its lowest value unless all its values are finite.
+    Decider(const MosaicJob<Depth>& job, const Pyramid<T, S>& pyramid, bool useTables, bool spreadsOfSource)
         : job_(job),
           pyramid_(pyramid),
           busy_(job, useTables, kEachChannel),
           spreadsOfSource_(spreadsOfSource),
           unprocessed_(~repeat<M>(processedMask(job))) {}
 
-    /// `above`: what has already been decided for each block.
-    void judge(const Verdicts<T>& above) {
+    /// `above`: the decisions made so far, for each block.
+    void decide(const Decisions<T>& above) {
         for (std::int32_t level = 0; level <= pyramid_.levels; ++level) {
             for (std::int32_t row = 0; row < pyramid_.rowsAt(level); ++row) {
-                judgeRow(level, row, above);
+                decideRow(level, row, above);
             }
             fillPending();
         }
     }
 
 private:
-    using V = Lanes<T>;
-    using M = Lanes<Mask<T>>;
+    using V = Register<T>;
+    using M = Register<Mask<T>>;
     static constexpr std::int32_t kPixels = kRegisterPixels<T>;
 
-    /// To be filled with its average, in these channels.
+    /// A node to be filled with its average in some channels.
     struct Node {
         std::int32_t row;
         std::int32_t column;
@@ -56,12 +57,12 @@ private:
     };
     static constexpr int kSideBySide = 8;
 
-    void judgeRow(std::int32_t level, std::int32_t row, const Verdicts<T>& above) {
-        const std::int32_t depth = pyramid_.depth + level;
+    void decideRow(std::int32_t level, std::int32_t row, const Decisions<T>& above) {
+        const std::int32_t treeLevel = pyramid_.topLevel + level;
         const bool last = level == pyramid_.levels;
-        // What would be split into copies is copied at once.
+        // A tile that would be split into copies is copied at once.
         const bool deepest =
-            last && (depth + 1 == job_.maximumDepth || pyramid_.rows[row + 1] - pyramid_.rows[row] < 3);
+            last && (treeLevel + 1 == job_.maximumLevel || pyramid_.rows[row + 1] - pyramid_.rows[row] < 3);
         const std::ptrdiff_t place = pyramid_.place(level, row, 0);
         const std::ptrdiff_t parents = level == 0 ? 0 : pyramid_.place(level - 1, row / 2, 0);
         for (std::int32_t column = 0; column < pyramid_.strideAt(level); column += kPixels) {
@@ -85,18 +86,18 @@ private:
             const M busy = busy_(low, high);
             M filled = open & ~busy;
             open = open & busy;
-            if (depth == job_.maximumDepth) {
+            if (treeLevel == job_.maximumLevel) {
                 keep = keep | open | filled;
                 filled = M{};
                 open = M{};
-            } else if (depth > job_.maximumDepth || deepest) {
+            } else if (treeLevel > job_.maximumLevel || deepest) {
                 keep = keep | open;
                 open = M{};
             }
             if (last && spreadsOfSource_) {
-                // What is the same everywhere need not be read again.
+                // A constant channel is filled rather than kept: it need not be read again.
                 M constant = equal<M>(low, high) & keep;
-                if constexpr (sizeof(T) > 2) {
+                if constexpr (!Depth::kIsInteger) {
                     // There are two zeros, and a processed channel may hold NaNs.
                     constant = constant & ~equal<M>(low, V{}) & unprocessed_;
                 }
@@ -115,7 +116,7 @@ private:
         }
     }
 
-    /// Takes down the nodes of a register in which some channel is to be filled.
+    /// Fills the nodes of a register that have channels to be filled, or puts them on the list of pending nodes.
     void note(std::int32_t level, std::int32_t row, std::int32_t column, M filled) {
         Pixel<Mask<T>> masks[static_cast<std::size_t>(kPixels)];
         store(masks, filled);
@@ -129,7 +130,7 @@ private:
                 continue;
             }
             const Node node{row, column + p, masks[p]};
-            if constexpr (sizeof(T) <= 2) {
+            if constexpr (Depth::kIsInteger) {
                 fillNode(level, node, averageOf(level, node));
             } else {
                 level_ = level;
@@ -165,7 +166,7 @@ private:
 
     /// Fills the pending nodes, which are summed side by side.
     void fillPending() {
-        if constexpr (sizeof(T) > 2) {
+        if constexpr (!Depth::kIsInteger) {
             Region regions[kSideBySide];
             FloatPixel sums[kSideBySide];
             for (int b = 0; b < pendingCount_; ++b) {
@@ -195,7 +196,7 @@ private:
         }
     }
 
-    /// Tiles of one or two columns are not split further.
+    /// Keeps tiles of one or two columns, which are not split further.
     void keepNarrow(std::ptrdiff_t place) {
         const std::int32_t columns = pyramid_.columnsAt(pyramid_.levels);
         for (std::int32_t c = 0; c < columns; ++c) {
@@ -213,17 +214,39 @@ private:
     const BusyTest<Depth, V> busy_;
     const bool spreadsOfSource_;
     const M unprocessed_;
-    Node pending_[kSideBySide];  ///< noted, but not filled yet; only float sums wait for company
+    Node pending_[kSideBySide];  ///< to be summed side by side; floats only
     int pendingCount_ = 0;
     std::int32_t level_ = 0;  ///< of the pending nodes
 };
 
-/// Gives the tiles of a joint quadtree one spread of R, G and B; does nothing otherwise.
+/// The lowest (highest) of R, G and B, in the places of all three. Channel A of the result has no meaning.
+// a r g b -> ? m m m
+template <typename T, Extreme Which, typename V>
+[[gnu::always_inline]] inline V foldJoint(V value) {
+    if constexpr (DepthOf<T>::kIsInteger) {
+        // A pixel is one integer: shifting it right moves G, and then B, to R's place.
+        constexpr int kBits = 8 * sizeof(T);
+        using Word = Unsigned<kChannelsPerPixel * sizeof(T)>;
+        using Words = Vector<Word, sizeof(V)>;
+        const auto words = reinterpret<Words>(value);
+        const V folded = minOrMax<Which>(minOrMax<Which>(value, reinterpret<V>(shiftedRight<kBits>(words))),
+                                         reinterpret<V>(shiftedRight<2 * kBits>(words)));
+        Words word = shiftedRight<kBits>(reinterpret<Words>(folded)) & splat<Words>(Word{(1U << kBits) - 1});
+        word = word | shiftedLeft<kBits>(word);
+        word = word | shiftedLeft<2 * kBits>(word);
+        return reinterpret<V>(word);
+    } else {
+        return minOrMax<Which>(minOrMax<Which>(permuteItems<1, 1, 1, 2, 3>(value), permuteItems<1, 2, 2, 3, 1>(value)),
+                               permuteItems<1, 3, 3, 1, 2>(value));  // r r g b, g g b r, b b r g
+    }
+}
+
+/// Replaces the spreads of R, G and B in the tiles of a joint quadtree by their common one. Does nothing in others.
 template <typename Depth, typename S>
 void foldTiles(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Channel, S>& pyramid) {
     using T = typename Depth::Channel;
-    using V = Lanes<T>;
-    using M = Lanes<Mask<T>>;
+    using V = Register<T>;
+    using M = Register<Mask<T>>;
     if (!job.joint) {
         return;
     }
@@ -234,11 +257,11 @@ void foldTiles(const MosaicJob<Depth>& job, const Pyramid<typename Depth::Channe
     const auto folded = repeat<M>(rgb);
     const std::ptrdiff_t begin = pyramid.place(pyramid.levels, 0, 0);
     const std::ptrdiff_t end = pyramid.place(pyramid.levels, pyramid.rowsAt(pyramid.levels), 0);
-    for (std::ptrdiff_t i = begin; i < end; i += static_cast<std::ptrdiff_t>(kLanes<T>)) {
+    for (std::ptrdiff_t i = begin; i < end; i += static_cast<std::ptrdiff_t>(kRegisterChannels<T>)) {
         const V low = load<V>(pyramid.low + i);
         const V high = load<V>(pyramid.high + i);
-        store(pyramid.low + i, select(folded, foldJoint<T, false>(low), low));
-        store(pyramid.high + i, select(folded, foldJoint<T, true>(high), high));
+        store(pyramid.low + i, select(folded, foldJoint<T, Extreme::Lowest>(low), low));
+        store(pyramid.high + i, select(folded, foldJoint<T, Extreme::Highest>(high), high));
     }
 }
 

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// The vector building blocks of the fast renderer, each by itself and lane by lane.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <tuple>
+
+#include "effect/fast/instruction_set.h"
+#include "tests/vector_checks.h"
+
+namespace quorvel::test {
+namespace {
+
+using fast::InstructionSet;
+
+const VectorCheck* checksOf(InstructionSet set) {
+    switch (set) {
+        case InstructionSet::Avx512:
+            return kAvx512Checks;
+        case InstructionSet::Avx2:
+            return kAvx2Checks;
+        default:
+            return kBaselineChecks;
+    }
+}
+
+int countChecks() {
+    int count = 0;
+    while (kBaselineChecks[count].name != nullptr) {
+        ++count;
+    }
+    return count;
+}
+
+void addFailure(const Mismatch& m) {
+    ADD_FAILURE() << m.operation << " of " << m.channelType << " in " << m.vectorBytes << " bytes (" << m.detail << ", "
+                  << m.detail2 << "), lane " << m.lane << ": expected " << m.expected << ", is " << m.actual;
+}
+
+using Parameter = std::tuple<InstructionSet, int>;
+class VectorTest : public testing::TestWithParam<Parameter> {};
+
+TEST_P(VectorTest, GivesEachLaneItsValue) {
+    const auto [set, index] = GetParam();
+    if (set > fast::supportedInstructionSet()) {
+        GTEST_SKIP() << "this processor has no " << fast::nameOf(set);
+    }
+    checksOf(set)[index].run({addFailure});
+}
+
+INSTANTIATE_TEST_SUITE_P(Sets, VectorTest,
+                         testing::Combine(testing::Values(InstructionSet::Baseline, InstructionSet::Avx2,
+                                                          InstructionSet::Avx512),
+                                          testing::Range(0, countChecks())),
+                         [](const testing::TestParamInfo<Parameter>& info) {
+                             const auto [set, index] = info.param;
+                             return std::string(fast::nameOf(set)) + "_" + checksOf(set)[index].name;
+                         });
+
+}  // namespace
+}  // namespace quorvel::test
