@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "effect/fast/instruction_set.h"
-#include "tests/vector_checks.h"
+#include "tests/vector/checks.h"
 
 namespace quorvel::test {
 namespace {
@@ -48,14 +48,16 @@ TEST_P(VectorTest, GivesEachLaneItsValue) {
     checksOf(set)[index].run({addFailure});
 }
 
+std::string nameOf(const testing::TestParamInfo<Parameter>& test) {
+    const auto [set, index] = test.param;
+    return std::string(fast::nameOf(set)) + "_" + checksOf(set)[index].name;
+}
+
 INSTANTIATE_TEST_SUITE_P(Sets, VectorTest,
                          testing::Combine(testing::Values(InstructionSet::Baseline, InstructionSet::Avx2,
                                                           InstructionSet::Avx512),
                                           testing::Range(0, countChecks())),
-                         [](const testing::TestParamInfo<Parameter>& info) {
-                             const auto [set, index] = info.param;
-                             return std::string(fast::nameOf(set)) + "_" + checksOf(set)[index].name;
-                         });
+                         nameOf);
 
 }  // namespace
 }  // namespace quorvel::test

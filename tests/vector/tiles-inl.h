@@ -1,369 +1,23 @@
 // SPDX-License-Identifier: MIT
-// Compiled once for each instruction set, with QUORVEL_CHECKS naming its table. Expected values come from plain loops.
-// As in the kernels, everything has internal linkage, and no header is used that would leave a shared copy of a
-// function.
-#include "tests/vector_checks.h"
+// Checks of what is done with tiles and blocks: arranging their pixels, reducing and averaging them.
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <type_traits>
 
 #include "effect/depth.h"
 #include "effect/fast/arrange-inl.h"
 #include "effect/fast/average_blocks-inl.h"
 #include "effect/fast/average_parts-inl.h"
-#include "effect/fast/decide-inl.h"
-#include "effect/fast/permute-inl.h"
 #include "effect/fast/reduce-inl.h"
 #include "effect/fast/vector-inl.h"
 #include "effect/fast/workspace-inl.h"
 #include "effect/pixels.h"
+#include "tests/vector/comparison-inl.h"
 
 namespace quorvel::test {
 namespace {
-
-using namespace fast;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr std::int32_t kPixel = kChannelsPerPixel;
-
-template <typename V, typename T>
-constexpr std::int32_t kCount = static_cast<std::int32_t>(sizeof(V) / sizeof(T));
-
-/// One operation's values against what they should be.
-template <typename T>
-class Comparison {
-public:
-    explicit Comparison(const Reporter& reporter) : reporter_(reporter) {}
-
-    /// Lane i of `actual` must have the bits of expected(i). Reports the first one that has not.
-    template <typename C = T, typename V, typename Expected>
-    void lanes(const char* operation, const V& actual, const Expected& expected, int detail = 0,
-               int detail2 = 0) const {
-        C values[kCount<V, C>];
-        store(values, actual);
-        items<C>(operation, values, kCount<V, C>, expected, detail, detail2);
-    }
-
-    template <typename C = T, typename Expected>
-    void items(const char* operation, const C* values, std::int32_t count, const Expected& expected, int detail = 0,
-               int detail2 = 0) const {
-        for (std::int32_t i = 0; i < count; ++i) {
-            const C value = expected(i);
-            if (__builtin_memcmp(&value, values + i, sizeof value) != 0) {
-                reporter_.report({operation, name(), static_cast<int>(sizeof(C)) * count, detail, detail2, i,
-                                  static_cast<double>(value), static_cast<double>(values[i])});
-                return;
-            }
-        }
-    }
-
-    void is(const char* operation, bool actual, bool expected, int detail = 0) const {
-        if (actual != expected) {
-            reporter_.report({operation, name(), 0, detail, 0, 0, expected ? 1.0 : 0.0, actual ? 1.0 : 0.0});
-        }
-    }
-
-private:
-    static const char* name() { return sizeof(T) == 1 ? "8 bits" : sizeof(T) == 2 ? "16 bits" : "float"; }
-
-    const Reporter& reporter_;
-};
-
-/// Numbers that look random and are the same everywhere.
-class Numbers {
-public:
-    std::uint32_t next() {
-        state_ = state_ * 6364136223846793005U + 1442695040888963407U;
-        return static_cast<std::uint32_t>(state_ >> 33);
-    }
-    /// Any value of an integer channel; of floats also zeros, infinities and NaNs.
-    template <typename T>
-    T channel() {
-        if constexpr (DepthOf<T>::kIsInteger) {
-            return static_cast<T>(next());
-        } else {
-            constexpr float kSpecial[] = {kNaN, kInfinity, -kInfinity, 0.0F, -0.0F};
-            const std::uint32_t pick = next() % 40;
-            return pick < 5 ? kSpecial[pick] : finite<T>();
-        }
-    }
-    /// Floats from -0.3 to 1, whose sums are rounded and so depend on their order.
-    template <typename T>
-    T finite() {
-        if constexpr (DepthOf<T>::kIsInteger) {
-            return static_cast<T>(next());
-        } else {
-            return static_cast<float>(next() % 65536) / 49152.0F - 0.3F;
-        }
-    }
-
-private:
-    std::uint64_t state_ = 1;
-};
-
-/// Values that differ from lane to lane, up to 256 of them.
-template <typename T>
-T distinct(std::int32_t lane) {
-    return static_cast<T>(lane * (sizeof(T) == 1 ? 1 : 257) + 1);
-}
-
-/// Runs check(V{}) for each type of vector that holds pixels of T.
-template <typename T, typename Check>
-void forEachVector(const Check& check) {
-    check(PixelVector<T>{});
-    check(Register<T>{});
-    check(Quartet<T>{});
-    check(TileVector<T>{});
-}
-
-template <typename T>
-void checkLoadStoreSplat(const Reporter& reporter) {
-    const Comparison<T> compare(reporter);
-    forEachVector<T>([&](auto type) {
-        using V = decltype(type);
-        constexpr std::int32_t n = kCount<V, T>;
-        T from[n + 1];
-        for (std::int32_t i = 0; i <= n; ++i) {
-            from[i] = distinct<T>(i);
-        }
-        // From one channel into the array on, which no alignment suits.
-        compare.lanes("load", load<V>(from + 1), [&](std::int32_t i) { return from[i + 1]; });
-        T to[n + 2] = {};
-        store(to + 1, load<V>(from));
-        compare.items("store", to, n + 2, [&](std::int32_t i) { return i == 0 || i > n ? T{} : from[i - 1]; });
-        const T value = DepthOf<T>::kIsInteger ? distinct<T>(7) : static_cast<T>(-0.0F);
-        compare.lanes("splat", splat<V>(value), [&](std::int32_t) { return value; });
-    });
-}
-
-template <typename T>
-void checkComparisons(const Reporter& reporter) {
-    const Comparison<T> compare(reporter);
-    Numbers numbers;
-    forEachVector<T>([&](auto type) {
-        using V = decltype(type);
-        using M = Vector<Mask<T>, sizeof(V)>;
-        constexpr std::int32_t n = kCount<V, T>;
-        for (int round = 0; round < 50; ++round) {
-            T a[n];
-            T b[n];
-            for (std::int32_t i = 0; i < n; ++i) {
-                a[i] = numbers.channel<T>();
-                b[i] = numbers.next() % 4 == 0 ? a[i] : numbers.channel<T>();
-            }
-            const V x = load<V>(a);
-            const V y = load<V>(b);
-            // The comparisons are false for a NaN: the second operand stays.
-            compare.lanes("smaller", smaller(x, y), [&](std::int32_t i) { return a[i] < b[i] ? a[i] : b[i]; });
-            compare.lanes("larger", larger(x, y), [&](std::int32_t i) { return a[i] > b[i] ? a[i] : b[i]; });
-            compare.lanes("minOrMax, lowest", minOrMax<Extreme::Lowest>(x, y),
-                          [&](std::int32_t i) { return a[i] < b[i] ? a[i] : b[i]; });
-            compare.lanes("minOrMax, highest", minOrMax<Extreme::Highest>(x, y),
-                          [&](std::int32_t i) { return a[i] > b[i] ? a[i] : b[i]; });
-            compare.template lanes<Mask<T>>("atMost", atMost<M>(x, y),
-                                            [&](std::int32_t i) { return maskOf<T>(a[i] <= b[i]); });
-            compare.template lanes<Mask<T>>("equal", equal<M>(x, y),
-                                            [&](std::int32_t i) { return maskOf<T>(a[i] == b[i]); });
-            const M mask = atMost<M>(x, y);
-            compare.lanes("select", select(mask, y, x), [&](std::int32_t i) { return a[i] <= b[i] ? b[i] : a[i]; });
-        }
-        if constexpr (sizeof(V) >= 16) {
-            // A single bit anywhere counts.
-            compare.is("allZeros", allZeros(M{}), true);
-            compare.is("allOnes", allOnes(~M{}), true);
-            for (std::int32_t i = 0; i < n; ++i) {
-                Mask<T> bits[n] = {};
-                bits[i] = 1;
-                compare.is("allZeros of one bit", allZeros(load<M>(bits)), false, i);
-                compare.is("allOnes but one bit", allOnes(~load<M>(bits)), false, i);
-            }
-        }
-    });
-}
-
-/// Vectors of four pixels and more.
-template <typename T>
-void checkPixelPermutations(const Reporter& reporter) {
-    const Comparison<T> compare(reporter);
-    const auto check = [&](auto type) {
-        using V = decltype(type);
-        constexpr std::int32_t n = kCount<V, T>;
-        T in[n];
-        for (std::int32_t i = 0; i < n; ++i) {
-            in[i] = distinct<T>(i);
-        }
-        const V value = load<V>(in);
-        const auto permuted = [&](const char* operation, V actual, const std::int32_t(&order)[4]) {
-            compare.lanes(operation, actual, [&](std::int32_t i) {
-                return in[(i / kPixel / 4 * 4 + order[i / kPixel % 4]) * kPixel + i % kPixel];
-            });
-        };
-        permuted("permutePixels 3 1 0 2", permutePixels<T, 3, 1, 0, 2>(value), {3, 1, 0, 2});
-        permuted("permutePixels 0 0 1 2", permutePixels<T, 0, 0, 1, 2>(value), {0, 0, 1, 2});
-        permuted("permutePixels 1 1 3 3", permutePixels<T, 1, 1, 3, 3>(value), {1, 1, 3, 3});
-        permuted("permutePixels 2 2 2 2", permutePixels<T, 2, 2, 2, 2>(value), {2, 2, 2, 2});
-        permuted("swapNeighbours", swapNeighbours<T>(value), {1, 0, 3, 2});
-        permuted("swapPairs", swapPairs<T>(value), {2, 3, 0, 1});
-    };
-    check(Quartet<T>{});
-    check(TileVector<T>{});
-    if constexpr (kHoldsTiles<T>) {
-        T in[kCount<TileVector<T>, T>];
-        for (std::int32_t i = 0; i < kCount<TileVector<T>, T>; ++i) {
-            in[i] = distinct<T>(i);
-        }
-        compare.lanes("swapHalves", swapHalves<T>(load<TileVector<T>>(in)),
-                      [&](std::int32_t i) { return in[i ^ (4 * kPixel)]; });
-    }
-}
-
-/// Single registers: pixels of two, and channels.
-template <typename T>
-void checkRegisterPermutations(const Reporter& reporter) {
-    const Comparison<T> compare(reporter);
-    using R = Register<T>;
-    constexpr std::int32_t n = kRegisterChannels<T>;
-    T in[2 * n];
-    for (std::int32_t i = 0; i < 2 * n; ++i) {
-        in[i] = distinct<T>(i);
-    }
-    const R a = load<R>(in);
-    const R b = load<R>(in + n);
-    const auto second = [&](std::int32_t i, std::int32_t first) {
-        return in[(i / kPixel * 2 + first) * kPixel + i % kPixel];
-    };
-    compare.lanes("everySecondPixel 0", everySecondPixel<T, 0>(a, b), [&](std::int32_t i) { return second(i, 0); });
-    compare.lanes("everySecondPixel 1", everySecondPixel<T, 1>(a, b), [&](std::int32_t i) { return second(i, 1); });
-    compare.lanes("doubledPixels", doubledPixels<T, R>(in),
-                  [&](std::int32_t i) { return in[i / kPixel / 2 * kPixel + i % kPixel]; });
-    compare.lanes("joined", joined<Vector<T, 2 * kVectorBytes>>(a, b), [&](std::int32_t i) { return in[i]; });
-
-    forEachVector<T>([&](auto type) {
-        using V = decltype(type);
-        const V value = load<V>(in);
-        compare.lanes("repeat", repeat<V>(load<PixelVector<T>>(in)), [&](std::int32_t i) { return in[i % kPixel]; });
-        if constexpr (sizeof(V) >= 16) {
-            compare.lanes("swapChannels", swapChannels<T>(value), [&](std::int32_t i) { return in[i ^ 1]; });
-            const auto channel = [&](std::int32_t c) {
-                return [&in, c](std::int32_t i) { return in[i / kPixel * kPixel + c]; };
-            };
-            compare.lanes("everyChannel 0", everyChannel<T, 0>(value), channel(0));
-            compare.lanes("everyChannel 1", everyChannel<T, 1>(value), channel(1));
-            compare.lanes("everyChannel 2", everyChannel<T, 2>(value), channel(2));
-            compare.lanes("everyChannel 3", everyChannel<T, 3>(value), channel(3));
-            for (const bool highest : {false, true}) {
-                const V folded = highest ? foldJoint<T, Extreme::Highest>(value) : foldJoint<T, Extreme::Lowest>(value);
-                compare.lanes("foldJoint of R, G and B", everyChannel<T, 1>(folded),
-                              channel(highest ? kChannelB : kChannelR));
-                compare.lanes("foldJoint of R, G and B", everyChannel<T, 2>(folded),
-                              channel(highest ? kChannelB : kChannelR));
-                compare.lanes("foldJoint of R, G and B", everyChannel<T, 3>(folded),
-                              channel(highest ? kChannelB : kChannelR));
-            }
-        }
-    });
-}
-
-template <typename T>
-void checkTransposition(const Reporter& reporter) {
-    const Comparison<T> compare(reporter);
-    using V = TileVector<T>;
-    constexpr std::int32_t n = kCount<V, T>;
-    T in[4][n];
-    V rows[4];
-    for (std::int32_t r = 0; r < 4; ++r) {
-        for (std::int32_t i = 0; i < n; ++i) {
-            in[r][i] = distinct<T>(r * 64 + i);
-        }
-        rows[r] = load<V>(in[r]);
-    }
-    V a = rows[0];
-    V b = rows[1];
-    exchange<8 * sizeof(T)>(a, b);
-    compare.lanes("exchange, first", a, [&](std::int32_t i) { return in[i % 2][i / 2 * 2]; });
-    compare.lanes("exchange, second", b, [&](std::int32_t i) { return in[i % 2][i / 2 * 2 + 1]; });
-    transpose<T>(rows);
-    for (std::int32_t c = 0; c < 4; ++c) {
-        compare.lanes(
-            "transpose", rows[c], [&](std::int32_t i) { return in[i % kPixel][i / kPixel * kPixel + c]; }, c);
-    }
-}
-
-/// Permutations known only at run time, and stores of a part.
-template <typename T>
-void checkUnits(const Reporter& reporter) {
-    [[maybe_unused]] const Comparison<T> compare(reporter);
-    using V = Register<T>;
-    constexpr std::int32_t n = kRegisterChannels<T>;
-    [[maybe_unused]] constexpr std::int32_t kUnits = kVectorBytes / 4;
-    [[maybe_unused]] constexpr std::int32_t kPerUnit = 4 / sizeof(T);
-    [[maybe_unused]] T in[n];
-    for (std::int32_t i = 0; i < n; ++i) {
-        in[i] = distinct<T>(i);
-    }
-    if constexpr (kHasPermute<V>) {
-        std::int32_t places[kUnits];
-        for (std::int32_t i = 0; i < kUnits; ++i) {
-            places[i] = i * 5 % 7 % kUnits;
-        }
-        const V actual = permuteUnits(load<V>(in), load<Vector<std::int32_t, kVectorBytes>>(places));
-        compare.lanes("permuteUnits", actual,
-                      [&](std::int32_t i) { return in[places[i / kPerUnit] * kPerUnit + i % kPerUnit]; });
-    }
-    if constexpr (kHasMaskedStore<V>) {
-        for (std::int32_t units = 0; units <= kUnits; ++units) {
-            T to[n] = {};
-            storeUnits(to, load<V>(in), units);
-            compare.items(
-                "storeUnits", to, n, [&](std::int32_t i) { return i < units * kPerUnit ? in[i] : T{}; }, units);
-        }
-    }
-}
-
-/// Products of sums, in the lanes that sums of this channel type have.
-template <typename T>
-void checkProducts(const Reporter& reporter) {
-    const Comparison<T> compare(reporter);
-    Numbers numbers;
-    using S = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
-    const auto check = [&](auto type) {
-        using V = decltype(type);
-        constexpr std::int32_t n = kCount<V, S>;
-        for (int round = 0; round < 50; ++round) {
-            S a[n];
-            if constexpr (sizeof(T) == 1) {
-                S b[n];
-                for (std::int32_t i = 0; i < n; ++i) {
-                    a[i] = static_cast<S>(numbers.next());
-                    b[i] = static_cast<S>(numbers.next());
-                }
-                compare.template lanes<S>("highProduct", highProduct(load<V>(a), load<V>(b)), [&](std::int32_t i) {
-                    return static_cast<S>((std::uint32_t{a[i]} * std::uint32_t{b[i]}) >> 16);
-                });
-            } else {
-                const std::uint32_t divisor = numbers.next() % 16 + 1;
-                for (std::int32_t i = 0; i < n; ++i) {
-                    a[i] = numbers.next() % (16 * 65535 + 1);
-                }
-                using F = Vector<float, sizeof(V)>;
-                const F factor = splat<F>(1.0F / static_cast<float>(divisor));
-                compare.template lanes<S>(
-                    "truncatedProduct", truncatedProduct(load<V>(a), factor),
-                    [&](std::int32_t i) { return a[i] / divisor; }, static_cast<int>(divisor));
-            }
-        }
-        compare.template lanes<S>("shiftedRight", shiftedRight<3>(splat<V>(static_cast<S>(0x8765))),
-                                  [](std::int32_t) { return static_cast<S>(0x8765 >> 3); });
-        compare.template lanes<S>("shiftedLeft", shiftedLeft<3>(splat<V>(static_cast<S>(0x8765))),
-                                  [](std::int32_t) { return static_cast<S>(0x8765U << 3); });
-    };
-    check(Vector<S, 16>{});
-    check(Vector<S, kVectorBytes>{});
-    check(Vector<S, 2 * kVectorBytes>{});
-}
 
 /// The pixel that stands at an arranged place of half a tile of `width` pixels: each part has two places.
 constexpr std::int32_t pixelAt(std::int32_t place, std::int32_t width) {
@@ -426,13 +80,13 @@ void checkArrangement(const Reporter& reporter) {
     const Comparison<T> compare(reporter);
     using V = TileVector<T>;
     constexpr std::int32_t kRowChannels = kRowWidth * kPixel;
-    T row[kRowChannels];
+    Array<T, kRowChannels> row;
     for (std::int32_t i = 0; i < kRowChannels; ++i) {
         row[i] = distinct<T>(i);
     }
     forEachArrangement<T>(1, [&](const Arrangement<T>& tiles, const Halves& halves, std::int32_t left,
                                  std::int32_t first, std::int32_t second) {
-        T arranged[kCount<V, T>];
+        Array<T, kCount<V, T>> arranged;
         store(arranged, tiles.arranged(row));
         for (std::int32_t h = 0; h < halves.count; ++h) {
             if (halves.width[h] > 0) {
@@ -449,7 +103,7 @@ void checkArrangement(const Reporter& reporter) {
         // Put back, the pixels stand in their own order; those before them stay, and those after a TileVector too.
         const T marker = distinct<T>(200);
         constexpr std::int32_t kAround = kTileVectorPixels<T>;
-        T out[(kRowWidth + 2 * kAround) * kPixel];
+        Array<T, (kRowWidth + 2 * kAround) * kPixel> out;
         for (T& channel : out) {
             channel = marker;
         }
@@ -476,7 +130,7 @@ void checkArrangement(const Reporter& reporter) {
             return perTile[(ofSecond ? kPixel : 0) + i % kPixel];
         });
         const auto unique = tiles.template ofWidths<TileMask<T>>(kUniqueMasks<T>.ofWidth);
-        Mask<T> masks[kCount<V, T>];
+        Array<Mask<T>, kCount<V, T>> masks;
         store(masks, unique);
         for (std::int32_t h = 0; h < halves.count; ++h) {
             std::int32_t seen[4] = {};
@@ -535,9 +189,10 @@ void checkReductions(const Reporter& reporter) {
         // Sums of columns so large that those of a tile just fit.
         auto* const evens = reinterpret_cast<SumLane<T>*>(measure.even.channels());
         auto* const odds = reinterpret_cast<SumLane<T>*>(measure.odd.channels());
+        constexpr std::uint32_t kMost = std::numeric_limits<SumLane<T>>::max() / 8;
         for (std::int32_t i = 0; i < 64 * 2; ++i) {
-            evens[i] = static_cast<SumLane<T>>(numbers.next() % (std::numeric_limits<SumLane<T>>::max() / 8 + 1U));
-            odds[i] = static_cast<SumLane<T>>(numbers.next() % (std::numeric_limits<SumLane<T>>::max() / 8 + 1U));
+            evens[i] = static_cast<SumLane<T>>(numbers.next() % (kMost + 1));
+            odds[i] = static_cast<SumLane<T>>(numbers.next() % (kMost + 1));
         }
         const auto sum = [&](std::int32_t x, std::int32_t width, std::int32_t c) {
             std::uint32_t total = 0;
@@ -625,7 +280,7 @@ void checkAverages(const Reporter& reporter) {
             const V arranged[4] = {tiles.arranged(rows[0]), tiles.arranged(rows[1]), tiles.arranged(rows[2]),
                                    tiles.arranged(rows[3])};
             const auto unique = tiles.template ofWidths<TileMask<T>>(kUniqueMasks<T>.ofWidth);
-            T average[kCount<V, T>];
+            Array<T, kCount<V, T>> average;
             // Parts of one row and of two.
             for (std::int32_t partRows = 1; partRows <= 2; ++partRows) {
                 store(average,
@@ -687,7 +342,8 @@ void checkBlockAverages(const Reporter& reporter) {
             for (std::uint64_t& sum : sums) {
                 // Just below, at and above a whole quotient, and anything else.
                 const auto whole = static_cast<std::uint64_t>(count) * static_cast<T>(numbers.next());
-                const std::uint64_t most = static_cast<std::uint64_t>(count) * std::numeric_limits<T>::max();
+                constexpr std::uint64_t kHighest = std::numeric_limits<T>::max();
+                const std::uint64_t most = static_cast<std::uint64_t>(count) * kHighest;
                 const std::uint64_t any = whole + numbers.next() % 3 - 1;
                 sum = any > most ? most : any;
             }
@@ -723,19 +379,4 @@ void checkBlockAverages(const Reporter& reporter) {
 }
 
 }  // namespace
-
-#define QUORVEL_CHECK(name)                                                             \
-    {#name "8", check##name<std::uint8_t>}, {#name "16", check##name<std::uint16_t>}, { \
-#name "Float", check##name < float>                                             \
-    }
-
-const VectorCheck QUORVEL_CHECKS[] = {
-    QUORVEL_CHECK(LoadStoreSplat),    QUORVEL_CHECK(Comparisons),
-    QUORVEL_CHECK(PixelPermutations), QUORVEL_CHECK(RegisterPermutations),
-    QUORVEL_CHECK(Transposition),     QUORVEL_CHECK(Units),
-    QUORVEL_CHECK(Products),          QUORVEL_CHECK(Arrangement),
-    QUORVEL_CHECK(Reductions),        QUORVEL_CHECK(Averages),
-    QUORVEL_CHECK(BlockAverages),     {nullptr, nullptr},
-};
-
 }  // namespace quorvel::test
