@@ -32,7 +32,6 @@ const VectorCheck QUORVEL_CHECKS[] = {
     {"UnitsFloat", checkUnits<float>},
     {"Products8", checkProducts<std::uint8_t>},
     {"Products16", checkProducts<std::uint16_t>},
-    {"ProductsFloat", checkProducts<float>},
     {"Arrangement8", checkArrangement<std::uint8_t>},
     {"Arrangement16", checkArrangement<std::uint16_t>},
     {"ArrangementFloat", checkArrangement<float>},

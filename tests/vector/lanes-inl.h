@@ -256,6 +256,9 @@ void checkProducts(const Reporter& reporter) {
                 compare.template lanes<S>(
                     "truncatedProduct", truncatedProduct(load<V>(a), factor),
                     [&](std::int32_t i) { return a[i] / divisor; }, static_cast<int>(divisor));
+                compare.template lanes<S>(
+                    "truncatedProduct by 3/4", truncatedProduct(load<V>(a), splat<F>(0.75F)),
+                    [&](std::int32_t i) { return static_cast<S>((static_cast<float>(a[i]) + 0.5F) * 0.75F); });
             }
         }
         compare.template lanes<S>("shiftedRight", shiftedRight<3>(splat<V>(static_cast<S>(0x8765))),
