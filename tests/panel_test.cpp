@@ -435,6 +435,12 @@ TEST(Clicks, ThirtyOneTicksApartAreADoubleClick) {
     }
 }
 
+TEST(Clicks, OnIndexZeroAreTheBannersWhereItIsNotDeclared) {
+    Stage premierePro(Profile::premierePro());
+    EXPECT_EQ(premierePro.panel().click(0, 1000).command.message, "");
+    EXPECT_EQ(premierePro.panel().click(0, 1031).command.message, premierePro.host.about().message);
+}
+
 TEST(EnabledState, OfTheSplitFollowsChannels) {
     for (const Profile& profile : {Profile::afterEffects(), Profile::afterEffects(13, 8), Profile::premierePro()}) {
         Stage stage(profile);

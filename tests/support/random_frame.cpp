@@ -2,7 +2,6 @@
 #include "tests/support/random_frame.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <sstream>
 #include <type_traits>
@@ -11,6 +10,7 @@
 
 #include "effect/curve_table.h"
 #include "effect/depth.h"
+#include "tests/support/model.h"
 #include "tests/support/random.h"
 
 namespace quorvel::test {
@@ -121,9 +121,8 @@ private:
         if (chance(0.1)) {
             // A threshold that the curve reaches, though not passes, somewhere.
             const CurveTable<Depth> table(settings_);
-            const auto value = static_cast<double>(table.base()[between(0, Depth::kLevels - 1)]);
-            settings_.mosaicIntensity =
-                std::is_floating_point_v<T> ? value : (value + 0.5) / static_cast<double>(Depth::kMinimumStart);
+            const auto value = static_cast<double>(table.base()[between(0, model::Numbers<T>::levels - 1)]);
+            settings_.mosaicIntensity = std::is_floating_point_v<T> ? value : (value + 0.5) / kFull;
         }
     }
 
@@ -149,6 +148,9 @@ private:
         }
         if (chance(0.12)) {
             settings_.curveType = random_.oneOf({-1, 6});
+        }
+        if (chance(0.35)) {
+            settings_.mosaicIntensity = between(0, 1);
         }
         if (chance(0.5)) {
             settings_.gridWidth = chance(0.7) ? between(-1, 6) : between(7, 32);
@@ -195,8 +197,13 @@ private:
             case 3:
             case 4:
             case 5:
-                width = between(1, forHosts_ ? 100 : 300);
-                height = between(1, forHosts_ ? 100 : 300);
+                if (forHosts_ && chance(0.6)) {
+                    width = between(1, width_);
+                    height = between(1, height_);
+                } else {
+                    width = between(1, forHosts_ ? 100 : 300);
+                    height = between(1, forHosts_ ? 100 : 300);
+                }
                 break;
             case 6:
                 if (!forHosts_) {
@@ -250,7 +257,7 @@ private:
         if constexpr (std::is_floating_point_v<T>) {
             return static_cast<T>(uniform(0.0, 1.0));
         } else {
-            return static_cast<T>(between(0, Depth::kMinimumStart));
+            return static_cast<T>(between(0, model::Numbers<T>::top));
         }
     }
 
@@ -265,7 +272,7 @@ private:
         }
     }
 
-    static constexpr double kFull = Depth::kMinimumStart;
+    static constexpr double kFull = model::Numbers<T>::top;
     static constexpr double kLowest = std::max(-kFull, double{std::numeric_limits<T>::lowest()});
     static constexpr double kHighest = std::min(2.0 * kFull, double{std::numeric_limits<T>::max()});
 
@@ -302,6 +309,9 @@ private:
         }
     }
 
+    /// Each system's pow rounds in its own way.
+    static double cube(double value) { return value * value * value; }
+
     void paintPatch(PixelView<T> picture, std::int32_t x0, std::int32_t y0, std::int32_t x1, std::int32_t y1) {
         double base[kChannelsPerPixel];
         double across[kChannelsPerPixel];
@@ -314,7 +324,7 @@ private:
         }
         const double lowest = beyond == 0.0 ? 0.0 : kLowest;
         const double highest = beyond == 0.0 ? kFull : kHighest;
-        const double strength = chance(0.3) ? 0.0 : chance(0.3) ? kFull : kFull * std::pow(uniform(0.0, 1.0), 3.0);
+        const double strength = chance(0.3) ? 0.0 : chance(0.3) ? kFull : kFull * cube(random_.unit());
         for (std::int32_t y = y0; y < y1; ++y) {
             T* pixel = picture.pixels + y * picture.stride + static_cast<std::ptrdiff_t>(x0) * kChannelsPerPixel;
             for (std::int32_t x = x0; x < x1; ++x, pixel += kChannelsPerPixel) {
@@ -340,8 +350,8 @@ private:
             if (!chance(c == kChannelA ? 0.8 : 0.2)) {
                 continue;
             }
-            const T value = chance(0.4)   ? Depth::kMinimumStart
-                            : chance(0.3) ? Depth::kMaximumStart
+            const T value = chance(0.4)   ? static_cast<T>(kFull)
+                            : chance(0.3) ? T{0}
                             : chance(0.4) ? oddChannel()
                                           : randomChannel();
             for (std::int32_t y = 0; y < picture.height; ++y) {
