@@ -11,7 +11,7 @@ namespace quorvel::test {
 
 /// Empty when both pictures have the same bits in every channel (any NaN equals any other, for compilers may swap the
 /// summands that it comes from). Otherwise how many channels differ, x, y, channel and values of the first, and the
-/// folder with expected and actual picture: a new one below the build's "differing-pictures", called after `name`.
+/// folder with expected and actual picture: in the build's "differing-pictures", called after `name`; eight at most.
 /// Both pictures have the same size. `T` is std::uint8_t, std::uint16_t or float; safe to call on several threads.
 template <typename T>
 std::string difference(PixelView<const T> expected, PixelView<const T> actual, const std::string& name);
