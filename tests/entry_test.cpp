@@ -225,46 +225,40 @@ TEST(Parameters, AreDeclaredAsEachHostNeedsThem) {
     }
 }
 
+/// Smallest, largest and default value, of those that the parameter's type has, in the units of the effect's table.
+std::vector<double> numbersOf(const PF_ParamDef& def) {
+    switch (def.param_type) {
+        case PF_Param_FLOAT_SLIDER:
+            return {def.u.fs_d.valid_min, def.u.fs_d.valid_max, def.u.fs_d.dephault};
+        case PF_Param_FIX_SLIDER:
+            return {def.u.fd.valid_min / 65536.0, def.u.fd.valid_max / 65536.0, def.u.fd.dephault / 65536.0};
+        case PF_Param_POPUP:
+            return {def.u.pd.dephault - 1.0};
+        case PF_Param_ANGLE:
+            return {def.u.ad.dephault / 65536.0};
+        default:
+            return {};
+    }
+}
+
 TEST(Parameters, AreThoseOfTheEffectsTable) {
     Host host(QUORVEL_MODULE, Profile::afterEffects());
     host.start();
     for (const Parameter& parameter : parameters()) {
+        SCOPED_TRACE(parameter.name);
         const DeclaredParameter* declared = host.findParameter(parameter.name);
-        ASSERT_NE(declared, nullptr) << parameter.name;
-        EXPECT_EQ(declared->id(), static_cast<A_long>(parameter.id)) << parameter.name;
-        const PF_ParamDefUnion& def = declared->def.u;
-        std::vector<double> range{parameter.minimum, parameter.maximum, parameter.defaultValue};
-        switch (parameter.kind) {
-            case ParameterKind::Choice: {
-                std::string choices;
-                for (const std::string& choice : declared->choices) {
-                    choices += (choices.empty() ? "" : "|") + choice;
-                }
-                EXPECT_EQ(choices, parameter.choices) << parameter.name;
-                EXPECT_EQ(def.pd.dephault - 1, parameter.defaultValue) << parameter.name;
-                break;
-            }
-            case ParameterKind::Layer:
-                EXPECT_EQ(declared->def.param_type, PF_Param_LAYER) << parameter.name;
-                break;
-            case ParameterKind::Slider:
-                EXPECT_EQ((std::vector<double>{def.fs_d.valid_min, def.fs_d.valid_max, def.fs_d.dephault}), range)
-                    << parameter.name;
-                break;
-            case ParameterKind::Count:
-                for (double& limit : range) {
-                    limit *= 65536.0;
-                }
-                EXPECT_EQ(
-                    (std::vector<double>{static_cast<double>(def.fd.valid_min), static_cast<double>(def.fd.valid_max),
-                                         static_cast<double>(def.fd.dephault)}),
-                    range)
-                    << parameter.name;
-                break;
-            case ParameterKind::Angle:
-                EXPECT_EQ(def.ad.dephault, parameter.defaultValue * 65536.0) << parameter.name;
-                break;
+        ASSERT_NE(declared, nullptr);
+        EXPECT_EQ(declared->id(), static_cast<A_long>(parameter.id));
+        const bool ranged = parameter.kind == ParameterKind::Slider || parameter.kind == ParameterKind::Count;
+        EXPECT_EQ(numbersOf(declared->def),
+                  parameter.kind == ParameterKind::Layer ? std::vector<double>{}
+                  : ranged ? (std::vector<double>{parameter.minimum, parameter.maximum, parameter.defaultValue})
+                           : std::vector<double>{parameter.defaultValue});
+        std::string choices;
+        for (const std::string& choice : declared->choices) {
+            choices += (choices.empty() ? "" : "|") + choice;
         }
+        EXPECT_EQ(choices, parameter.choices);
     }
     EXPECT_EQ(host.parameters().size(), parameters().size() + 3) << "the input layer, the banner and the graph";
 }

@@ -176,9 +176,9 @@ private:
     }
 
     void addLayer(RandomFrame<Depth>& frame) {
-        if (forHosts_ && chance(0.5)) {
-            frame.originX = random_.oneOf({0, 3, -2});
-            frame.originY = random_.oneOf({0, 5, -1});
+        if (forHosts_) {
+            frame.originX = random_.oneOf({0, 0, 3, -2});
+            frame.originY = random_.oneOf({0, 0, 5, -1});
         }
         if (chance(0.5)) {
             return;
@@ -191,8 +191,10 @@ private:
             case 2:
                 width += between(0, 20);
                 height += between(0, 20);
-                frame.originX = between(0, width - width_ + (chance(0.2) ? 1 : 0));
-                frame.originY = between(-1, height - height_);
+                if (!forHosts_ || chance(0.5)) {
+                    frame.originX = between(0, width - width_ + (chance(0.2) ? 1 : 0));
+                    frame.originY = between(-1, height - height_);
+                }
                 break;
             case 3:
             case 4:
