@@ -161,8 +161,8 @@ void addFrames() {
     for (const int smoothness : {0, 1, 4, 16}) {
         const auto samples = static_cast<float>(smoothness * Depth::kSmoothnessFactor);
         timeIt(std::string("table/") + Named<Depth>::kName + "/" + std::to_string(smoothness), [samples] {
-            static float curve[Depth::kLevels];
-            fast::sampleCurve(kSineWave, Depth::kLevels, Depth::kAmplitude, samples, curve);
+            static float curve[Depth::kSamples];
+            fast::sampleCurve(kSineWave, Depth::kSamples, Depth::kAmplitude, samples, curve);
         });
     }
 }

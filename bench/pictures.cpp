@@ -64,7 +64,7 @@ void paint(host::World& world, Content content) {
                 } else if (isPhotograph) {
                     value = scaled(*photograph.world, (x + 0.5) / world.width(), (y + 0.5) / world.height(), c);
                 }
-                pixel[c] = static_cast<T>(std::clamp(value, 0.0, 1.0) * static_cast<double>(Depth::kMinimumStart));
+                pixel[c] = static_cast<T>(std::clamp(value, 0.0, 1.0) * static_cast<double>(Depth::kWhite));
             }
         }
     }

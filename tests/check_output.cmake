@@ -1,12 +1,15 @@
-# Runs a command that has to end with status 0 and to print all the expected texts.
-# Usage: cmake -DRUN=COMMAND;ARGUMENT... -DEXPECTED=TEXT;... -P check_output.cmake
+# Runs a command that has to end with STATUS (default 0) and to print all the expected texts.
+# Usage: cmake -DRUN=COMMAND;ARGUMENT... [-DSTATUS=NUMBER] -DEXPECTED=TEXT;... -P check_output.cmake
 execute_process(COMMAND ${RUN} OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status)
-if(NOT status EQUAL 0)
-  message(FATAL_ERROR "status ${status}: ${errors}")
+if(NOT DEFINED STATUS)
+  set(STATUS 0)
+endif()
+if(NOT status EQUAL STATUS)
+  message(FATAL_ERROR "status ${status}, expected ${STATUS}: ${output}${errors}")
 endif()
 foreach(text IN LISTS EXPECTED)
-  string(FIND "${output}" "${text}" place)
+  string(FIND "${output}${errors}" "${text}" place)
   if(place EQUAL -1)
-    message(FATAL_ERROR "the output lacks ${text}:\n${output}")
+    message(FATAL_ERROR "the output lacks ${text}:\n${output}${errors}")
   endif()
 endforeach()

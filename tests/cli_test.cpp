@@ -22,7 +22,7 @@
 
 #include "cli/exit_status.h"
 #include "cli/levels.h"
-#include "tests/graph_model.h"
+#include "tests/support/graph_model.h"
 
 namespace quorvel::cli {
 namespace {

@@ -1,10 +1,13 @@
-# Runs the digest program of this build and of the building machine's own build, and compares them line by line.
-# Usage: cmake -DRUN=COMMAND;ARGUMENT... -DNATIVE_BUILD=DIRECTORY -P compare_digests.cmake
-set(native_program "${NATIVE_BUILD}/tools/quorvel_digest")
-set(native_module "${NATIVE_BUILD}/Quorvel.so")
-foreach(file IN ITEMS "${native_program}" "${native_module}")
+# Runs two digest commands and compares what they print line by line.
+# Usage: cmake -DRUN=COMMAND;ARGUMENT... -DREFERENCE=PROGRAM;MODULE [-DOPTIONAL=ON] -P compare_digests.cmake
+# OPTIONAL: a reference that is not there is said to be missing, but no failure.
+foreach(file IN LISTS REFERENCE)
   if(NOT EXISTS "${file}")
-    message(FATAL_ERROR "${file} is missing: build the native preset first")
+    if(OPTIONAL)
+      message("nothing to compare with: ${file} is missing")
+      return()
+    endif()
+    message(FATAL_ERROR "${file} is missing: build the release preset first")
   endif()
 endforeach()
 
@@ -16,19 +19,19 @@ function(run_digest result)
   set(${result} "${lines}" PARENT_SCOPE)
 endfunction()
 
-run_digest(native "${native_program}" "${native_module}")
+run_digest(reference ${REFERENCE})
 run_digest(here ${RUN})
 
-list(LENGTH native native_count)
+list(LENGTH reference reference_count)
 list(LENGTH here here_count)
-if(NOT native_count EQUAL here_count)
-  message(FATAL_ERROR "${here_count} digests here, ${native_count} on the building machine")
+if(NOT reference_count EQUAL here_count)
+  message(FATAL_ERROR "${here_count} digests here, ${reference_count} from the reference")
 endif()
 set(differing 0)
-foreach(a b IN ZIP_LISTS native here)
+foreach(a b IN ZIP_LISTS reference here)
   if(NOT a STREQUAL b)
     math(EXPR differing "${differing} + 1")
-    message("native: ${a}\n  here: ${b}")
+    message("reference: ${a}\n     here: ${b}")
   endif()
 endforeach()
 if(differing)

@@ -6,10 +6,10 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <random>
 
 #include "effect/curve_table.h"
-#include "tests/model.h"
+#include "tests/support/model.h"
+#include "tests/support/random.h"
 
 namespace quorvel {
 namespace {
@@ -73,14 +73,26 @@ TEST(Curve, FlagsOffsetsAndUnknownTypes) {
     EXPECT_LT(curveValue(kSineWave, 24, 97, 2.0F, 0.0F, 0.0F, 0), 1.9999F) << "its period is one sample longer";
 }
 
+/// The curve divides by the count, the model multiplies by its reciprocal.
+TEST(Curve, SamplesLieWhereTheModelPutsThem) {
+    for (int n = 2; n <= 5000; ++n) {
+        for (int i = 0; i < n; ++i) {
+            const model::Place place = model::placeOf(i, n);
+            ASSERT_EQ(curveValue(kLinearRampUp, i, n, 1.0F, 0.0F, -1.0F, kCurveNotRounded), place.ramp)
+                << "sample " << i << " of " << n;
+            ASSERT_EQ(static_cast<float>(static_cast<double>(i) / n), place.turn) << "sample " << i << " of " << n;
+        }
+    }
+}
+
 TEST(Curve, EqualsTheModelBitForBit) {
-    std::mt19937 random(20240811);
+    test::Random random(20240811);
     for (int round = 0; round < 4000; ++round) {
-        const int n = std::uniform_int_distribution(2, 300)(random);
-        const int curve = std::uniform_int_distribution(-1, 6)(random);
-        const int i = std::uniform_int_distribution(0, n - 1)(random);
-        const float top = std::uniform_real_distribution(0.5F, 40000.0F)(random);
-        const float smoothness = std::uniform_real_distribution(-2.0F, 12.0F)(random);
+        const int n = random.between(2, 300);
+        const int curve = random.between(-1, 6);
+        const int i = random.between(0, n - 1);
+        const auto top = static_cast<float>(random.uniform(0.5, 40000.0));
+        const auto smoothness = static_cast<float>(random.uniform(-2.0, 12.0));
         if (std::ceil(smoothness) > static_cast<float>(n)) {
             continue;  // wraps once only, which is nobody's picture
         }
@@ -99,9 +111,9 @@ TEST(Angle, TurnsIntoSamplesAndNegativeOnesLandOneShort) {
             EXPECT_EQ(angleToShift(shift == 0 ? 0 : angleOf(shift, n), n), sample) << shift << " of " << n;
         }
         EXPECT_EQ(angleToShift(-1, n), 0) << "too small a turn to shift anything";
-        std::mt19937 random(7);
+        test::Random random(7);
         for (int round = 0; round < 2000; ++round) {
-            const auto angle = static_cast<int>(random());
+            const int angle = random.between(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
             ASSERT_EQ(angleToShift(angle, n), model::angleToSamples(angle, n)) << angle << " of " << n;
         }
         EXPECT_EQ(angleToShift(std::numeric_limits<int>::min(), n),
@@ -132,11 +144,12 @@ TYPED_TEST(CurveTables, PhaseRotates) {
 TYPED_TEST(CurveTables, EqualTheModelInEveryView) {
     using Channel = typename TypeParam::Channel;
     constexpr int n = TypeParam::kSamples;
-    std::mt19937 random(99);
+    test::Random random(99);
     for (int round = 0; round < 24; ++round) {
-        const double smoothness = round % 4 == 0 ? std::uniform_real_distribution(0.0, 0.5)(random) : 0.0;
-        const Settings values =
-            curveSettings(round % 6, static_cast<int>(random()) / 8, smoothness, static_cast<int>(random()) / 8);
+        const double smoothness = round % 4 == 0 ? random.uniform(0.0, 0.5) : 0.0;
+        const int phase = random.between(-(1 << 28), (1 << 28) - 1);
+        const int split = random.between(-(1 << 28), (1 << 28) - 1);
+        const Settings values = curveSettings(round % 6, phase, smoothness, split);
         const CurveTable<TypeParam> table(values);
         model::Settings settings;
         settings.curve = values.curveType;

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "effect/parameters.h"
 #include "host/host.h"
 #include "host/instance.h"
 
@@ -16,7 +18,7 @@ namespace {
 using host::Hidden;
 using host::Host;
 using host::Instance;
-using host::Parameter;
+using DeclaredParameter = host::Parameter;
 using host::Profile;
 using Calls = std::vector<std::string>;
 
@@ -106,7 +108,7 @@ TEST(GlobalSetup, SaysThatPremiereProLacksASuite) {
 }
 
 /// A declaration as one line of text, with all that its type holds.
-std::string lineOf(const Parameter& parameter) {
+std::string lineOf(const DeclaredParameter& parameter) {
     const PF_ParamDef& def = parameter.def;
     std::ostringstream line;
     line << def.uu.id << " '" << def.name << "' type " << def.param_type << " flags " << def.flags << " ui "
@@ -199,7 +201,7 @@ TEST(Parameters, AreDeclaredAsEachHostNeedsThem) {
         Host host(QUORVEL_MODULE, row.profile);
         host.start();
         Calls declared;
-        for (const Parameter& parameter : host.parameters()) {
+        for (const DeclaredParameter& parameter : host.parameters()) {
             declared.push_back(lineOf(parameter));
         }
         declared.erase(declared.begin());
@@ -220,6 +222,67 @@ TEST(Parameters, AreDeclaredAsEachHostNeedsThem) {
         for (std::size_t i = 0; i < row.checkedOut.size(); ++i) {
             EXPECT_EQ(calls.at(i + 3), "checkout_param " + std::to_string(row.checkedOut[i]));
         }
+    }
+}
+
+/// Smallest, largest and default value, of those that the parameter's type has, in the units of the effect's table.
+std::vector<double> numbersOf(const PF_ParamDef& def) {
+    switch (def.param_type) {
+        case PF_Param_FLOAT_SLIDER:
+            return {def.u.fs_d.valid_min, def.u.fs_d.valid_max, def.u.fs_d.dephault};
+        case PF_Param_FIX_SLIDER:
+            return {def.u.fd.valid_min / 65536.0, def.u.fd.valid_max / 65536.0, def.u.fd.dephault / 65536.0};
+        case PF_Param_POPUP:
+            return {def.u.pd.dephault - 1.0};
+        case PF_Param_ANGLE:
+            return {def.u.ad.dephault / 65536.0};
+        default:
+            return {};
+    }
+}
+
+TEST(Parameters, AreThoseOfTheEffectsTable) {
+    Host host(QUORVEL_MODULE, Profile::afterEffects());
+    host.start();
+    for (const Parameter& parameter : parameters()) {
+        SCOPED_TRACE(parameter.name);
+        const DeclaredParameter* declared = host.findParameter(parameter.name);
+        ASSERT_NE(declared, nullptr);
+        EXPECT_EQ(declared->id(), static_cast<A_long>(parameter.id));
+        const bool ranged = parameter.kind == ParameterKind::Slider || parameter.kind == ParameterKind::Count;
+        EXPECT_EQ(numbersOf(declared->def),
+                  parameter.kind == ParameterKind::Layer ? std::vector<double>{}
+                  : ranged ? (std::vector<double>{parameter.minimum, parameter.maximum, parameter.defaultValue})
+                           : std::vector<double>{parameter.defaultValue});
+        std::string choices;
+        for (const std::string& choice : declared->choices) {
+            choices += (choices.empty() ? "" : "|") + choice;
+        }
+        EXPECT_EQ(choices, parameter.choices);
+    }
+    EXPECT_EQ(host.parameters().size(), parameters().size() + 3) << "the input layer, the banner and the graph";
+}
+
+TEST(Parameters, KeepTheirIdsWhateverTheHostWritesIntoTheRecord) {
+    static PF_Err (*addParam)(PF_ProgPtr, PF_ParamIndex, PF_ParamDef*);
+    for (const A_long id : {0, 1, 13, 77, -1, std::numeric_limits<A_long>::max()}) {
+        static A_long written;
+        written = id;
+        Host host(QUORVEL_MODULE, Profile::afterEffects());
+        addParam = host.inData().inter.add_param;
+        host.inData().inter.add_param = [](PF_ProgPtr effect, PF_ParamIndex index, PF_ParamDef* def) {
+            const PF_Err error = addParam(effect, index, def);
+            *def = {};
+            def->uu.id = written;
+            return error;
+        };
+        host.start();
+        ASSERT_EQ(host.parameters().size(), 13U);
+        Instance instance(host);
+        const Calls calls = callsDuring(host, [&] { EXPECT_TRUE(instance.preRender({}).first.ok()); });
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), "checkout_param 2"), 1) << "Channels";
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), "checkout_param 11"), 1) << "Curve Phase Split (RGB)";
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), "checkout_layer 3 id 3"), 1) << "Intensity Source";
     }
 }
 
@@ -254,6 +317,13 @@ TEST(Parameters, ACountThatDisagreesIsAnException) {
     host.inData().version = {13, 8};
     EXPECT_EQ(host.paramsSetup().exception,
               "Reported parameter count does not match actual parameter count. This would lead to incorrect values.");
+
+    // In Premiere Pro, an event's look-up of the banner makes it a known parameter.
+    Host premierePro(QUORVEL_MODULE, Profile::premierePro());
+    ASSERT_TRUE(premierePro.paramsSetup().ok());
+    PF_EventExtra none{};
+    ASSERT_TRUE(premierePro.send(PF_Cmd_EVENT, nullptr, nullptr, &none).ok());
+    EXPECT_FALSE(premierePro.paramsSetup().exception.empty());
 }
 
 class SequenceData : public testing::Test {
@@ -317,6 +387,24 @@ TEST_F(SequenceData, IsCreatedOrBroughtToSize) {
     std::fill(grown.begin() + 100, grown.end(), std::byte{0});
     EXPECT_EQ(grown, block(100)) << "what it held stays";
     EXPECT_EQ(calls(&Instance::sequenceSetup), Calls{kResize[0]});
+}
+
+TEST_F(SequenceData, WithoutABlockGetsOneBeforeItIsUsed) {
+    const PF_Handle empty = instance.sequenceData() = instance.newHandle(240, true);
+    EXPECT_EQ(calls(&Instance::sequenceResetup), Calls{});
+    EXPECT_EQ(calls(&Instance::sequenceSetup), kResize);
+    EXPECT_EQ(instance.sequenceData(), empty);
+    EXPECT_EQ(instance.bytesOf(empty).size(), 240U);
+    ASSERT_TRUE(instance.sequenceSetdown().ok());
+
+    // A host that cannot give it one: the handle stays as it is, and goes as any other.
+    host.faults().refuse("utils.host_resize_handle", kRefused);
+    instance.sequenceData() = instance.newHandle(240, true);
+    EXPECT_EQ(calls(&Instance::sequenceSetup), kResize);
+    EXPECT_EQ(calls(&Instance::sequenceSetdown), together(kResize, {"utils.host_dispose_handle"}));
+    EXPECT_EQ(instance.sequenceData(), nullptr);
+    EXPECT_TRUE(host.ledger().open().empty());
+    EXPECT_EQ(host.ledger().breaches(), Calls{});
 }
 
 TEST_F(SequenceData, IsFlattenedIntoACopy) {

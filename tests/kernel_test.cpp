@@ -10,7 +10,8 @@
 #include "effect/curve.h"
 #include "effect/depth.h"
 #include "effect/fast/curve_samples.h"
-#include "tests/random_frame.h"
+#include "tests/support/current_test.h"
+#include "tests/support/frame_renders.h"
 
 namespace quorvel::test {
 namespace {
@@ -28,8 +29,8 @@ protected:
     template <typename Depth>
     void compareFrames(std::uint64_t firstSeed, int frames) {
         for (int i = 0; i < frames; ++i) {
-            const auto difference = RandomFrame<Depth>(firstSeed + static_cast<std::uint64_t>(i)).compare(GetParam());
-            ASSERT_EQ(difference.value_or(""), "");
+            const auto frame = randomFrame<Depth>(firstSeed + static_cast<std::uint64_t>(i));
+            ASSERT_EQ(compareRenderers(frame, GetParam(), currentTest()), "");
         }
     }
 };
@@ -46,9 +47,9 @@ TEST_P(Kernels, RandomFramesFloat) {
 
 /// Cells so large that coarse parts are measured within coarse parts.
 TEST_P(Kernels, LargeCells) {
-    EXPECT_EQ(RandomFrame<Depth8>(1, 4200, 1560).compare(GetParam()).value_or(""), "");
-    EXPECT_EQ(RandomFrame<Depth16>(2, 700, 301).compare(GetParam()).value_or(""), "");
-    EXPECT_EQ(RandomFrame<DepthFloat>(3, 1031, 500).compare(GetParam()).value_or(""), "");
+    EXPECT_EQ(compareRenderers(randomCell<Depth8>(1, 4200, 1560), GetParam(), currentTest()), "");
+    EXPECT_EQ(compareRenderers(randomCell<Depth16>(2, 700, 301), GetParam(), currentTest()), "");
+    EXPECT_EQ(compareRenderers(randomCell<DepthFloat>(3, 1031, 500), GetParam(), currentTest()), "");
 }
 
 TEST_P(Kernels, CurvesAreThoseOfTheGraph) {

@@ -7,12 +7,13 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "tests/failing_memory.h"
-#include "tests/graph_model.h"
+#include "tests/support/failing_memory.h"
+#include "tests/support/graph_model.h"
 
 namespace quorvel::test {
 namespace {
@@ -161,6 +162,18 @@ TEST(Graph, IsThePlainModelPixelForPixel) {
     }
 }
 
+TEST(Graph, OfChoicesThatDoNotExistIsOneCurveAlongTheBottom) {
+    for (const A_long choice : {std::numeric_limits<A_long>::min(), 0, 7, std::numeric_limits<A_long>::max()}) {
+        Stage stage;
+        stage.values().setPopup(kCurve, choice);
+        stage.values().setPopup(kChannels, choice);
+        stage.values().setFixed(kSplit, degrees(40));
+        Surface surface(60, 90);
+        ASSERT_TRUE(stage.panel().draw(stage.indexOf(kGraph), PF_EA_CONTROL, kFrames, surface).handled()) << choice;
+        EXPECT_EQ(difference(surface, model::Graph({.curve = -1})), "") << choice;
+    }
+}
+
 TEST(Events, DrawOnlyWhereTheControlsAre) {
     struct Case {
         Profile profile;
@@ -173,31 +186,32 @@ TEST(Events, DrawOnlyWhereTheControlsAre) {
                           {Profile::afterEffects(13, 23), true, PF_EA_CONTROL},
                           {Profile::afterEffects(13, 27), true, PF_EA_PARAM_TITLE},
                           {Profile::afterEffects(14, 0), true, PF_EA_PARAM_TITLE},
-                          {Profile::premierePro(), true, PF_EA_NONE}};
+                          {Profile::premierePro(), true, PF_EA_PARAM_TITLE},
+                          {Profile::premierePro(13, 23), true, PF_EA_CONTROL}};
     for (const Case& wanted : cases) {
         Stage stage(wanted.profile);
         SCOPED_TRACE(std::to_string(wanted.profile.apiVersion.minor));
-        // Index 0 is the input layer, which no host draws; what stands for "not declared" is 0, too.
+        // A banner that was not declared counts as index 0, the input layer, which no host draws on its own.
+        const PF_ParamIndex header = std::max(0, stage.indexOf(kHeader));
         std::vector<PF_ParamIndex> indices = {-5, 99};
-        for (PF_ParamIndex i = 1; i < stage.values().count(); ++i) {
+        for (PF_ParamIndex i = 0; i < stage.values().count(); ++i) {
             indices.push_back(i);
         }
         for (const PF_ParamIndex index : indices) {
             for (PF_EffectArea area = -1; area <= 3; ++area) {
                 const bool graph = wanted.graph && index == stage.indexOf(kGraph) && area == PF_EA_CONTROL;
-                const bool header =
-                    wanted.header != PF_EA_NONE && index == stage.indexOf(kHeader) && area == wanted.header;
+                const bool banner = wanted.header != PF_EA_NONE && index == header && area == wanted.header;
                 PF_EventExtra extra = stage.drawEvent(index, area);
                 Surface surface(400, 100);
                 host::EventResult result;
                 const auto calls = stage.callsDuring([&] { result = stage.panel().sendEvent(extra, &surface); });
                 EXPECT_TRUE(result.command.ok());
-                EXPECT_EQ(result.outFlags, graph || header ? PF_EO_HANDLED_EVENT : kUntouched) << index << ' ' << area;
+                EXPECT_EQ(result.outFlags, graph || banner ? PF_EO_HANDLED_EVENT : kUntouched) << index << ' ' << area;
                 const std::string place = graph || area == PF_EA_CONTROL ? "7,30" : "3,5";
                 EXPECT_EQ(std::count(calls.begin(), calls.end(), "DRAWBOT Surface Suite.DrawImage at " + place),
-                          graph || header ? 1 : 0)
+                          graph || banner ? 1 : 0)
                     << index << ' ' << area;
-                EXPECT_EQ(calls.empty(), !graph && !header);
+                EXPECT_EQ(calls.empty(), !graph && !banner);
             }
         }
         for (const PF_EventType type : {-1, 0, 1, 3, 5, 6, 7, 8, 9, 10, 11, 77}) {
@@ -230,6 +244,45 @@ TEST(Banner, IsOnePictureWhereverItStands) {
         }
     }
     EXPECT_GT(visible, 320 * 17 / 2) << "of the banner's 320 x 17 pixels";
+}
+
+TEST(Banner, HasTheColoursOfItsDrawing) {
+    Stage stage;
+    Surface surface(320, 17);
+    EXPECT_TRUE(stage.panel().draw(stage.indexOf(kHeader), PF_EA_PARAM_TITLE, {}, surface).handled());
+    struct Spot {
+        int x, y;
+        int blue, green, red, alpha;
+    };
+    const Spot spots[] = {
+        {0, 0, 0x7A, 0x2B, 0x1D, 255},                               // the first hue, #1d2b7a
+        {65, 0, 154, 42, 71, 255},                                   // 93 % of the way to the second, #4a2a9c
+        {72, 3, 255, 255, 255, 255},                                 // the l of the name: two columns of white
+        {73, 13, 255, 255, 255, 255},  {28, 7, 255, 255, 255, 255},  // the stem of the u
+        {312, 5, 0, 0, 0, 0},                                        // where nothing is left of the strip
+        {316, 1, 0, 0, 0, 0},
+    };
+    for (const Spot& spot : spots) {
+        const PF_Pixel8& pixel = surface.at(spot.x, spot.y);
+        SCOPED_TRACE(std::to_string(spot.x) + ", " + std::to_string(spot.y));
+        EXPECT_EQ(pixel.alpha, spot.alpha);
+        if (spot.alpha != 0) {
+            EXPECT_NEAR(pixel.blue, spot.blue, 1);
+            EXPECT_NEAR(pixel.green, spot.green, 1);
+            EXPECT_NEAR(pixel.red, spot.red, 1);
+        }
+    }
+    // The strip fades towards the right, in steps of opacity; its orange and yellow are as bright as ever.
+    const struct {
+        int x, y;
+        double opacity;
+    } fading[] = {{268, 9, 1.0}, {292, 13, 0.85}, {300, 5, 0.65}, {308, 1, 0.45}, {316, 5, 0.25}, {317, 14, 0.1}};
+    for (const auto& [x, y, opacity] : fading) {
+        const PF_Pixel8& pixel = surface.at(x, y);
+        EXPECT_NEAR(pixel.alpha, opacity * 255.0, 0.6) << x << ", " << y;
+        EXPECT_GE(pixel.red, 240) << x << ", " << y;
+        EXPECT_LE(pixel.blue, pixel.green) << x << ", " << y;
+    }
 }
 
 /// What each failing step of a drawing comes to, for both controls.
@@ -382,6 +435,12 @@ TEST(Clicks, ThirtyOneTicksApartAreADoubleClick) {
     }
 }
 
+TEST(Clicks, OnIndexZeroAreTheBannersWhereItIsNotDeclared) {
+    Stage premierePro(Profile::premierePro());
+    EXPECT_EQ(premierePro.panel().click(0, 1000).command.message, "");
+    EXPECT_EQ(premierePro.panel().click(0, 1031).command.message, premierePro.host.about().message);
+}
+
 TEST(EnabledState, OfTheSplitFollowsChannels) {
     for (const Profile& profile : {Profile::afterEffects(), Profile::afterEffects(13, 8), Profile::premierePro()}) {
         Stage stage(profile);
@@ -389,7 +448,7 @@ TEST(EnabledState, OfTheSplitFollowsChannels) {
         PF_ParamDef& def = stage.values().at(split);
         const std::string call = "PF Param Utils Suite.PF_UpdateParamUI " + std::to_string(split) + " ui_flags ";
         bool byUser = false;
-        for (const A_long choice : {1, 2, 6, 3, 0, 4, 7, 5, -2147483647}) {
+        for (const A_long choice : {1, 2, 6, 3, 0, 4, 7, 5, std::numeric_limits<A_long>::min()}) {
             stage.values().setPopup(kChannels, choice);
             const bool enabled = choice >= 2 && choice <= 5;
             byUser = !byUser;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -16,7 +17,7 @@
 #include "host/instance.h"
 #include "plugins/after_effects/parameters/param_index.h"
 #include "plugins/after_effects/parameters/param_values.h"
-#include "tests/plain_kernel.h"
+#include "tests/support/host_frame.h"
 
 namespace quorvel::test {
 namespace {
@@ -32,42 +33,51 @@ struct Started : Host {
     explicit Started(Profile profile) : Host(QUORVEL_MODULE, profile) { start(); }
 };
 
-template <typename Channel>
-ParameterValues valuesOf(const Host& host, const Frame<Channel>& frame) {
-    const model::Settings& settings = frame.settings;
-    const int fraction = static_cast<int>(frame.seed * 7919U % 65536U);  // only whole parts count
+ParameterValues valuesOf(const Host& host, const Settings& settings, const World* layer, int fraction) {
     ParameterValues values(host.parameters());
     values.setPopup(PARAM_CHANNELS, settings.channels + 1);
-    values.setFloat(PARAM_MOSAIC_INTENSITY, settings.intensity);
+    values.setFloat(PARAM_MOSAIC_INTENSITY, settings.mosaicIntensity);
     values.setFixed(PARAM_GRID_WIDTH, settings.gridWidth * 65536 + fraction);
     values.setFixed(PARAM_GRID_HEIGHT, settings.gridHeight * 65536 + fraction);
-    values.setFixed(PARAM_MAX_ITERATIONS, settings.maximumDepth * 65536 + fraction);
-    values.setPopup(PARAM_CURVE, settings.curve + 1);
-    values.setFixed(PARAM_CURVE_PHASE, settings.phase);
-    values.setFloat(PARAM_CURVE_SMOOTHNESS, settings.smoothness);
-    values.setFixed(PARAM_CURVE_PHASE_SPLIT, settings.split);
-    values.setLayer(PARAM_INTENSITY_SOURCE, frame.layer ? &*frame.layer : nullptr);
+    values.setFixed(PARAM_MAX_ITERATIONS, settings.maxIterations * 65536 + fraction);
+    values.setPopup(PARAM_CURVE, settings.curveType + 1);
+    values.setFixed(PARAM_CURVE_PHASE, settings.curvePhase);
+    values.setFloat(PARAM_CURVE_SMOOTHNESS, settings.curveSmoothness);
+    values.setFixed(PARAM_CURVE_PHASE_SPLIT, settings.curvePhaseSplit);
+    values.setLayer(PARAM_INTENSITY_SOURCE, layer);
     return values;
 }
 
-/// The frame as this host gets it from the module.
-template <typename Channel>
-World renderThrough(Host& host, Instance& instance, const Frame<Channel>& frame, bool inPlace = false) {
-    World input = frame.source.clone();
-    World output = inPlace ? frame.source.clone() : frame.output.clone();
+/// Renders the frame through a host, and holds what comes out against `expected`.
+template <typename Depth>
+testing::AssertionResult rendersAs(PixelView<const typename Depth::Channel> expected, Host& host, Instance& instance,
+                                   const RandomFrame<Depth>& frame) {
+    World input = worldOf(frame.source.view());
+    World output = worldOf(frame.output.view());
+    std::optional<World> layer;
+    if (frame.layer) {
+        layer = worldOf(frame.layer->view());
+    }
+    const World source = input.clone();
+    const World before = output.clone();
     input.setOrigin(frame.originX, frame.originY);
     output.setOrigin(frame.originX, frame.originY);
-    const ParameterValues values = valuesOf(host, frame);
+    const auto fraction = static_cast<int>(frame.seed * 7919U % 65536U);  // only whole parts count
+    const ParameterValues values = valuesOf(host, frame.settings, layer ? &*layer : nullptr, fraction);
     FrameRequest request;
-    request.input = inPlace ? &output : &input;
+    request.input = frame.inPlace ? &output : &input;
     request.output = &output;
     request.values = &values;
     request.time = static_cast<A_long>(frame.seed);
-    request.downsampleX = {1, frame.seed % 3};  // read by nobody, not even as a division by zero
+    request.downsampleX = {1, static_cast<A_u_long>(frame.seed % 3)};  // read by nobody, not even as a division by zero
     const host::CommandResult result = instance.render(request);
-    EXPECT_TRUE(result.ok()) << describe(result) << ", " << frame.describe();
-    EXPECT_EQ(input.memory(), frame.source.memory()) << "the source was written, " << frame.describe();
-    return output;
+    if (!result.ok()) {
+        return testing::AssertionFailure() << describe(result);
+    }
+    if (input.memory() != source.memory()) {
+        return testing::AssertionFailure() << "the source was written";
+    }
+    return holds<typename Depth::Channel>(expected, before, output);
 }
 
 template <typename Depth>
@@ -76,57 +86,38 @@ using Depths = testing::Types<Depth8, Depth16, DepthFloat>;
 TYPED_TEST_SUITE(WholeFrames, Depths);
 
 TYPED_TEST(WholeFrames, AreTheSameInBothHostsThePlainKernelAndTheModel) {
-    using T = typename TypeParam::Channel;
     Started afterEffects(Profile::afterEffects());
     Started premierePro(Profile::premierePro());
     Instance layerEffect(afterEffects);
     Instance clipEffect(premierePro);
-    for (std::uint32_t seed = 3001; seed <= 3600; ++seed) {
-        const Frame<T> frame(seed, seed % 2 == 0 ? Values::Sane : Values::Any);
-        const World expected = expectedOutput(frame);
-        World plain = frame.output.clone();
-        renderPlainly<TypeParam>(frame, frame.source, plain);
-        ASSERT_TRUE(sameWorld<T>(expected, plain)) << "plain kernel, " << frame.describe();
-        ASSERT_TRUE(sameWorld<T>(expected, renderThrough(afterEffects, layerEffect, frame)))
-            << "After Effects, " << frame.describe();
-        ASSERT_TRUE(sameWorld<T>(expected, renderThrough(premierePro, clipEffect, frame)))
-            << "Premiere Pro, " << frame.describe();
+    for (std::uint64_t seed = 3001; seed <= 3700; ++seed) {
+        const auto frame = randomFrame<TypeParam>(seed, FrameFor::Hosts);
+        const auto expected = modelled(frame);
+        ASSERT_EQ(difference(viewOf(expected), renderedPlainly(frame).view(), currentTest()), "")
+            << "plain kernel, " << frame.description();
+        ASSERT_TRUE(rendersAs<TypeParam>(viewOf(expected), afterEffects, layerEffect, frame))
+            << "After Effects, " << frame.description();
+        ASSERT_TRUE(rendersAs<TypeParam>(viewOf(expected), premierePro, clipEffect, frame))
+            << "Premiere Pro, " << frame.description();
     }
     EXPECT_EQ(afterEffects.ledger().breaches(), std::vector<std::string>{});
     EXPECT_EQ(premierePro.ledger().breaches(), std::vector<std::string>{});
 }
 
-TYPED_TEST(WholeFrames, AreTheSameInPlace) {
-    using T = typename TypeParam::Channel;
-    Started host(Profile::afterEffects());
-    Instance instance(host);
-    for (std::uint32_t seed = 1001; seed <= 1100; ++seed) {
-        Frame<T> frame(seed);
-        frame.output = frame.source.clone();
-        World plain = frame.source.clone();
-        renderPlainly<TypeParam>(frame, plain, plain);
-        const World expected = expectedOutput(frame);
-        ASSERT_TRUE(sameWorld<T>(expected, plain)) << "plain kernel, " << frame.describe();
-        ASSERT_TRUE(sameWorld<T>(expected, renderThrough(host, instance, frame, true))) << frame.describe();
-    }
-}
-
 TYPED_TEST(WholeFrames, AreTheSameOnSixteenThreads) {
-    using T = typename TypeParam::Channel;
     Started afterEffects(Profile::afterEffects());
     Started premierePro(Profile::premierePro());
     Instance shared(afterEffects);
     std::vector<std::thread> threads;
-    for (std::uint32_t t = 0; t < 16; ++t) {
+    for (std::uint64_t t = 0; t < 16; ++t) {
         threads.emplace_back([&, t] {
             Instance own(premierePro);  // Premiere Pro never renders one instance on two threads
-            for (std::uint32_t seed = 4001 + t; seed <= 4128; seed += 16) {
-                const Frame<T> frame(seed);
-                World plain = frame.output.clone();
-                renderPlainly<TypeParam>(frame, frame.source, plain);
-                EXPECT_TRUE(sameWorld<T>(plain, t % 2 == 0 ? renderThrough(afterEffects, shared, frame)
-                                                           : renderThrough(premierePro, own, frame)))
-                    << "thread " << t << ", " << frame.describe();
+            for (std::uint64_t seed = 4001 + t; seed <= 4128; seed += 16) {
+                const auto frame = randomFrame<TypeParam>(seed, FrameFor::Hosts);
+                const auto expected = renderedPlainly(frame);
+                EXPECT_TRUE(rendersAs<TypeParam>(expected.view(), t % 2 == 0 ? afterEffects : premierePro,
+                                                 t % 2 == 0 ? shared : own, frame))
+                    << "thread " << t << ", " << frame.description();
             }
         });
     }
@@ -381,6 +372,33 @@ TEST_F(Protocol, PreRenderKeepsTheValuesAndTheRectangles) {
     EXPECT_EQ(stored.settings.curveSmoothness, 2.5);
     EXPECT_EQ(stored.settings.curvePhaseSplit, 47185920);
     EXPECT_EQ(stored.intensityLayer, nullptr);
+}
+
+TEST_F(Protocol, ChoicesThatDoNotExistAreSafe) {
+    SmallFrame frame(afterEffects);
+    Instance instance(afterEffects);
+    const auto stored = [&] {
+        auto [result, preRender] = instance.preRender(frame.request);
+        EXPECT_TRUE(result.ok());
+        ParamValues values{};
+        std::memcpy(&values, instance.bytesOf(static_cast<PF_Handle>(preRender.preRenderData())).data(), sizeof values);
+        return values.settings;
+    };
+    constexpr A_long kLowest = std::numeric_limits<A_long>::min();
+    frame.values.setPopup(PARAM_CHANNELS, kLowest);
+    frame.values.setPopup(PARAM_CURVE, kLowest);
+    EXPECT_EQ(stored().channels, std::numeric_limits<A_long>::max());
+    EXPECT_EQ(stored().curveType, std::numeric_limits<A_long>::max());
+    EXPECT_TRUE(instance.render(frame.request).ok());
+    EXPECT_FALSE(frame.rendered()) << "no channel is chosen";
+
+    frame.values.setPopup(PARAM_CHANNELS, 1);
+    const auto renderedWith = [&](A_long curve) {
+        frame.values.setPopup(PARAM_CURVE, curve);
+        EXPECT_TRUE(instance.render(frame.request).ok());
+        return frame.output.memory();
+    };
+    EXPECT_TRUE(renderedWith(kLowest) == renderedWith(7));
 }
 
 TEST_F(Protocol, RenderUsesTheValuesOfItsPreRender) {

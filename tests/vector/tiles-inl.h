@@ -195,9 +195,10 @@ void checkReductions(const Reporter& reporter) {
             odds[i] = static_cast<SumLane<T>>(numbers.next() % (kMost + 1));
         }
         const auto sum = [&](std::int32_t x, std::int32_t width, std::int32_t c) {
+            const SumLane<T>* const sums = (c % 2 == 0 ? evens : odds) + c / 2;
             std::uint32_t total = 0;
             for (std::int32_t i = x; i < x + width; ++i) {
-                total += (c % 2 == 0 ? evens : odds)[2 * i + c / 2];
+                total += sums[2 * i];
             }
             return total;
         };
@@ -358,7 +359,7 @@ void checkBlockAverages(const Reporter& reporter) {
             channel = numbers.finite<float>() / 3.0F;
         }
         const PixelView<const float> view{picture, kRowWidth, 16, kRowWidth * kPixel};
-        const Region regions[4] = {{0, 0, 7, 7}, {7, 0, 8, 7}, {15, 7, 7, 8}, {30, 8, 8, 8}};
+        const Region regions[4] = {{7, 0, 8, 8}, {0, 0, 7, 7}, {15, 7, 7, 8}, {30, 8, 8, 7}};
         FloatPixel sums[4];
         sumSideBySide<4>(view, regions, sums);
         for (int b = 0; b < 4; ++b) {

@@ -92,11 +92,22 @@ inline float shape(int curve, float ramp, float turn, float top) {
     }
 }
 
+/// Where sample i of n lies on the ramp and in the turn.
+struct Place {
+    float ramp;
+    float turn;
+};
+inline Place placeOf(int i, int n) {
+    return {static_cast<float>(i * (1.0 / (n - 1))), static_cast<float>(i * (1.0 / n))};
+}
+
 /// Sample i of n. Smoothing blends the means of two box widths, `reach` to either side and one less.
 inline float curveValue(int curve, int i, int n, float top, float smoothness) {
-    const double last = n - 1;
-    const double all = n;
-    const float centre = toSevenDecimals(shape(curve, static_cast<float>(i / last), static_cast<float>(i / all), top));
+    const auto unsmoothed = [&](int sample) {
+        const Place place = placeOf(sample, n);
+        return toSevenDecimals(shape(curve, place.ramp, place.turn, top));
+    };
+    const float centre = unsmoothed(i);
     const float reach = std::ceil(smoothness);
     if (!(reach >= 0 && reach < 2147483648.0F)) {
         return centre;
@@ -106,9 +117,7 @@ inline float curveValue(int curve, int i, int n, float top, float smoothness) {
         int count = 1;
         for (int k = -radius; k <= radius; ++k) {
             if (k != 0) {
-                const int j = i + k < 0 ? i + k + n : (i + k) % n;
-                sum += toSevenDecimals(
-                    shape(curve, static_cast<float>(j * (1 / last)), static_cast<float>(j * (1 / all)), top));
+                sum += unsmoothed(i + k < 0 ? i + k + n : (i + k) % n);
                 ++count;
             }
         }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/failing_memory.h"
+#include "tests/support/failing_memory.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tests/model.h"
+#include "tests/support/model.h"
 
 namespace quorvel::model {
 
@@ -18,11 +18,14 @@ class Graph {
 public:
     static constexpr int kSize = 50;
 
-    explicit Graph(const Settings& settings) {
+    /// `raise` lifts the curve towards the top, by that part of what it lacks.
+    explicit Graph(const Settings& settings, float raise = 0.0F) {
         const int phase = offsetOf(settings.phase);
         for (int i = 0; i < kColumns; ++i) {
-            const float value = curveValue(settings.curve, i, kColumns, 95.0F, static_cast<float>(settings.smoothness));
-            heights_[static_cast<std::size_t>((i + phase) % kColumns)] = static_cast<int>(std::round(value));
+            const float height =
+                std::round(curveValue(settings.curve, i, kColumns, 95.0F, static_cast<float>(settings.smoothness)));
+            heights_[static_cast<std::size_t>((i + phase) % kColumns)] =
+                static_cast<int>(std::round(height + (95.0F - height) * raise));
         }
         const int plus = offsetOf(settings.split);
         const int minus = offsetOf(-std::int64_t{settings.split});
