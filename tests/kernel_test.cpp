@@ -12,6 +12,7 @@
 #include "effect/fast/curve_samples.h"
 #include "tests/support/current_test.h"
 #include "tests/support/frame_renders.h"
+#include "tests/support/instruction_sets.h"
 
 namespace quorvel::test {
 namespace {
@@ -21,7 +22,7 @@ using fast::InstructionSet;
 class Kernels : public testing::TestWithParam<InstructionSet> {
 protected:
     void SetUp() override {
-        if (GetParam() > fast::supportedInstructionSet()) {
+        if (!canRun(GetParam())) {
             GTEST_SKIP() << "this machine does not have the instructions";
         }
     }
@@ -79,8 +80,7 @@ TEST_P(Kernels, CurvesAreThoseOfTheGraph) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(InstructionSets, Kernels,
-                         testing::Values(InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512),
+INSTANTIATE_TEST_SUITE_P(InstructionSets, Kernels, testing::ValuesIn(kTestedSets),
                          [](const testing::TestParamInfo<InstructionSet>& set) {
                              return set.param == InstructionSet::Baseline ? "Baseline"
                                     : set.param == InstructionSet::Avx2   ? "Avx2"

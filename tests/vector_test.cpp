@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "effect/fast/instruction_set.h"
+#include "tests/support/instruction_sets.h"
 #include "tests/vector/checks.h"
 
 namespace quorvel::test {
@@ -42,7 +43,7 @@ class VectorTest : public testing::TestWithParam<Parameter> {};
 
 TEST_P(VectorTest, GivesEachLaneItsValue) {
     const auto [set, index] = GetParam();
-    if (set > fast::supportedInstructionSet()) {
+    if (!canRun(set)) {
         GTEST_SKIP() << "this processor has no " << fast::nameOf(set);
     }
     checksOf(set)[index].run({addFailure});
@@ -54,10 +55,7 @@ std::string nameOf(const testing::TestParamInfo<Parameter>& test) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, VectorTest,
-                         testing::Combine(testing::Values(InstructionSet::Baseline, InstructionSet::Avx2,
-                                                          InstructionSet::Avx512),
-                                          testing::Range(0, countChecks())),
-                         nameOf);
+                         testing::Combine(testing::ValuesIn(kTestedSets), testing::Range(0, countChecks())), nameOf);
 
 }  // namespace
 }  // namespace quorvel::test

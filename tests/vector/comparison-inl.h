@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the checks of the vector building blocks share. See checks.cpp.
+// What the checks of the vector building blocks share. See all_checks.cpp.
 #pragma once
 
 #include <cstddef>
