@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
-// quorvel about: what the effect says of itself.
+// quorvel about: the effect's own About text.
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <string>
 
 #include "cli/commands.h"
 #include "cli/custom_controls.h"
 #include "cli/exit_status.h"
 #include "cli/module_options.h"
+#include "cli/option_values.h"
+#include "cli/text.h"
 #include "host/base/path_text.h"
 #include "host/instance.h"
 #include "host/panel.h"
@@ -21,20 +23,22 @@ constexpr char kExamples[] =
     "  quorvel about\n"
     "  quorvel about --host premiere-pro\n"
     "\n"
-    "Where the host shows the effect's banner, the text is got by a double click on it.\n"
-    "Exit status: 0 done, 1 failed, 2 the command line is wrong.";
+    "Where the host shows the effect's banner, a double click on it returns the text.\n"
+    "Exit status: 0 done, 1 failed, 2 wrong command line.";
 
-/// Two clicks that everybody takes for a double click, long after the host's clock started.
+/// Two clicks close enough for a double click in any host, long after its clock started. In ticks.
 constexpr A_u_long kFirstClick = 100000;
 constexpr A_u_long kSecondClick = kFirstClick + 10;
 
 host::CommandResult doubleClick(host::Host& host, const host::Parameter& banner) {
-    host::Instance instance(host);
-    require(instance.sequenceSetup(), "sequence set-up", host);
-    host::ParameterValues values(host.parameters());
-    host::Panel panel(instance, values);
-    require(panel.click(banner.index, kFirstClick, areaOf(banner)).command, "click", host);
-    return panel.click(banner.index, kSecondClick, areaOf(banner)).command;
+    host::CommandResult result;
+    withInstance(host, [&](host::Instance& instance) {
+        host::ParameterValues values(host.parameters());
+        host::Panel panel(instance, values);
+        require(panel.click(banner.index, kFirstClick, areaOf(banner)).command, "click", host);
+        result = panel.click(banner.index, kSecondClick, areaOf(banner)).command;
+    });
+    return result;
 }
 
 void run(const ModuleOptions& options) {
@@ -43,21 +47,29 @@ void run(const ModuleOptions& options) {
     const host::CommandResult result = banner != nullptr ? doubleClick(*host, *banner) : host->about();
     require(result, banner != nullptr ? "double click" : "about", *host);
     if (result.message.empty()) {
-        throw Failure(host::pathText(host->module().file()) + ": says nothing of itself");
+        throw Failure("{}: returned no About text", host::pathText(host->module().file()));
     }
-    std::string text = result.message;
-    std::replace(text.begin(), text.end(), '\r', '\n');
-    std::cout << text << '\n';
+    // The module separates lines as its host's system does.
+    std::string line;
+    for (const char letter : result.message + '\n') {
+        if (letter == '\r' || letter == '\n') {
+            std::cout << printable(line) << '\n';
+            line.clear();
+        } else {
+            line += letter;
+        }
+    }
 }
 
 }  // namespace
 
 void addAboutCommand(CLI::App& program) {
     const auto options = std::make_shared<ModuleOptions>();
-    CLI::App* command = program.add_subcommand("about", "Print what the effect says of itself");
+    CLI::App* command = program.add_subcommand("about", "Print the effect's About text");
     addHostOptions(*command, *options);
     addModuleOption(*command, *options);
     command->footer(kExamples);
+    refuseOptionsAsValues(*command);
     command->callback([options] { run(*options); });
 }
 

@@ -19,4 +19,8 @@ void addAboutCommand(CLI::App& program);
 void addParamsCommand(CLI::App& program);
 void addInspectCommand(CLI::App& program);
 
+void addCompletionCommand(CLI::App& program);
+/// Not listed in the help: the build makes the manual page with this command.
+void addManualCommand(CLI::App& program);
+
 }  // namespace quorvel::cli

@@ -4,6 +4,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "cli/option_values.h"
+
 namespace quorvel::cli {
 namespace {
 
@@ -44,12 +46,13 @@ void EffectOptions::load(CLI::App& command, const std::vector<std::string>& argu
             throw;
         }
         command.footer(
-            "The options that set the effect's parameters are missing here, because the module could not\n"
-            "be loaded: " +
-            std::string(error.what()) + "\n\n" + command.get_footer());
+            fmt::format("The options that set the effect's parameters are missing here, because the module could not "
+                        "be loaded: {}\n\n{}",
+                        printable(error.what()), command.get_footer()));
         return;
     }
     parameters_.addTo(command, host_->parameters());
+    refuseOptionsAsValues(command);
 }
 
 }  // namespace quorvel::cli

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The effect that a command works with: the module, the host that plays it, and an option for each parameter.
+// The effect that a command works with: the module, the host that loads it, and an option for each parameter.
 #pragma once
 
 #include <memory>
@@ -19,9 +19,9 @@ namespace quorvel::cli {
 /// Must outlive the parsing of the command line.
 class EffectOptions {
 public:
-    /// Adds --host, --api-version and --module now. As soon as `arguments`, the whole command line, turn out to be for
-    /// this command, starts the module that they name and adds the options of the parameters it declares. Help that
-    /// is asked for with a module that cannot be loaded is printed all the same, without those.
+    /// Adds --host, --api-version and --module now. Once `arguments`, the whole command line, prove to be for this
+    /// command, starts the module that they name and adds the options of the parameters it declares. When help is asked
+    /// for with a module that cannot be loaded, help is printed without those.
     void addTo(CLI::App& command, const std::vector<std::string>& arguments);
 
     /// For the command's own work, after parsing.

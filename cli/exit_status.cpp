@@ -3,14 +3,21 @@
 
 #include <iostream>
 
+#include "cli/text.h"
+
 namespace quorvel::cli {
 
-UsageError badValue(const std::string& option, const std::string& value, const std::string& accepted) {
-    return UsageError(option + " " + (value.empty() ? "''" : value) + ": accepted is " + accepted);
+UsageError badValue(const std::string& option, const std::string& value, const std::string& expected) {
+    return {"{} {}: expected {}", option, value.empty() ? "''" : value, expected};
+}
+
+int fail(ExitStatus status, const std::string& message) {
+    std::cerr << "quorvel: " << printable(message) << '\n';
+    return status;
 }
 
 void note(const std::string& text) {
-    std::cerr << "quorvel: note: " << text << '\n';
+    std::cerr << "quorvel: note: " << printable(text) << '\n';
 }
 
 }  // namespace quorvel::cli

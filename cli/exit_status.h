@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
-// How the program ends, and the exceptions that lead there. Each becomes one line on the error output.
+// How the program ends, the exceptions that lead there, and what it says on the error output: one line for each thing.
 #pragma once
+
+#include <fmt/format.h>
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace quorvel::cli {
 
@@ -16,19 +19,28 @@ enum ExitStatus : int {
 /// The command line is wrong: ends with kExitUsage.
 class UsageError : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit UsageError(const std::string& message) : runtime_error(message) {}
+    template <typename First, typename... More>
+    UsageError(fmt::format_string<First, More...> format, First&& first, More&&... more)
+        : runtime_error(fmt::format(format, std::forward<First>(first), std::forward<More>(more)...)) {}
 };
 
-/// The usage error in its usual words: "OPTION VALUE: accepted is ACCEPTED".
-UsageError badValue(const std::string& option, const std::string& value, const std::string& accepted);
+/// The usage error of a value, in its usual words: "--depth 10: expected 8, 16 or 32".
+UsageError badValue(const std::string& option, const std::string& value, const std::string& expected);
 
 /// The work cannot be done: ends with kExitFailure.
 class Failure : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit Failure(const std::string& message) : runtime_error(message) {}
+    template <typename First, typename... More>
+    Failure(fmt::format_string<First, More...> format, First&& first, More&&... more)
+        : runtime_error(fmt::format(format, std::forward<First>(first), std::forward<More>(more)...)) {}
 };
 
-/// Tells the user something worth knowing that does not stop the work, on the error output.
+/// Prints a message as the error output's one line and returns the status. Control characters are escaped.
+int fail(ExitStatus status, const std::string& message);
+
+/// Prints something worth knowing that does not stop the work, as one line on the error output.
 void note(const std::string& text);
 
 }  // namespace quorvel::cli

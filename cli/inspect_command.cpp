@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // quorvel inspect: what a module file shows, what the module says of itself, and whether the two agree.
 #include <CLI/CLI.hpp>
-#include <array>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -9,7 +8,10 @@
 
 #include "cli/commands.h"
 #include "cli/exit_status.h"
+#include "cli/json_output.h"
 #include "cli/module_description.h"
+#include "cli/module_version.h"
+#include "cli/option_values.h"
 #include "cli/text.h"
 #include "host/base/path_text.h"
 
@@ -22,34 +24,12 @@ constexpr char kExamples[] =
     "  quorvel inspect Quorvel.aex --json\n"
     "\n"
     "A module of another platform is read, but not run.\n"
-    "Exit status: 0 done, 1 failed or the module contradicts itself, 2 the command line is wrong.";
+    "Exit status: 0 done, 1 failed or the module contradicts itself, 2 wrong command line.";
 
 struct Options {
     bool json = false;
     ModuleOptions module;
 };
-
-/// The parts of the packed version word.
-struct Version {
-    A_u_long version;
-    A_u_long subversion;
-    A_u_long bugfix;
-    A_u_long stage;
-    A_u_long build;
-    friend bool operator==(const Version&, const Version&) = default;
-};
-
-constexpr Version unpack(A_u_long word) {
-    return {(word >> 19) & 7, (word >> 15) & 15, (word >> 11) & 15, (word >> 9) & 3, word & 511};
-}
-static_assert(unpack(PF_VERSION(5, 11, 9, PF_Stage_BETA, 300)) == Version{5, 11, 9, PF_Stage_BETA, 300});
-
-std::string versionText(A_u_long word) {
-    static constexpr std::array<const char*, 4> stages{"develop", "alpha", "beta", "release"};
-    const Version version = unpack(word);
-    return std::to_string(version.version) + "." + std::to_string(version.subversion) + "." +
-           std::to_string(version.bugfix) + " " + stages[version.stage] + ", build " + std::to_string(version.build);
-}
 
 using FlagNames = std::vector<std::pair<A_long, const char*>>;
 
@@ -79,7 +59,7 @@ std::vector<std::string> flagNames(A_long word, const FlagNames& names) {
         if ((static_cast<A_u_long>(word) & mask) == 0) {
             continue;
         }
-        std::string shown = "bit " + std::to_string(bit);
+        std::string shown = fmt::format("bit {}", bit);
         for (const auto& [flag, name] : names) {
             if (static_cast<A_u_long>(flag) == mask) {
                 shown = name;
@@ -92,7 +72,7 @@ std::vector<std::string> flagNames(A_long word, const FlagNames& names) {
 
 void printLine(const std::string& label, const std::string& text) {
     constexpr std::size_t kColumn = 20;
-    std::cout << label << std::string(label.size() < kColumn ? kColumn - label.size() : 1, ' ') << text << '\n';
+    std::cout << fmt::format("{:<{}} {}\n", printable(label), kColumn - 1, printable(text));
 }
 
 void printList(const std::string& label, const std::vector<std::string>& entries) {
@@ -110,11 +90,11 @@ void printFlags(const std::string& label, A_long word, const FlagNames& names) {
 }
 
 std::string versionLine(A_u_long word) {
-    return versionText(word) + " (" + hexText(word) + ")";
+    return fmt::format("{} ({})", versionText(word), hexText(word));
 }
 
 std::string apiText(A_long major, A_long minor) {
-    return std::to_string(major) + "." + std::to_string(minor);
+    return fmt::format("{}.{}", major, minor);
 }
 
 void printFile(const ModuleDescription& module) {
@@ -179,19 +159,19 @@ void printReported(const ModuleDescription::Reported& reported) {
 
 void printAgreement(const ModuleDescription& module) {
     if (!module.resource) {
-        printLine("agreement", "not checked: there is no resource description (PiPL)");
+        printLine("agreement", "not checked: no resource description (PiPL)");
     } else if (!module.reported) {
         printLine("agreement", "not checked: the module is for another platform, so it was not run");
     } else {
         std::vector<std::string> differences;
         for (const Agreement& one : module.agreements) {
             if (!one.agree()) {
-                differences.push_back(one.what + ": PiPL " + one.described + ", module " + one.reported);
+                differences.push_back(fmt::format("{}: PiPL {}, module {}", one.what, one.described, one.reported));
             }
         }
         if (differences.empty()) {
-            differences.push_back("PiPL, identification record and global set-up agree in all " +
-                                  std::to_string(module.agreements.size()) + " properties");
+            differences.push_back(fmt::format(
+                "PiPL, identification record and global set-up agree in all {} properties", module.agreements.size()));
         }
         printList("agreement", differences);
     }
@@ -211,7 +191,7 @@ void print(const ModuleDescription& module) {
 using Json = nlohmann::ordered_json;
 
 Json versionJson(A_u_long word) {
-    const Version version = unpack(word);
+    const ModuleVersion version = unpackVersion(word);
     return {
         {"word", word},           {"major", version.version}, {"minor", version.subversion}, {"bugfix", version.bugfix},
         {"stage", version.stage}, {"build", version.build}};
@@ -245,7 +225,7 @@ Json resourceJson(const host::ResourceDescription& resource) {
     return json;
 }
 
-void printJson(const ModuleDescription& module) {
+void printAsJson(const ModuleDescription& module) {
     Json json{{"file", host::pathText(module.file)}, {"format", host::formatName(module.contents.format)},
               {"x86_64", module.contents.forX86_64}, {"exports", module.contents.exports},
               {"entry_points", module.entryPoints},  {"needs", module.contents.imports},
@@ -273,24 +253,24 @@ void printJson(const ModuleDescription& module) {
         json["agreements"].push_back(
             {{"what", one.what}, {"resource", one.described}, {"module", one.reported}, {"agree", one.agree()}});
     }
-    std::cout << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    printJson(json);
 }
 
 }  // namespace
 
 void addInspectCommand(CLI::App& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* command = program.add_subcommand(
-        "inspect", "Show a module's identity, version, flags, entry points and resource description");
-    command->add_option("MODULE", options->module.module, "The module (default: the one that came with this program)")
-        ->type_name("FILE");
-    command->add_flag("--json", options->json, "For programs: a JSON object");
+    CLI::App* command = program.add_subcommand("inspect", "Show a module's identity, version, flags and entry points");
+    expectFile(command->add_option("MODULE", options->module.module,
+                                   "The module (default: the one that came with this program)"));
+    command->add_flag("--json", options->json, "Print JSON, for programs");
     addHostOptions(*command, options->module);
     command->footer(kExamples);
+    refuseOptionsAsValues(*command);
     command->callback([options] {
         const ModuleDescription description = describeModule(options->module);
         if (options->json) {
-            printJson(description);
+            printAsJson(description);
         } else {
             print(description);
         }

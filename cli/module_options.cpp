@@ -3,12 +3,14 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <optional>
+#include <utility>
+#include <vector>
 
 #include "cli/exit_status.h"
+#include "cli/option_values.h"
 #include "cli/program_file.h"
-#include "cli/text.h"
 #include "host/base/path_text.h"
+#include "host/instance.h"
 
 namespace quorvel::cli {
 namespace {
@@ -32,47 +34,41 @@ std::optional<PF_SpecVersion> parseVersion(const std::string& text) {
 }  // namespace
 
 void addHostOptions(CLI::App& command, ModuleOptions& options) {
-    command.add_option("--host", options.application, "The host to play: after-effects (default) or premiere-pro")
+    using host::Application;
+    expectChoice(command.add_option("--host", options.application, "The host to emulate (default after-effects)"),
+                 std::vector<std::pair<std::string, Application>>{{"after-effects", Application::AfterEffects},
+                                                                  {"premiere-pro", Application::PremierePro}})
         ->type_name("NAME")
         ->group("Host");
-    command.add_option("--api-version", options.apiVersion, "Its effect API version, such as 13.27")
+    command
+        .add_option_function<std::string>(
+            "--api-version",
+            [&options](const std::string& text) {
+                options.apiVersion = parseVersion(text);
+                if (!options.apiVersion) {
+                    throw badValue("--api-version", text, "MAJOR.MINOR, such as 13.27");
+                }
+            },
+            "The version of its effect API (default 13.27, premiere-pro 13.4)")
         ->type_name("MAJOR.MINOR")
         ->group("Host");
 }
 
 void addModuleOption(CLI::App& command, ModuleOptions& options) {
-    command.add_option("--module", options.module, "The effect module (default: the one that came with this program)")
-        ->type_name("FILE")
+    expectFile(command.add_option("--module", options.module,
+                                  "The effect module (default: the one that came with this program)"))
         ->group("Host");
 }
 
 host::Profile profileFrom(const ModuleOptions& options) {
-    host::Profile profile = host::Profile::afterEffects();
-    const std::string application = lowerCase(options.application);
-    if (application == "premiere-pro") {
-        profile = host::Profile::premierePro();
-    } else if (!application.empty() && application != "after-effects") {
-        throw badValue("--host", options.application, "after-effects or premiere-pro");
-    }
-    if (!options.apiVersion.empty()) {
-        const auto version = parseVersion(options.apiVersion);
-        if (!version) {
-            throw badValue("--api-version", options.apiVersion, "MAJOR.MINOR, such as 13.27");
-        }
-        profile.apiVersion = *version;
-    }
+    host::Profile profile = options.application == host::Application::PremierePro ? host::Profile::premierePro()
+                                                                                  : host::Profile::afterEffects();
+    profile.apiVersion = options.apiVersion.value_or(profile.apiVersion);
     return profile;
 }
 
 fs::path moduleFile(const ModuleOptions& options) {
-    if (!options.module.empty()) {
-        return options.module;
-    }
-    std::error_code error;
-    const fs::path folder = programFile().parent_path();
-    const fs::path beside = folder / kModuleName;
-    const fs::path installed = folder.parent_path() / "lib" / "quorvel" / kModuleName;
-    return !fs::exists(beside, error) && fs::exists(installed, error) ? installed : beside;
+    return options.module.empty() ? companionFile(kModuleName) : pathFrom(options.module);
 }
 
 std::unique_ptr<host::Host> startHost(const ModuleOptions& options) {
@@ -83,8 +79,15 @@ std::unique_ptr<host::Host> startHost(const ModuleOptions& options) {
 
 void require(const host::CommandResult& result, const std::string& command, const host::Host& host) {
     if (!result.ok()) {
-        throw Failure(host::pathText(host.module().file()) + ": " + command + ": " + host::describe(result));
+        throw Failure("{}: {}: {}", host::pathText(host.module().file()), command, host::describe(result));
     }
+}
+
+void withInstance(host::Host& host, const std::function<void(host::Instance&)>& work) {
+    host::Instance instance(host);
+    require(instance.sequenceSetup(), "sequence set-up", host);
+    work(instance);
+    require(instance.sequenceSetdown(), "sequence set-down", host);
 }
 
 }  // namespace quorvel::cli

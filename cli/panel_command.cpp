@@ -8,12 +8,10 @@
 
 #include "cli/commands.h"
 #include "cli/custom_controls.h"
-#include "cli/effect_options.h"
 #include "cli/exit_status.h"
-#include "cli/module_options.h"
-#include "cli/panel_drawing.h"
-#include "cli/picture_file.h"
-#include "cli/staged_file.h"
+#include "cli/option_values.h"
+#include "cli/picture_command.h"
+#include "cli/picture_library.h"
 #include "host/instance.h"
 
 namespace quorvel::cli {
@@ -22,34 +20,23 @@ namespace {
 constexpr char kExamples[] =
     "Examples:\n"
     "  quorvel panel -o panel.png\n"
-    "  quorvel panel -o panel.png --channels rgb --curve sine-wave --curve-phase-split 60 --scale 2\n"
+    "  quorvel panel -o panel.png --channels rgb --curve sine-wave --scale 2\n"
     "  quorvel panel -o panel.png --host premiere-pro\n"
-    "  quorvel panel -o graph.png --graph-only --curve triangle-wave --curve-phase 45\n"
+    "  quorvel panel -o graph.png --graph-only --curve-phase 45\n"
     "\n"
-    "Exit status: 0 done, 1 failed (nothing was written), 2 the command line is wrong.";
+    "Exit status: 0 done, 1 failed (nothing was written), 2 wrong command line.";
 
 struct Options {
-    std::string output;
-    bool noClobber = false;
-    std::string scale;
+    int scale = 1;
     bool graphOnly = false;
     bool bannerOnly = false;
     bool onPanel = false;
 };
 
-int parseScale(const std::string& text) {
-    if (text.empty() || text == "1") {
-        return 1;
-    }
-    if (text == "2") {
-        return 2;
-    }
-    throw badValue("--scale", text, "1 or 2");
-}
-
 std::string hostName(const host::Profile& profile) {
-    return std::string(profile.application == host::Application::PremierePro ? "Premiere Pro" : "After Effects") +
-           ", API " + std::to_string(profile.apiVersion.major) + "." + std::to_string(profile.apiVersion.minor);
+    const bool isPremiere = profile.application == host::Application::PremierePro;
+    return fmt::format("{}, API {}.{}", isPremiere ? "Premiere Pro" : "After Effects", profile.apiVersion.major,
+                       profile.apiVersion.minor);
 }
 
 /// Pixels as large squares.
@@ -68,94 +55,90 @@ class PanelCommand {
 public:
     /// Must outlive the parsing of the command line.
     CLI::App* addTo(CLI::App& program, const std::vector<std::string>& arguments);
-    void run();
+    void run() const;
 
 private:
-    host::Surface wholePanel(host::Panel& panel, const PanelContent& content, int scale);
-    host::Surface controlAlone(host::Panel& panel, const host::Parameter* control, const std::string& what);
+    void checkOptions() const;
+    host::Surface draw(host::Instance& instance, host::ParameterValues& values,
+                       const std::map<PF_ParamIndex, std::string>& layers) const;
+    host::Surface wholePanel(host::Panel& panel, const PanelContent& content) const;
+    host::Surface controlAlone(host::Panel& panel, const host::Parameter* control, const std::string& what) const;
     void drawArea(host::Panel& panel, const host::Parameter& parameter, PF_EffectArea area,
-                  const host::Panel::Frames& frames, host::Surface& surface);
+                  const host::Panel::Frames& frames, host::Surface& surface) const;
+    host::Host& host() const { return shared_.effect().host(); }
+    /// Whether one control is drawn without the panel around it.
+    bool alone() const { return options_.graphOnly || options_.bannerOnly; }
 
     Options options_;
-    EffectOptions effect_;
+    PictureCommand shared_;
 };
 
 CLI::App* PanelCommand::addTo(CLI::App& program, const std::vector<std::string>& arguments) {
-    CLI::App* command = program.add_subcommand("panel", "Draw the effect's controls as the host shows them");
-    command->add_option("-o,--output", options_.output, "The picture to write; - is PNG on the standard output")
-        ->type_name("FILE")
-        ->required();
-    command->add_flag("--no-clobber", options_.noClobber, "Refuse to replace an output file that is there");
-    command->add_option("--scale", options_.scale, "Pixels of the picture to one of the panel: 1 (default) or 2")
+    CLI::App* command = program.add_subcommand("panel", "Draw the effect's controls as a host shows them");
+    shared_.addTo(*command, arguments);
+    expectChoice(
+        command->add_option("--scale", options_.scale, "Pixels of the picture to one of the panel: 1 (default) or 2"),
+        std::vector<std::pair<std::string, int>>{{"1", 1}, {"2", 2}})
         ->type_name("N");
-    CLI::Option* graph = command->add_flag("--graph-only", options_.graphOnly,
-                                           "Write just the curve graph as the effect draws it, with its alpha");
-    command->add_flag("--banner-only", options_.bannerOnly, "Write just the banner, with its alpha")->excludes(graph);
-    command->add_flag("--on-panel", options_.onPanel, "Either of these: on the panel's grey and at --scale");
+    command->add_flag("--graph-only", options_.graphOnly,
+                      "Write just the curve graph as the effect draws it, with its alpha");
+    command->add_flag("--banner-only", options_.bannerOnly, "Write just the banner, with its alpha");
+    command->add_flag("--on-panel", options_.onPanel, "With one of these: draw it on the panel's grey and at --scale");
     command->footer(kExamples);
-    effect_.addTo(*command, arguments);
     return command;
 }
 
-void PanelCommand::run() {
-    const bool toStandardOutput = options_.output == "-";
-    if (!toStandardOutput && !isWritableFormat(options_.output)) {
-        throw badValue("-o", options_.output, writableFormats());
+void PanelCommand::checkOptions() const {
+    if (options_.graphOnly && options_.bannerOnly) {
+        throw UsageError("--graph-only excludes --banner-only");
     }
-    const int scale = parseScale(options_.scale);
-    const bool alone = options_.graphOnly || options_.bannerOnly;
-    if (options_.onPanel && !alone) {
-        throw UsageError("--on-panel: goes with --graph-only or --banner-only");
+    if (options_.onPanel && !alone()) {
+        throw UsageError("--on-panel requires --graph-only or --banner-only");
     }
-    if (alone && scale != 1 && !options_.onPanel) {
-        throw badValue("--scale", options_.scale, "1 without --on-panel");
+    if (alone() && options_.scale != 1 && !options_.onPanel) {
+        throw UsageError("--scale with --graph-only or --banner-only requires --on-panel");
     }
-    host::Host& host = effect_.host();
-    host::ParameterValues values = effect_.parameters().values();
-    if (!toStandardOutput) {
-        checkTarget(options_.output, options_.noClobber ? Existing::Keep : Existing::Replace);
-    }
+}
+
+void PanelCommand::run() const {
+    checkOptions();
+    host::ParameterValues values = shared_.effect().parameters().values();
+    shared_.checkOutput();
 
     std::map<PF_ParamIndex, std::string> layers;
-    for (const auto& [id, file] : effect_.parameters().layerFiles()) {
-        (void)readPicture(file, {});  // a layer that is not there is no layer
+    for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
+        (void)pictures().readPicture(file, {});  // a file that cannot be read is no layer
         layers[values.indexOf(id)] = std::filesystem::path(file).filename().string();
     }
-
-    host::Instance instance(host);
-    require(instance.sequenceSetup(), "sequence set-up", host);
-    host::Panel panel(instance, values);
-    require(panel.update(), "update of the panel", host);
     host::Surface picture(1, 1);
-    if (options_.graphOnly) {
-        picture = controlAlone(panel, findGraph(host), "curve graph");
-    } else if (options_.bannerOnly) {
-        picture = controlAlone(panel, findBanner(host), "banner");
-    } else {
-        const PanelContent content{host.module().identity().name, hostName(host.profile()), values, panel,
-                                   std::move(layers)};
-        picture = wholePanel(panel, content, scale);
-    }
-    require(instance.sequenceSetdown(), "sequence set-down", host);
-    if (alone && options_.onPanel) {
+    withInstance(host(), [&](host::Instance& instance) { picture = draw(instance, values, layers); });
+    if (options_.onPanel) {
+        const int scale = options_.scale;
         host::Surface backdrop(picture.width() * scale, picture.height() * scale, kPanelGrey);
         backdrop.draw(enlarged(picture, scale), 0, 0, 1);
         picture = std::move(backdrop);
     }
-
     WriteSettings settings;
-    settings.alpha = alone && !options_.onPanel;
-    settings.clobber = !options_.noClobber;
-    const auto traits = plainTraits(picture.world());
-    for (const std::string& text : toStandardOutput
-                                       ? writePictureToStandardOutput(picture.world(), *traits, settings)
-                                       : writePicture(options_.output, picture.world(), *traits, settings)) {
-        note(text);
-    }
+    settings.alpha = alone() && !options_.onPanel;
+    const auto traits = pictures().plainTraits(picture.world());
+    shared_.write(picture.world(), *traits, settings);
 }
 
-host::Surface PanelCommand::wholePanel(host::Panel& panel, const PanelContent& content, int scale) {
-    const PanelLayout layout = layOutPanel(effect_.host().parameters());
+host::Surface PanelCommand::draw(host::Instance& instance, host::ParameterValues& values,
+                                 const std::map<PF_ParamIndex, std::string>& layers) const {
+    host::Panel panel(instance, values);
+    require(panel.update(), "update of the panel", host());
+    if (options_.graphOnly) {
+        return controlAlone(panel, findGraph(host()), "curve graph");
+    }
+    if (options_.bannerOnly) {
+        return controlAlone(panel, findBanner(host()), "banner");
+    }
+    return wholePanel(panel, {host().module().identity().name, hostName(host().profile()), values, panel, layers});
+}
+
+host::Surface PanelCommand::wholePanel(host::Panel& panel, const PanelContent& content) const {
+    const PanelLayout layout = layOutPanel(host().parameters());
     host::Surface drawnByEffect(layout.width, layout.height);
     for (const PanelRow& row : layout.rows) {
         if (row.parameter->customUI) {
@@ -163,14 +146,15 @@ host::Surface PanelCommand::wholePanel(host::Panel& panel, const PanelContent& c
             drawArea(panel, *row.parameter, PF_EA_CONTROL, row.frames, drawnByEffect);
         }
     }
-    host::Surface picture = drawPanel(layout, content, scale);
-    picture.draw(enlarged(drawnByEffect, scale), 0, 0, 1);
+    host::Surface picture = pictures().drawPanel(layout, content, options_.scale);
+    picture.draw(enlarged(drawnByEffect, options_.scale), 0, 0, 1);
     return picture;
 }
 
-host::Surface PanelCommand::controlAlone(host::Panel& panel, const host::Parameter* control, const std::string& what) {
+host::Surface PanelCommand::controlAlone(host::Panel& panel, const host::Parameter* control,
+                                         const std::string& what) const {
     if (control == nullptr) {
-        throw Failure(hostName(effect_.host().profile()) + ": the effect declares no " + what + " for this host");
+        throw Failure("{}: the effect declares no {} for this host", hostName(host().profile()), what);
     }
     const PF_LRect whole{0, 0, control->def.ui_width, control->def.ui_height};
     host::Surface surface(whole.right, whole.bottom);
@@ -179,8 +163,8 @@ host::Surface PanelCommand::controlAlone(host::Panel& panel, const host::Paramet
 }
 
 void PanelCommand::drawArea(host::Panel& panel, const host::Parameter& parameter, PF_EffectArea area,
-                            const host::Panel::Frames& frames, host::Surface& surface) {
-    require(panel.draw(parameter.index, area, frames, surface).command, "drawing of a control", effect_.host());
+                            const host::Panel::Frames& frames, host::Surface& surface) const {
+    require(panel.draw(parameter.index, area, frames, surface).command, "drawing of a control", host());
 }
 
 }  // namespace

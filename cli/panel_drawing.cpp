@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <memory>
 #include <numbers>
 
@@ -70,8 +69,7 @@ public:
           cairo_(cairo_create(surface_.get())),
           fonts_(pango_cairo_font_map_new()) {
         if (cairo_status(cairo_.get()) != CAIRO_STATUS_SUCCESS) {
-            throw Failure("the panel cannot be drawn: " +
-                          std::string(cairo_status_to_string(cairo_status(cairo_.get()))));
+            throw Failure("the panel cannot be drawn: {}", cairo_status_to_string(cairo_status(cairo_.get())));
         }
         cairo_scale(cairo_.get(), scale, scale);
         // Fonts are laid out for a picture of this scale, in grey levels, so that every system draws the same.
@@ -161,8 +159,7 @@ public:
     host::Surface finish() {
         cairo_surface_flush(surface_.get());
         if (cairo_status(cairo_.get()) != CAIRO_STATUS_SUCCESS) {
-            throw Failure("the panel cannot be drawn: " +
-                          std::string(cairo_status_to_string(cairo_status(cairo_.get()))));
+            throw Failure("the panel cannot be drawn: {}", cairo_status_to_string(cairo_status(cairo_.get())));
         }
         host::Surface picture(cairo_image_surface_get_width(surface_.get()),
                               cairo_image_surface_get_height(surface_.get()));
@@ -208,9 +205,7 @@ private:
 };
 
 std::string fixedDecimals(double value, int decimals) {
-    char text[64];
-    (void)std::snprintf(text, sizeof text, "%.*f", std::clamp(decimals, 0, 9), value);
-    return text;
+    return fmt::format("{:.{}f}", value, std::clamp(decimals, 0, 9));
 }
 
 /// A slider's value and where it lies in the slider's range, 0 to 1.
@@ -242,10 +237,7 @@ double degreesOf(const PF_ParamDef& def) {
 /// Whole turns and the rest in degrees, both of one sign: "-1x -3.8°".
 std::string angleText(double degrees) {
     const double turns = std::trunc(degrees / 360);
-    char text[64];
-    (void)std::snprintf(text, sizeof text, "%s%.0fx %+.1f\u00B0", turns < 0 ? "-" : "", std::abs(turns),
-                        degrees - 360 * turns);
-    return text;
+    return fmt::format("{}{:.0f}x {:+.1f}\u00B0", turns < 0 ? "-" : "", std::abs(turns), degrees - 360 * turns);
 }
 
 class PanelPainter {

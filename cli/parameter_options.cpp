@@ -2,8 +2,10 @@
 #include "cli/parameter_options.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 
 #include "cli/exit_status.h"
+#include "cli/option_values.h"
 #include "cli/parameter_text.h"
 
 namespace quorvel::cli {
@@ -23,8 +25,8 @@ std::string typeName(ParameterKind kind) {
 }
 
 std::string describe(const host::Parameter& parameter) {
-    const std::string standard = defaultText(parameter);
-    return acceptedText(parameter) + (standard.empty() ? "" : " (default " + standard + ")");
+    const std::string defaultValue = defaultText(parameter);
+    return expectedText(parameter) + (defaultValue.empty() ? "" : " (default " + defaultValue + ")");
 }
 
 }  // namespace
@@ -44,6 +46,11 @@ void ParameterOptions::addTo(CLI::App& command, const std::vector<host::Paramete
         given.option = command.add_option(spelled, given.text, describe(parameter))
                            ->type_name(typeName(kindOf(parameter)))
                            ->group("Parameters");
+        if (kindOf(parameter) == ParameterKind::Layer) {
+            expectFile(given.option);
+        } else if (kindOf(parameter) == ParameterKind::Choice) {
+            offerChoices(given.option, choiceNames(parameter));
+        }
     }
 }
 
@@ -55,7 +62,10 @@ host::ParameterValues ParameterOptions::values() const {
         }
         const auto value = parseValue(*given.parameter, given.text);
         if (!value) {
-            throw badValue(given.optionName, given.text, acceptedText(*given.parameter));
+            throw badValue(given.optionName, given.text, expectedText(*given.parameter));
+        }
+        if (takesWholeNumbers(*given.parameter) && value->number != std::trunc(value->number)) {
+            throw badValue(given.optionName, given.text, "a whole number, " + expectedText(*given.parameter));
         }
         const A_long id = given.parameter->id();
         switch (value->form) {

@@ -94,7 +94,26 @@ std::optional<NumberRange> rangeOf(const host::Parameter& parameter) {
     }
 }
 
-std::string acceptedText(const host::Parameter& parameter) {
+bool takesWholeNumbers(const host::Parameter& parameter) {
+    switch (parameter.def.param_type) {
+        case PF_Param_FIX_SLIDER:
+            return parameter.def.u.fd.precision == 0;
+        case PF_Param_FLOAT_SLIDER:
+            return parameter.def.u.fs_d.precision == 0;
+        default:
+            return false;
+    }
+}
+
+std::vector<std::string> choiceNames(const host::Parameter& parameter) {
+    std::vector<std::string> names;
+    for (const std::string& choice : parameter.choices) {
+        names.push_back(kebabCase(choice));
+    }
+    return names;
+}
+
+std::string expectedText(const host::Parameter& parameter) {
     switch (kindOf(parameter)) {
         case ParameterKind::Slider: {
             const NumberRange range = *rangeOf(parameter);
@@ -102,14 +121,8 @@ std::string acceptedText(const host::Parameter& parameter) {
         }
         case ParameterKind::Angle:
             return "degrees, " + numberText(kFixedRange.minimum) + " to " + numberText(std::floor(kFixedRange.maximum));
-        case ParameterKind::Choice: {
-            std::string list;
-            for (std::size_t i = 0; i < parameter.choices.size(); ++i) {
-                const bool last = i + 1 == parameter.choices.size();
-                list += (i == 0 ? "" : last ? " or " : ", ") + kebabCase(parameter.choices[i]);
-            }
-            return list;
-        }
+        case ParameterKind::Choice:
+            return listText(choiceNames(parameter));
         case ParameterKind::Layer:
             return "a picture file";
         case ParameterKind::Control:

@@ -30,8 +30,14 @@ struct NumberRange {
 };
 std::optional<NumberRange> rangeOf(const host::Parameter& parameter);
 
+/// Whether a parameter is a slider that shows no decimals, so that the panel could not show a fraction.
+bool takesWholeNumbers(const host::Parameter& parameter);
+
+/// The values of a choice as they are written on the command line: "linear-ramp-up", ...
+std::vector<std::string> choiceNames(const host::Parameter& parameter);
+
 /// What a value may be, in words: "1 to 32", "luminosity, rgb, ... or alpha", "degrees, -32768 to 32767".
-std::string acceptedText(const host::Parameter& parameter);
+std::string expectedText(const host::Parameter& parameter);
 
 /// The default as it would be written on the command line; empty when there is none.
 std::string defaultText(const host::Parameter& parameter);

@@ -6,7 +6,9 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
+#include "cli/json_output.h"
 #include "cli/module_options.h"
+#include "cli/option_values.h"
 #include "cli/parameter_text.h"
 #include "cli/table.h"
 #include "cli/text.h"
@@ -20,7 +22,7 @@ constexpr char kExamples[] =
     "  quorvel params --host premiere-pro\n"
     "  quorvel params --api-version 13.8 --json\n"
     "\n"
-    "Exit status: 0 done, 1 failed, 2 the command line is wrong.";
+    "Exit status: 0 done, 1 failed, 2 wrong command line.";
 
 struct Options {
     bool json = false;
@@ -29,7 +31,7 @@ struct Options {
 
 std::string rangeText(const host::Parameter& parameter) {
     // The table says what a layer is by its kind; only as an option's value is it a file.
-    return kindOf(parameter) == ParameterKind::Layer ? std::string{} : acceptedText(parameter);
+    return kindOf(parameter) == ParameterKind::Layer ? std::string{} : expectedText(parameter);
 }
 
 std::string optionText(const host::Parameter& parameter) {
@@ -45,7 +47,7 @@ std::string shownName(const host::Parameter& parameter) {
 }
 
 void printTable(const std::vector<host::Parameter>& parameters) {
-    Table table({"INDEX", "ID", "NAME", "OPTION", "KIND", "DEFAULT", "ACCEPTED"});
+    Table table({"INDEX", "ID", "NAME", "OPTION", "KIND", "DEFAULT", "RANGE OR CHOICES"});
     for (const host::Parameter& parameter : parameters) {
         table.add({std::to_string(parameter.index), parameter.index == 0 ? "" : std::to_string(parameter.id()),
                    shownName(parameter), optionText(parameter), kindName(kindOf(parameter)), defaultText(parameter),
@@ -69,11 +71,11 @@ nlohmann::ordered_json describe(const host::Parameter& parameter) {
     if (kindOf(parameter) == ParameterKind::Choice) {
         entry["choices"] = parameter.choices;
     }
-    const std::string standard = defaultText(parameter);
-    if (const auto number = parseNumber(standard)) {
+    const std::string defaultValue = defaultText(parameter);
+    if (const auto number = parseNumber(defaultValue)) {
         entry["default"] = *number;
-    } else if (!standard.empty()) {
-        entry["default"] = standard;
+    } else if (!defaultValue.empty()) {
+        entry["default"] = defaultValue;
     }
     if (parameter.customUI) {
         entry["control"] = {{"width", parameter.def.ui_width}, {"height", parameter.def.ui_height}};
@@ -91,18 +93,19 @@ void run(const Options& options) {
     for (const host::Parameter& parameter : host->parameters()) {
         list.push_back(describe(parameter));
     }
-    std::cout << list.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+    printJson(list);
 }
 
 }  // namespace
 
 void addParamsCommand(CLI::App& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* command = program.add_subcommand("params", "List the effect's parameters as the module declares them");
-    command->add_flag("--json", options->json, "For programs: a JSON array");
+    CLI::App* command = program.add_subcommand("params", "List the parameters that the module declares");
+    command->add_flag("--json", options->json, "Print JSON, for programs");
     addHostOptions(*command, options->module);
     addModuleOption(*command, options->module);
     command->footer(kExamples);
+    refuseOptionsAsValues(*command);
     command->callback([options] { run(*options); });
 }
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Where this program lies, and what its module is called there: the one place in the program where systems differ.
+// What differs between systems: where this program is, what its parts are called, and how arguments arrive.
 #pragma once
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace quorvel::cli {
 
@@ -12,7 +14,28 @@ inline constexpr char kModuleName[] = "Quorvel.aex";
 inline constexpr char kModuleName[] = "Quorvel.so";
 #endif
 
-/// The running program's own file, links followed.
+/// The running program's own file, links followed. Throws Failure when the system does not tell.
 std::filesystem::path programFile();
+
+/// A file that came with the program: beside it, or in ../lib/quorvel once installed.
+std::filesystem::path companionFile(const std::string& name);
+
+/// The command line without the program's name, in UTF-8 whatever the system's code page is.
+std::vector<std::string> programArguments(int count, char** arguments);
+
+/// The path that a UTF-8 argument names.
+std::filesystem::path pathFrom(const std::string& argument);
+
+/// Lets a Windows console show UTF-8 while it lives; elsewhere terminals do so anyway.
+class Utf8Console {
+public:
+    Utf8Console();
+    ~Utf8Console();
+    Utf8Console(const Utf8Console&) = delete;
+    Utf8Console& operator=(const Utf8Console&) = delete;
+
+private:
+    unsigned codePageBefore_ = 0;
+};
 
 }  // namespace quorvel::cli

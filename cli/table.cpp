@@ -2,6 +2,9 @@
 #include "cli/table.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "cli/text.h"
 
 namespace quorvel::cli {
 
@@ -20,6 +23,13 @@ void Table::print(std::ostream& out) const {
         line.erase(line.find_last_not_of(' ') + 1);
         out << line << '\n';
     }
+}
+
+void Table::add(std::vector<std::string> cells) {
+    for (std::string& cell : cells) {
+        cell = printable(cell);
+    }
+    rows_.push_back(std::move(cells));
 }
 
 }  // namespace quorvel::cli

@@ -11,8 +11,8 @@ namespace quorvel::cli {
 class Table {
 public:
     explicit Table(std::vector<std::string> headings) { rows_.push_back(std::move(headings)); }
-    /// As many cells as there are headings.
-    void add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+    /// As many cells as there are headings. Control characters are escaped.
+    void add(std::vector<std::string> cells);
     /// Two spaces between columns, none at the ends of lines.
     void print(std::ostream& out) const;
 

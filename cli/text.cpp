@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "cli/text.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 
 namespace quorvel::cli {
 namespace {
@@ -23,6 +25,60 @@ std::optional<Number> parseWhole(std::string_view text) {
         return std::nullopt;
     }
     return value;
+}
+
+/// The code point that begins at `text[0]` and its length in bytes.
+struct CodePoint {
+    char32_t value;
+    std::size_t length;
+};
+
+/// Nothing when the bytes are not UTF-8: cut short, longer than necessary, a surrogate, or beyond the last code point.
+std::optional<CodePoint> firstCodePoint(std::string_view text) {
+    const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned first = byte(0);
+    if (first < 0x80) {
+        return CodePoint{first, 1};
+    }
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || text.size() < length) {
+        return std::nullopt;
+    }
+    char32_t value = first & (0x7FU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xC0U) != 0x80) {
+            return std::nullopt;
+        }
+        value = value << 6U | (byte(i) & 0x3FU);
+    }
+    const bool tooLong = (length == 3 && value < 0x800) || (length == 4 && value < 0x10000);
+    const bool surrogate = value >= 0xD800 && value <= 0xDFFF;
+    return tooLong || surrogate || value > 0x10FFFF ? std::nullopt : std::optional(CodePoint{value, length});
+}
+
+/// Control characters, line and paragraph separators, and the marks that turn the direction of writing.
+bool steersTerminal(char32_t c) {
+    return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x200E || c == 0x200F || (c >= 0x2028 && c <= 0x202E) ||
+           (c >= 0x2066 && c <= 0x2069);
+}
+
+/// How many letters have to be changed, added, dropped or swapped with their neighbour to make `b` of `a`.
+std::size_t editDistance(std::string_view a, std::string_view b) {
+    std::vector<std::vector<std::size_t>> steps(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                steps[i][j] = i + j;
+                continue;
+            }
+            const std::size_t change = a[i - 1] == b[j - 1] ? 0 : 1;
+            steps[i][j] = std::min({steps[i - 1][j] + 1, steps[i][j - 1] + 1, steps[i - 1][j - 1] + change});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                steps[i][j] = std::min(steps[i][j], steps[i - 2][j - 2] + 1);
+            }
+        }
+    }
+    return steps[a.size()][b.size()];
 }
 
 }  // namespace
@@ -64,9 +120,7 @@ std::optional<int> parseInteger(std::string_view text) {
 }
 
 std::string numberText(double value) {
-    char text[64];
-    (void)std::snprintf(text, sizeof text, "%.5f", value);
-    std::string shown = text;
+    std::string shown = fmt::format("{:.5f}", value);
     shown.erase(shown.find_last_not_of('0') + 1);
     if (shown.back() == '.') {
         shown.pop_back();
@@ -75,9 +129,72 @@ std::string numberText(double value) {
 }
 
 std::string hexText(std::uint32_t word) {
-    char text[16];
-    (void)std::snprintf(text, sizeof text, "0x%08X", word);
-    return text;
+    return fmt::format("0x{:08X}", word);
+}
+
+std::string printable(std::string_view text) {
+    std::string shown;
+    while (!text.empty()) {
+        const auto next = firstCodePoint(text);
+        const std::size_t length = next ? next->length : 1;
+        if (!next || (next->value < 0x80 && steersTerminal(next->value))) {
+            shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(text[0]));
+        } else if (steersTerminal(next->value)) {
+            shown += fmt::format("\\u{:04X}", static_cast<std::uint32_t>(next->value));
+        } else {
+            shown += text.substr(0, length);
+        }
+        text.remove_prefix(length);
+    }
+    return shown;
+}
+
+std::string wrapped(std::string_view text, std::size_t width) {
+    std::string result;
+    for (bool more = true; more;) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        std::string line(text.substr(0, end));
+        more = end < text.size();
+        text.remove_prefix(more ? end + 1 : end);
+        const std::size_t indent = std::min(line.find_first_not_of(' '), line.size());
+        while (line.size() > width) {
+            std::size_t space = line.rfind(' ', width);
+            if (space == std::string::npos || space <= indent) {
+                space = line.find(' ', std::max(width, indent));
+            }
+            if (space == std::string::npos) {
+                break;
+            }
+            result += line.substr(0, space) + '\n';
+            line = std::string(indent, ' ') + line.substr(space + 1);
+        }
+        result += line;
+        result += more ? "\n" : "";
+    }
+    return result;
+}
+
+std::string listText(const std::vector<std::string>& entries) {
+    std::string list;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        list += i == 0 ? "" : i + 1 == entries.size() ? " or " : ", ";
+        list += entries[i];
+    }
+    return list;
+}
+
+std::string nearest(std::string_view word, const std::vector<std::string>& candidates) {
+    std::string best;
+    // At most one letter in three may differ.
+    std::size_t bestDistance = word.size() / 3 + 1;
+    for (const std::string& candidate : candidates) {
+        const std::size_t distance = editDistance(lowerCase(word), candidate);
+        if (distance < bestDistance) {
+            bestDistance = distance;
+            best = candidate;
+        }
+    }
+    return best;
 }
 
 std::string codeText(std::int32_t code) {

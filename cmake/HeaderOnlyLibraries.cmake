@@ -1,4 +1,4 @@
-# CLI11 and nlohmann_json for another platform than the building machine's. Headers are the same everywhere, but the
+# CLI11, fmt and nlohmann_json for another platform than the building machine's. Headers are the same everywhere, but the
 # folder they lie in has headers of the machine's own system as well: each library gets a folder of its own.
 function(quorvel_header_only target header)
   get_filename_component(folder "${header}" DIRECTORY)
@@ -12,4 +12,6 @@ function(quorvel_header_only target header)
 endfunction()
 
 quorvel_header_only(CLI11::CLI11 CLI/CLI.hpp)
+quorvel_header_only(fmt::fmt fmt/format.h)
+target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
 quorvel_header_only(nlohmann_json::nlohmann_json nlohmann/json.hpp)
