@@ -65,7 +65,12 @@ std::vector<std::string> ProgramTest::filesLeft() const {
 }
 
 Outcome ProgramTest::run(std::vector<std::string> arguments, const std::function<void()>& prepare) const {
-    arguments.insert(arguments.begin(), QUORVEL_PROGRAM);
+    return runFile(QUORVEL_PROGRAM, std::move(arguments), prepare);
+}
+
+Outcome ProgramTest::runFile(const std::string& program, std::vector<std::string> arguments,
+                             const std::function<void()>& prepare) const {
+    arguments.insert(arguments.begin(), program);
     std::vector<char*> pointers;
     for (std::string& argument : arguments) {
         pointers.push_back(argument.data());

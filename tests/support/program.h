@@ -47,7 +47,11 @@ protected:
     /// The names of all files in the test's folder, sorted.
     std::vector<std::string> filesLeft() const;
 
-    /// Runs the built program; `prepare` is called in the new process before the program starts.
+    /// Runs any program; `prepare` is called in the new process before the program starts.
+    Outcome runFile(
+        const std::string& program, std::vector<std::string> arguments,
+        const std::function<void()>& prepare = [] {}) const;
+    /// Runs the program that was built.
     Outcome run(
         std::vector<std::string> arguments, const std::function<void()>& prepare = [] {}) const;
     /// quorvel render INPUT -o OUTPUT MORE...
