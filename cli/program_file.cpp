@@ -56,7 +56,7 @@ fs::path programFile() {
         return file;
     }
     // Without /proc the kernel still tells the name under which it started the program.
-    const auto* started = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+    const auto* started = reinterpret_cast<const char*>(getauxval(AT_EXECFN));  // NOLINT(performance-no-int-to-ptr)
     if (started != nullptr) {
         file = fs::canonical(started, error);
     }
@@ -69,9 +69,6 @@ fs::path programFile() {
 std::vector<std::string> programArguments(int count, char** arguments) {
     return {arguments + 1, arguments + count};
 }
-
-Utf8Console::Utf8Console() = default;
-Utf8Console::~Utf8Console() = default;
 
 #endif
 

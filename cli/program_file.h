@@ -29,13 +29,19 @@ std::filesystem::path pathFrom(const std::string& argument);
 /// Lets a Windows console show UTF-8 while it lives; elsewhere terminals do so anyway.
 class Utf8Console {
 public:
+#if defined(_WIN32)
     Utf8Console();
     ~Utf8Console();
+#else
+    Utf8Console() {}  // not trivial, so that nobody takes an object of it for unused
+#endif
     Utf8Console(const Utf8Console&) = delete;
     Utf8Console& operator=(const Utf8Console&) = delete;
 
+#if defined(_WIN32)
 private:
     unsigned codePageBefore_ = 0;
+#endif
 };
 
 }  // namespace quorvel::cli
