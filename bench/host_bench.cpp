@@ -15,7 +15,8 @@
 #include <vector>
 
 #include "bench/pictures.h"
-#include "cli/picture_file.h"
+#include "cli/pictures/read.h"
+#include "cli/pictures/write.h"
 #include "host/host.h"
 #include "host/instance.h"
 

@@ -9,7 +9,7 @@
 #include <random>
 #include <tuple>
 
-#include "cli/picture_file.h"
+#include "cli/pictures/read.h"
 #include "effect/depth.h"
 #include "effect/pixels.h"
 
@@ -50,7 +50,7 @@ void paint(host::World& world, Content content) {
     const bool isPhotograph = content == Content::Photograph || content == Content::OtherPhotograph;
     Photograph& photograph = photographOf(content);
     if (isPhotograph && !photograph.world) {
-        photograph.world = std::move(cli::readPicture(photograph.file, {host::Depth::Float32, 1}).world);
+        photograph.world = std::move(cli::readPicture(photograph.file, {.depth = host::Depth::Float32}).world);
     }
     for (int y = 0; y < world.height(); ++y) {
         T* pixel = world.channels<T>(y);

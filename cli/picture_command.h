@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/effect_options.h"
-#include "cli/picture_file.h"
+#include "cli/pictures/write.h"
 
 namespace CLI {
 class App;
@@ -21,6 +21,8 @@ public:
     void addTo(CLI::App& command, const std::vector<std::string>& arguments);
 
     const EffectOptions& effect() const { return effect_; }
+    /// As the user wrote it.
+    const std::string& output() const { return output_; }
 
     /// Throws UsageError when no picture can be written under the name given, and Failure when the file cannot be
     /// written there. Nothing is touched: lets a command refuse before it works.

@@ -4,7 +4,8 @@
 #pragma once
 
 #include "cli/panel_drawing.h"
-#include "cli/picture_file.h"
+#include "cli/pictures/read.h"
+#include "cli/pictures/write.h"
 
 namespace quorvel::cli {
 
@@ -19,6 +20,8 @@ struct Pictures {
     decltype(&cli::writePictureToStandardOutput) writePictureToStandardOutput;
     decltype(&cli::isWritableFormat) isWritableFormat;
     decltype(&cli::writableFormats) writableFormats;
+    decltype(&cli::holdsFurtherChannels) holdsFurtherChannels;
+    decltype(&cli::checkCompression) checkCompression;
     decltype(&cli::drawPanel) drawPanel;
     decltype(&cli::pictureLibraryVersions) libraryVersions;
 };

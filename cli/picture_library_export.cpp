@@ -15,8 +15,10 @@ std::string pictureLibraryVersions() {
 }
 
 extern "C" __attribute__((visibility("default"))) const Pictures* quorvelPictures() {
-    static constexpr Pictures functions{readPicture,      plainTraits,     writePicture, writePictureToStandardOutput,
-                                        isWritableFormat, writableFormats, drawPanel,    pictureLibraryVersions};
+    static constexpr Pictures functions{
+        readPicture,      plainTraits,           writePicture,         writePictureToStandardOutput,
+        isWritableFormat, writableFormats,       holdsFurtherChannels, checkCompression,
+        drawPanel,        pictureLibraryVersions};
     // Here, because the staged file that a signal removes is known to this copy of the code.
     removeStagedFilesOnSignals();
     return &functions;

@@ -43,6 +43,11 @@ struct Options {
     std::optional<host::Depth> depth;  ///< nothing: the input's own
     int downsample = 1;
     Point intensityOffset;
+    std::string part;
+    std::string layer;
+    bool storedOrientation = false;
+    std::string compression;
+    std::optional<int> quality;
 };
 
 Point parseOffset(const std::string& text) {
@@ -79,7 +84,8 @@ private:
 
 CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>& arguments) {
     CLI::App* command = program.add_subcommand("render", "Render a picture through the effect");
-    expectFile(command->add_option("INPUT", options_.input, "The picture: PNG, JPEG, TIFF, OpenEXR, DPX, ..."))
+    expectFile(command->add_option("INPUT", options_.input,
+                                   "The picture: PNG, JPEG, TIFF, OpenEXR, DPX, ...; - for the standard input"))
         ->required();
     shared_.addTo(*command, arguments);
     using host::Depth;
@@ -97,6 +103,22 @@ CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>
             "--intensity-offset", [this](const std::string& text) { options_.intensityOffset = parseOffset(text); },
             "Where the input lies in the intensity source, in full-resolution pixels (default 0,0)")
         ->type_name("X,Y");
+    command->add_option("--part", options_.part, "The page, frame or OpenEXR part to render (default: the first)")
+        ->type_name("N|NAME");
+    command
+        ->add_option("--layer", options_.layer,
+                     "The OpenEXR layer to render: its channels NAME.R, NAME.G, NAME.B and NAME.A")
+        ->type_name("NAME");
+    command->add_flag("--stored-orientation", options_.storedOrientation,
+                      "Leave pixels and orientation tag as stored instead of turning the picture upright");
+    command
+        ->add_option("--compression", options_.compression,
+                     "PNG: 0 to 9. TIFF: none, lzw, packbits or zip. OpenEXR: none, rle, zip, zips, piz, pxr24, b44, "
+                     "b44a, dwaa or dwab. WebP: lossy or lossless")
+        ->type_name("NAME|LEVEL");
+    expectWholeNumber(command->add_option("--quality", options_.quality, "JPEG and WebP: 1 to 100 (default 95)"), 1,
+                      100)
+        ->type_name("N");
     command->footer(kExamples);
     return command;
 }
@@ -105,13 +127,27 @@ void RenderCommand::run() const {
     host::Host& host = shared_.effect().host();
     host::ParameterValues values = shared_.effect().parameters().values();
     shared_.checkOutput();
+    WriteSettings settings;
+    settings.fullPrecision = options_.depth.has_value();
+    settings.compression = options_.compression;
+    settings.quality = options_.quality;
+    pictures().checkCompression(shared_.output(), settings);
 
     const int downsample = options_.downsample;
-    Picture picture = pictures().readPicture(options_.input, {options_.depth, downsample});
+    ReadSettings reading;
+    reading.depth = options_.depth;
+    reading.downsample = downsample;
+    reading.storedOrientation = options_.storedOrientation;
+    ReadSettings readingInput = reading;
+    readingInput.part = options_.part;
+    readingInput.layer = options_.layer;
+    readingInput.keepFurtherChannels = pictures().holdsFurtherChannels(shared_.output());
+    Picture picture = pictures().readPicture(options_.input, readingInput);
+    reading.depth = picture.world.depth();
     std::vector<std::string> notes = picture.notes;
     std::list<Picture> layers;
     for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
-        const Picture& layer = layers.emplace_back(pictures().readPicture(file, {picture.world.depth(), downsample}));
+        const Picture& layer = layers.emplace_back(pictures().readPicture(file, reading));
         notes.insert(notes.end(), layer.notes.begin(), layer.notes.end());
         values.setLayer(id, &layer.world);
     }
@@ -127,9 +163,7 @@ void RenderCommand::run() const {
     request.downsampleX = request.downsampleY = {1, static_cast<A_u_long>(downsample)};
     withInstance(host, [&](host::Instance& instance) { require(instance.render(request), "render", host); });
 
-    WriteSettings settings;
     settings.alpha = picture.hasAlpha || worksOnAlpha(host, values);
-    settings.fullPrecision = options_.depth.has_value();
     shared_.write(output, *picture.traits, settings, std::move(notes));
 }
 

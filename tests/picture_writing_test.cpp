@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+// What is in the files that the program writes: pixels of every format and compression, metadata, and notes on what a
+// format cannot hold.
+#include <OpenImageIO/imageio.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+
+#include "cli/exit_status.h"
+#include "tests/support/program.h"
+
+namespace quorvel::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace test;
+using OIIO::ImageSpec;
+using OIIO::TypeDesc;
+
+class PictureWriting : public ProgramTest {
+protected:
+    /// Renders with settings that leave every pixel as it is.
+    Outcome copy(const std::string& input, const std::string& output, std::vector<std::string> more = {}) {
+        more.insert(more.end(), {"--mosaic-intensity", "0", "--max-iterations", "1"});
+        return render(input, path(output), std::move(more));
+    }
+    std::string noteOf(const std::string& file, const std::string& words) {
+        return std::string("quorvel: note: ").append(path(file)).append(": ").append(words).append("\n");
+    }
+};
+
+/// Neither flat nor noise, and different in every strip.
+float hilly(int x, int y, int channel) {
+    const double wave = std::sin(x * 0.05 + channel) * std::cos(y * 0.03) * 0.4 + 0.5;
+    return static_cast<float>(wave + ((x * 7 + y * 13) % 11) * 0.004);
+}
+
+TEST_F(PictureWriting, LargePicturesReturnFromEveryLosslessCompression) {
+    const std::vector<std::pair<std::string, std::string>> everything{
+        {"o.png", ""},     {"o.png", "0"},     {"o.png", "1"},     {"o.png", "9"},     {"o.tif", ""},
+        {"o.tif", "none"}, {"o.tif", "lzw"},   {"o.tif", "zip:1"}, {"o.tif", "zip:9"}, {"o.tif", "packbits"},
+        {"o.exr", "zip"},  {"o.exr", "zip:9"}, {"o.exr", "piz"},   {"o.exr", "none"},  {"o.webp", "lossless"},
+        {"o.tga", ""},     {"o.bmp", ""},      {"o.ppm", ""},      {"o.dpx", ""},      {"o.jp2", ""},
+    };
+    for (const TypeDesc type : {TypeDesc::UINT8, TypeDesc::UINT16, TypeDesc::FLOAT}) {
+        for (const int channels : {3, 4}) {
+            // More rows than a strip has in any of the formats, and a last strip that is not full.
+            const std::string input = draw("in.tif", ImageSpec(401, 1501, channels, type), hilly);
+            std::vector<float> expected = loadPicture(input).values;
+            for (const auto& [output, compression] : everything) {
+                const std::string ending = fs::path(output).extension().string();
+                const bool holds = type == TypeDesc::UINT8    ? ending != ".exr"
+                                   : type == TypeDesc::UINT16 ? ending == ".png" || ending == ".tif"
+                                                              : ending == ".tif" || ending == ".exr";
+                const bool holdsAlpha = (compression.empty() && ending != ".ppm") || ending == ".webp";
+                if (!holds || (channels == 4 && !holdsAlpha)) {
+                    continue;
+                }
+                std::vector<std::string> more;
+                if (!compression.empty()) {
+                    more = {"--compression", compression};
+                }
+                const Outcome outcome = copy(input, output, more);
+                ASSERT_EQ(outcome.status, 0) << output << outcome.err;
+                if (output == "o.webp") {
+                    ASSERT_EQ(copy(path(output), "o.png").status, 0);
+                }
+                const PictureData written = loadPicture(path(output == "o.webp" ? "o.png" : output));
+                ASSERT_EQ(written.values.size(), expected.size()) << output;
+                // Not every 16-bit value of a file is one of the host's.
+                const float tolerance = type == TypeDesc::UINT16 ? 1.01f / 65535.0f : 0.0f;
+                const auto wrong =
+                    std::mismatch(expected.begin(), expected.end(), written.values.begin(),
+                                  [&](float one, float other) { return std::abs(one - other) <= tolerance; });
+                EXPECT_EQ(wrong.first - expected.begin(), static_cast<std::ptrdiff_t>(expected.size()))
+                    << type.c_str() << " " << output << " " << compression << ": the first that differs";
+            }
+        }
+    }
+}
+
+TEST_F(PictureWriting, JpegStripsDecodeAsOneEncoderWouldHaveMadeThem) {
+    for (const std::string chroma : {"4:2:0", "4:4:4", "4:2:2"}) {
+        ImageSpec spec(701, 903, 3, TypeDesc::UINT8);
+        spec.attribute("jpeg:subsampling", chroma);
+        spec.attribute("compression", "jpeg:100");
+        const std::string input = draw("in.jpg", spec, hilly);
+        ASSERT_EQ(copy(input, "out.jpg", {"--quality", "80"}).status, 0);
+        PictureData whole = loadPicture(input);
+        spec.attribute("compression", "jpeg:80");
+        const auto output = OIIO::ImageOutput::create("x.jpg");
+        ASSERT_TRUE(output->open(path("expected.jpg"), spec) &&
+                    output->write_image(TypeDesc::FLOAT, whole.values.data()) && output->close());
+        const PictureData written = loadPicture(path("out.jpg"));
+        EXPECT_EQ(written.values, loadPicture(path("expected.jpg")).values) << chroma;
+        EXPECT_EQ(written.spec.get_string_attribute("jpeg:subsampling"), chroma);
+    }
+}
+
+TEST_F(PictureWriting, CompressionAndQualityChangeTheSizeAndAreChecked) {
+    const std::string input = draw("in.png", ImageSpec(300, 200, 3, TypeDesc::UINT8), hilly);
+    const auto size = [&](const std::string& output, std::vector<std::string> more) {
+        EXPECT_EQ(copy(input, output, std::move(more)).status, 0);
+        return fs::file_size(path(output));
+    };
+    EXPECT_GT(size("o.png", {"--compression", "0"}), 300u * 200 * 3);
+    EXPECT_LT(size("o.png", {"--compression", "9"}), size("o.png", {"--compression", "1"}));
+    EXPECT_LT(size("o.tif", {"--compression", "zip:9"}), size("o.tif", {"--compression", "zip:1"}));
+    EXPECT_GT(size("o.tif", {"--compression", "none"}), 300u * 200 * 3);
+    EXPECT_LT(size("o.exr", {"--compression", "DWAA"}), size("o.exr", {"--compression", "none"}));
+    EXPECT_LT(size("o.jpg", {"--quality", "40"}), size("o.jpg", {}));
+    EXPECT_EQ(size("o.jpg", {"--quality", "95"}), size("o.jpg", {}));
+    EXPECT_LT(size("o.webp", {"--quality", "40"}), size("o.webp", {"--quality", "95"}));
+    EXPECT_LT(size("o.webp", {}), size("o.webp", {"--compression", "lossless"}));
+    const auto refused = [&](const std::string& output, std::vector<std::string> more, const std::string& words) {
+        expectFailure(copy(input, output, std::move(more)), kExitUsage, words);
+    };
+    refused("o.png", {"--compression", "10"}, "--compression 10: ");
+    refused("o.png", {"--compression", "zip"}, "0 to 9 for PNG");
+    refused("o.tif", {"--compression", "zip:10"}, "none, lzw, packbits or zip, zip also as zip:1 to zip:9 for TIFF");
+    refused("o.bmp", {"--compression", "none"}, "--compression: BMP has no choice of it");
+    refused("o.png", {"--quality", "50"}, "--quality: PNG has none");
+    refused("o.jpg", {"--quality", "101"}, "--quality 101: ");
+    refused("o.webp", {"--quality", "50", "--compression", "lossless"}, "--quality: lossless compression has none");
+}
+
+TEST_F(PictureWriting, StandardOutputGetsTheSamePng) {
+    const std::string input = drawUsual("in.png", TypeDesc::UINT16);
+    ASSERT_EQ(render(input, path("out.png")).status, 0);
+    const Outcome outcome = render(input, "-");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_TRUE(outcome.out == contents(path("out.png")));
+}
+
+// ---- Metadata ----
+
+TEST_F(PictureWriting, WhatAFileHasBesidesItsPixelsIsKeptOrNamed) {
+    ImageSpec print;
+    print.attribute("XResolution", 300.0f);
+    print.attribute("YResolution", 150.0f);
+    print.attribute("ResolutionUnit", "in");
+    print.attribute("Orientation", 6);
+    print.attribute("Make", "Camera works");
+    print.attribute("FNumber", 2.5f);
+    print.attribute("Exif:PixelXDimension", 40);
+    const std::vector<unsigned char> profile(300, 7);
+    print.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, 300), profile.data());
+    const std::string photo = drawUsual("photo.jpg", TypeDesc::UINT8, 3, print);
+    for (const std::string output : {"o.jpg", "o.tif"}) {
+        const Outcome outcome = render(photo, path(output));
+        EXPECT_EQ(outcome.err, "");
+        const ImageSpec spec = loadPicture(path(output)).spec;
+        EXPECT_EQ(spec.get_float_attribute("XResolution"), 150.0f) << output << ": turned with the picture";
+        EXPECT_EQ(spec.get_float_attribute("YResolution"), 300.0f) << output;
+        EXPECT_EQ(spec.get_int_attribute("Orientation"), 1) << output;
+        EXPECT_EQ(spec.get_string_attribute("Make"), "Camera works") << output;
+        EXPECT_EQ(spec.get_float_attribute("FNumber"), 2.5f) << output;
+        EXPECT_EQ(spec.get_int_attribute("Exif:PixelXDimension"), 30) << output;
+        const auto* kept = spec.find_attribute("ICCProfile");
+        ASSERT_NE(kept, nullptr) << output;
+        ASSERT_EQ(kept->type().size(), 300u);
+        EXPECT_TRUE(std::equal(profile.begin(), profile.end(), static_cast<const unsigned char*>(kept->data())));
+    }
+    EXPECT_EQ(render(photo, path("o.png")).err, noteOf("o.png", "the ICC profile is invalid; written without it"));
+    const ImageSpec png = loadPicture(path("o.png")).spec;
+    EXPECT_EQ(png.get_float_attribute("FNumber"), 2.5f);
+    EXPECT_EQ(png.get_string_attribute("Make"), "Camera works");
+    const std::string noProfile = " holds no ICC profile; written without it";
+    const std::string noExif = " holds no Exif data; written without it";
+    EXPECT_EQ(render(photo, path("o.exr")).err, noteOf("o.exr", "OpenEXR" + noProfile));
+    const std::vector<std::pair<std::string, std::string>> others{{"o.bmp", "BMP"}, {"o.tga", "TGA"}, {"o.ppm", "PNM"}};
+    for (const auto& [file, title] : others) {
+        EXPECT_EQ(render(photo, path(file)).err, noteOf(file, title + noProfile) + noteOf(file, title + noExif));
+    }
+    // WebP keeps all of it: seen in what the program carries on from there.
+    EXPECT_EQ(render(photo, path("o.webp"), {"--stored-orientation"}).err, "");
+    EXPECT_EQ(render(path("o.webp"), path("again.tif"), {"--stored-orientation"}).err, "");
+    const ImageSpec again = loadPicture(path("again.tif")).spec;
+    EXPECT_EQ(again.get_int_attribute("Orientation"), 6);
+    EXPECT_EQ(again.get_float_attribute("FNumber"), 2.5f);
+    EXPECT_NE(again.find_attribute("ICCProfile"), nullptr);
+}
+
+TEST_F(PictureWriting, NothingIsLostWhenTheDiskIsNearlyFull) {
+    ImageSpec camera;
+    camera.attribute("FNumber", 2.5f);
+    const std::string photo = drawUsual("photo.jpg", TypeDesc::UINT8, 3, camera);
+    for (const std::string compression : {"zip", "none"}) {
+        ASSERT_EQ(render(photo, path("whole.tif"), {"--compression", compression}).status, 0);
+        const rlim_t size = fs::file_size(path("whole.tif"));
+        for (const rlim_t less : {size / 2, size / 4, rlim_t{1}, rlim_t{60}, rlim_t{200}}) {
+            const rlimit limit{size - less, size - less};
+            const Outcome outcome = run({"render", photo, "-o", path("cut.tif"), "--compression", compression},
+                                        [&] { setrlimit(RLIMIT_FSIZE, &limit); });
+            EXPECT_EQ(outcome.status, kExitFailure) << compression << " " << less;
+            EXPECT_FALSE(fs::exists(path("cut.tif")));
+        }
+    }
+}
+
+// ---- What a format cannot hold ----
+
+TEST_F(PictureWriting, HdrGetsNoNegativeValues) {
+    const std::string input = draw("in.exr", ImageSpec(40, 20, 3, TypeDesc::FLOAT),
+                                   [](int x, int, int channel) { return channel == 0 && x < 20 ? -0.125f : 0.5f; });
+    EXPECT_EQ(copy(input, "out.hdr").err, noteOf("out.hdr", "HDR holds no values below 0; they were written as 0"));
+    const PictureData written = loadPicture(path("out.hdr"));
+    EXPECT_EQ(written.values[0], 0.0f);
+    EXPECT_EQ(written.values[1], 0.5f);
+    EXPECT_EQ(written.values[3 * 39], 0.5f);
+    EXPECT_EQ(copy(draw("high.exr", ImageSpec(40, 20, 3, TypeDesc::FLOAT), hilly), "out.hdr").err, "");
+}
+
+TEST_F(PictureWriting, SizesThatAWriterCannotHandleAreRefused) {
+    const auto refused = [&](const std::string& input, const std::string& output, const std::string& words) {
+        expectFailure(copy(input, output), kExitFailure, words);
+        EXPECT_FALSE(fs::exists(path(output)));
+    };
+    const auto grey = [](int, int, int) { return 0.5f; };
+    refused(draw("small.png", ImageSpec(40, 31, 3, TypeDesc::UINT8), grey), "o.jp2",
+            "JPEG 2000 files of less than 32 pixels in either direction are unsupported, and this has 40 x 31");
+    ASSERT_EQ(copy(draw("just.png", ImageSpec(32, 32, 3, TypeDesc::UINT8), hilly), "o.jp2").status, 0);
+    EXPECT_EQ(loadPicture(path("o.jp2")).values, loadPicture(path("just.png")).values);
+    refused(draw("huge.ppm", ImageSpec(4100, 4100, 3, TypeDesc::UINT8), grey), "o.gif",
+            "GIF files of more than 16.7 megapixels are unsupported, and this has 4100 x 4100");
+    refused(draw("wide.png", ImageSpec(16384, 2, 3, TypeDesc::UINT8), grey), "o.webp",
+            "WebP holds at most 16383 pixels");
+}
+
+TEST_F(PictureWriting, PgmIsGrey) {
+    const std::string grey = draw("grey.png", ImageSpec(5, 2, 1, TypeDesc::UINT8),
+                                  [](int x, int y, int) { return static_cast<float>(x + 10 * y) / 255.0f; });
+    ASSERT_EQ(copy(grey, "o.pgm").status, 0);
+    EXPECT_EQ(contents(path("o.pgm")), std::string("P5\n5 2\n255\n\0\1\2\3\4\x0A\x0B\x0C\x0D\x0E", 21));
+    ASSERT_EQ(copy(grey, "o.ppm", {"--downsample", "4", "--depth", "16"}).status, 0);
+    EXPECT_EQ(contents(path("o.ppm")), std::string("P6\n2 1\n65535\n\0\0\0\0\0\0\4\4\4\4\4\4", 25));
+    expectFailure(copy(drawUsual("colour.png", TypeDesc::UINT8, 3), "o.pgm"), kExitFailure,
+                  "o.pgm: cannot be written: PGM holds grey alone, and the picture has colour; use .ppm");
+    expectFailure(copy(grey, "o.pbm"), kExitUsage, "--output " + path("o.pbm"));
+}
+
+}  // namespace
+}  // namespace quorvel::cli
