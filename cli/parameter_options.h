@@ -22,8 +22,8 @@ public:
     /// Adds the options to the command. `declared` is borrowed for this object's life.
     void addTo(CLI::App& command, const std::vector<host::Parameter>& declared);
 
-    /// The declared defaults, replaced by what the command line gave. Layers are left alone. Throws UsageError naming
-    /// the option, the value and what was expected.
+    /// The declared defaults, replaced by what the command line gave. Layers keep their defaults. Throws UsageError
+    /// naming the option, the value and what was expected.
     host::ParameterValues values() const;
 
     /// A layer parameter that was given a picture file.

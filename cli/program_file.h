@@ -14,7 +14,7 @@ inline constexpr char kModuleName[] = "Quorvel.aex";
 inline constexpr char kModuleName[] = "Quorvel.so";
 #endif
 
-/// The running program's own file, links followed. Throws Failure when the system does not tell.
+/// The running program's own file, links followed. Throws Failure if the system cannot name it.
 std::filesystem::path programFile();
 
 /// A file that came with the program: beside it, or in ../lib/quorvel once installed.

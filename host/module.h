@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A loaded module, and what it says of itself.
+// A loaded module, and what it reports about itself.
 #pragma once
 
 #include <filesystem>

@@ -211,31 +211,31 @@ Calls stoppedCalls(const Calls& made) {
 class Protocol : public testing::Test {
 protected:
     /// Sends the stage's command, recording its calls; the stages before it are sent first, unharmed.
-    host::CommandResult play(Stage stage, SmallFrame& frame, auto harm) {
-        Host& player = stage == Stage::PlainRender ? premierePro : afterEffects;
-        Instance instance(player);
-        player.ledger().stopRecording();
+    host::CommandResult send(Stage stage, SmallFrame& frame, auto harm) {
+        Host& sender = stage == Stage::PlainRender ? premierePro : afterEffects;
+        Instance instance(sender);
+        sender.ledger().stopRecording();
         std::optional<host::PreRender> preRender;
         if (stage == Stage::SmartRender) {
             auto [result, outcome] = instance.preRender(frame.request);
             EXPECT_TRUE(result.ok());
             preRender.emplace(std::move(outcome));
         }
-        harm(player.faults());
-        player.ledger().startRecording();
+        harm(sender.faults());
+        sender.ledger().startRecording();
         const host::CommandResult result = stage == Stage::PreRender ? instance.preRender(frame.request).first
                                            : stage == Stage::SmartRender
                                                ? instance.smartRender(*preRender, frame.request)
                                                : instance.plainRender(frame.request);
-        calls = player.ledger().stopRecording();
-        player.faults().clear();
-        for (const host::OpenLoan& loan : player.ledger().open()) {
+        calls = sender.ledger().stopRecording();
+        sender.faults().clear();
+        for (const host::OpenLoan& loan : sender.ledger().open()) {
             EXPECT_NE(loan.kind, host::Loan::Suite) << loan.name << " was not released";
         }
         return result;
     }
-    host::CommandResult play(Stage stage, SmallFrame& frame) {
-        return play(stage, frame, [](host::Faults&) {});
+    host::CommandResult send(Stage stage, SmallFrame& frame) {
+        return send(stage, frame, [](host::Faults&) {});
     }
 
     Started afterEffects{Profile::afterEffects()};
@@ -246,7 +246,7 @@ protected:
 TEST_F(Protocol, CallsInOrder) {
     for (const Stage stage : {Stage::PreRender, Stage::SmartRender, Stage::PlainRender}) {
         SmallFrame frame(stage == Stage::PlainRender ? premierePro : afterEffects);
-        EXPECT_TRUE(play(stage, frame).ok());
+        EXPECT_TRUE(send(stage, frame).ok());
         EXPECT_EQ(calls, normalCalls(stage));
         EXPECT_EQ(frame.rendered(), stage != Stage::PreRender);
     }
@@ -285,7 +285,7 @@ TEST_F(Protocol, EveryRefusalEndsAsItShould) {
         const auto skip = std::count_if(normal.begin(), refused, [&](const auto& c) { return nameOf(c) == name; });
 
         SmallFrame frame(refusal.stage == Stage::PlainRender ? premierePro : afterEffects);
-        const host::CommandResult result = play(refusal.stage, frame, [&](host::Faults& faults) {
+        const host::CommandResult result = send(refusal.stage, frame, [&](host::Faults& faults) {
             faults.refuse(name, kRefused, static_cast<int>(skip), 1);
         });
         EXPECT_EQ(calls, refusal.then == Then::GoesOn ? normal : stoppedCalls(Calls(normal.begin(), refused + 1)));
@@ -301,14 +301,14 @@ TEST_F(Protocol, MissingPiecesEndQuietly) {
     SmallFrame frame(afterEffects);
     Calls nothingCheckedIn = normalCalls(Stage::SmartRender);
     nothingCheckedIn.erase(nothingCheckedIn.begin() + 4, nothingCheckedIn.end() - 1);
-    EXPECT_TRUE(play(Stage::SmartRender, frame, [](host::Faults& faults) {
+    EXPECT_TRUE(send(Stage::SmartRender, frame, [](host::Faults& faults) {
                     faults.answerNull("checkout_layer_pixels 0");
                 }).ok());
     EXPECT_EQ(calls, nothingCheckedIn);
-    EXPECT_TRUE(play(Stage::SmartRender, frame, [&](host::Faults&) { frame.request.output = nullptr; }).ok());
+    EXPECT_TRUE(send(Stage::SmartRender, frame, [&](host::Faults&) { frame.request.output = nullptr; }).ok());
     EXPECT_EQ(calls, nothingCheckedIn);
     frame.request.output = &frame.output;
-    EXPECT_EQ(play(Stage::SmartRender, frame,
+    EXPECT_EQ(send(Stage::SmartRender, frame,
                    [](host::Faults& faults) { faults.hideSuite("PF World Suite", host::Hidden::WithNull); })
                   .error,
               A_Err_MISSING_SUITE);
@@ -316,7 +316,7 @@ TEST_F(Protocol, MissingPiecesEndQuietly) {
 
     SmallFrame clip(premierePro);
     clip.request.input = nullptr;
-    EXPECT_TRUE(play(Stage::PlainRender, clip).ok());
+    EXPECT_TRUE(send(Stage::PlainRender, clip).ok());
     EXPECT_FALSE(clip.rendered());
 
     Instance instance(afterEffects);
@@ -335,7 +335,7 @@ TEST_F(Protocol, UnknownPixelFormatsAreAnErrorAndEverythingIsCheckedIn) {
         frame.request.pixelFormat = PF_PixelFormatCode("BGRA");
         // The first error wins over that of the input's check-in.
         EXPECT_EQ(
-            play(stage, frame, [](host::Faults& faults) { faults.refuse("checkin_layer_pixels", kRefused); }).error,
+            send(stage, frame, [](host::Faults& faults) { faults.refuse("checkin_layer_pixels", kRefused); }).error,
             PF_Err_UNRECOGNIZED_PARAM_TYPE);
         EXPECT_EQ(calls, normalCalls(stage));
         EXPECT_FALSE(frame.rendered());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A module that does what the test tells it to: every command is handed to the hook, when there is one.
-// Parts of it can be left out, to play modules that cannot be loaded.
+// A module that does what the test tells it to: it passes every command to the hook, if there is one.
+// Parts of it can be left out, to emulate modules that cannot be loaded.
 #include "sdk/pf_effect.h"
 
 namespace {

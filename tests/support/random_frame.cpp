@@ -278,7 +278,7 @@ private:
     static constexpr double kLowest = std::max(-kFull, double{std::numeric_limits<T>::lowest()});
     static constexpr double kHighest = std::min(2.0 * kFull, double{std::numeric_limits<T>::max()});
 
-    /// Flat squares under some noise, so that quadtrees stop at every depth.
+    /// Flat squares under some noise, so that quadtrees stop at every level.
     void paintTiles(PixelView<T> picture) {
         const std::int32_t tile = between(1, 14);
         const double noise = kFull * random_.oneOf({0.0, 0.02, 0.2, 1.0});

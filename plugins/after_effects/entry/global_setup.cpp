@@ -11,7 +11,8 @@ namespace quorvel {
 
 namespace {
 
-/// Registers the formats that the renderer takes. False when the host lacks a suite; what was taken is back then.
+/// Registers the pixel formats that the renderer supports. Returns false if the host lacks a suite. Every suite that
+/// was acquired is released again.
 bool registerPixelFormats(PF_InData* in_data) {
     const PF_ProgPtr effect = in_data->effect_ref;
     const ScopedSuite<PF_PixelFormatSuite> formats(in_data, kPFPixelFormatSuite, kPFPixelFormatSuiteVersion);

@@ -152,7 +152,7 @@ PF_Err render(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[], P
         reportMissingSuite(in_data, out_data);
     }
 
-    // A failed check-out leaves a layer without pixels; its error is the result, and the rest goes its way.
+    // After a failed check-out the layer has no pixels. Its error is the result, and the command continues.
     PF_ParamDef input{};
     PF_Err error = in_data->inter.checkout_param(in_data->effect_ref, 0, in_data->current_time, in_data->time_step,
                                                  in_data->time_scale, &input);

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// How the effect takes host suites and gives them back. Every owner here lives for one command.
+// How the effect acquires and releases host suites. Every owner here lives for one command.
 #pragma once
 
 #include "sdk/pf_effect.h"
 
 namespace quorvel {
 
-/// Takes suites on first use, keeps them, and releases them when destroyed.
+/// Acquires suites on first use, keeps them, and releases them when destroyed.
 /// Every accessor throws PF_Err_BAD_CALLBACK_PARAM (516) as an int when the host does not have the suite.
 class AEGP_SuiteHandler {
 public:
@@ -29,7 +29,7 @@ private:
     const PF_ParamUtilsSuite* paramUtilsSuite_ = nullptr;
 };
 
-/// Holds one suite, taken without a handler, for the length of a scope. False when the host does not have it.
+/// Acquires one suite for the length of a scope, without a handler. False if the host does not have the suite.
 template <typename Suite>
 class ScopedSuite {
 public:

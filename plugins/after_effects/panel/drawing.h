@@ -8,13 +8,13 @@
 
 namespace quorvel {
 
-/// One draw event's access to Drawbot, from taking the suites to giving them back. The first error is kept; later
-/// host calls are then left out, releases are not.
+/// One draw event's access to Drawbot: acquires the suites, draws, and releases the suites. After the first error,
+/// which is kept, only releases are still sent to the host.
 class Drawing {
 public:
-    /// Takes the suites, the context's drawing reference, its supplier and its surface.
+    /// Acquires the suites, and gets the context's drawing reference, its supplier and its surface.
     Drawing(PF_InData* in_data, PF_OutData* out_data, PF_EventExtra* extra);
-    /// Gives the suites back if finish() has not (an exception is on its way).
+    /// Releases the suites if finish() has not, because an exception was thrown.
     ~Drawing();
     Drawing(const Drawing&) = delete;
     Drawing& operator=(const Drawing&) = delete;
@@ -22,7 +22,7 @@ public:
     /// Puts width x height straight-alpha BGRA pixels at (left, top), 1:1. The host copies them.
     void drawImage(const std::uint8_t* pixels, int width, int height, A_long left, A_long top);
 
-    /// Gives the suites back, marks the event as handled when nothing went wrong, and returns the first error.
+    /// Releases the suites, marks the event as handled if there was no error, and returns the first error.
     [[nodiscard]] PF_Err finish();
 
 private:

@@ -69,7 +69,7 @@ PF_Err declareParameters(PF_InData* in_data) {
         if (error != PF_Err_NONE) {
             return error;
         }
-        addParam(static_cast<int>(parameter.id));  // not the record's id: the host had the record in hand
+        addParam(static_cast<int>(parameter.id));  // not the record's id: the host may have changed it
     }
     return PF_Err_NONE;
 }

@@ -29,10 +29,10 @@ static_assert(offsetof(Settings, mosaicIntensity) == 8 && offsetof(Settings, gri
 void LoadParamValues(PF_InData* in_data, PF_ParamDef* params[], PF_PreRenderExtra* extra, ParamValues* values);
 
 /// Smart render: checks out the pixels of the intensity layer; null when none is chosen. Throws host errors as int,
-/// storing what the host left all the same.
+/// after storing the world that the host returned.
 void LoadLayerParamsAE(PF_InData* in_data, PF_SmartRenderExtra* extra, ParamValues* values);
 
-/// Gives the intensity layer back; a null `extra` means the plain render.
+/// Checks the intensity layer in; a null `extra` means the plain render.
 PF_Err CleanupLayerParams(PF_InData* in_data, PF_ParamDef* params[], PF_SmartRenderExtra* extra, ParamValues* values);
 
 }  // namespace quorvel
