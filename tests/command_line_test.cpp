@@ -5,6 +5,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -165,10 +166,12 @@ TEST_F(CommandLine, ModulesThatFailAreNamed) {
                   kExitUsage, "--tile-count 8: expected 3 to 7");
     expectFailure(render(input, path("out.png"), {"--module", QUORVEL_REFUSING_MODULE, "--grid-width", "8"}),
                   kExitUsage, "--grid-width: unknown option");
-    const Outcome help = run({"render", "--help", "--module", path("none.so")});
+    Outcome help = run({"render", "--help", "--module", path("none.so")});
     EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.out.find("--no-clobber"), std::string::npos);
-    EXPECT_NE(help.out.find("no such module"), std::string::npos);
+    // Where the lines end depends on the folder's name.
+    std::replace(help.out.begin(), help.out.end(), '\n', ' ');
+    EXPECT_NE(help.out.find("none.so: no such module"), std::string::npos);
     EXPECT_NE(run({"render", "--help"}).out.find("--curve-phase-split"), std::string::npos);
 }
 
