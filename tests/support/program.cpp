@@ -47,12 +47,15 @@ PictureData loadPicture(const std::string& file) {
 void ProgramTest::SetUp() {
     std::string pattern = (fs::temp_directory_path() / "quorvel-test-XXXXXX").string();
     ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
+    folder_ = fs::path(pattern) / "work";
+    fs::create_directory(folder_);
 }
 
 void ProgramTest::TearDown() {
-    fs::permissions(folder_, fs::perms::owner_all);
-    fs::remove_all(folder_);
+    if (!folder_.empty()) {
+        fs::permissions(folder_, fs::perms::owner_all);
+        fs::remove_all(folder_.parent_path());
+    }
 }
 
 std::vector<std::string> ProgramTest::filesLeft() const {
@@ -76,9 +79,9 @@ Outcome ProgramTest::runFile(const std::string& program, std::vector<std::string
         pointers.push_back(argument.data());
     }
     pointers.push_back(nullptr);
-    // Outside the test's folder, so that a test can look at everything that the program left there.
-    const fs::path out = folder_.string() + ".out";
-    const fs::path err = folder_.string() + ".err";
+    // Beside the test's folder, so that a test can look at everything that the program left there.
+    const fs::path out = folder_.parent_path() / "out";
+    const fs::path err = folder_.parent_path() / "err";
     const pid_t child = fork();
     if (child == 0) {
         dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
