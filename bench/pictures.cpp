@@ -50,7 +50,9 @@ void paint(host::World& world, Content content) {
     const bool isPhotograph = content == Content::Photograph || content == Content::OtherPhotograph;
     Photograph& photograph = photographOf(content);
     if (isPhotograph && !photograph.world) {
-        photograph.world = std::move(cli::readPicture(photograph.file, {.depth = host::Depth::Float32}).world);
+        cli::ReadSettings settings;
+        settings.depth = host::Depth::Float32;
+        photograph.world = std::move(cli::readPicture(photograph.file, settings).world);
     }
     for (int y = 0; y < world.height(); ++y) {
         T* pixel = world.channels<T>(y);

@@ -113,13 +113,15 @@ std::vector<std::string> forParser(const std::vector<std::string>& arguments) {
 
 std::string unexpectedArgument(const CLI::App& program) {
     const auto commands = program.get_subcommands();
-    const CLI::App& where = commands.empty() ? program : *commands.front();
-    const std::string help = commands.empty() ? "quorvel --help" : "quorvel " + where.get_name() + " --help";
+    // What comes before the command is the program's.
+    const bool ofProgram = commands.empty() || !program.remaining().empty();
+    const CLI::App& where = ofProgram ? program : *commands.front();
+    const std::string help = ofProgram ? "quorvel --help" : "quorvel " + where.get_name() + " --help";
     const std::vector<std::string> rest = where.remaining();
     if (rest.empty()) {
         return {};
     }
-    if (commands.empty() && !isOption(rest.front())) {
+    if (ofProgram && !isOption(rest.front())) {
         return rest.front() + ": unknown command; " + hint(rest.front(), commandNames(program), help);
     }
     const auto option = std::find_if(rest.begin(), rest.end(), isOption);

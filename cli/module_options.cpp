@@ -46,7 +46,7 @@ void addHostOptions(CLI::App& command, ModuleOptions& options) {
             [&options](const std::string& text) {
                 options.apiVersion = parseVersion(text);
                 if (!options.apiVersion) {
-                    throw badValue("--api-version", text, "MAJOR.MINOR, such as 13.27");
+                    throw badValue("--api-version", text, "MAJOR.MINOR, each 0 to 32767, such as 13.27");
                 }
             },
             "The version of its effect API (default 13.27, premiere-pro 13.4)")

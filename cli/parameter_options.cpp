@@ -26,7 +26,9 @@ std::string typeName(ParameterKind kind) {
 
 std::string describe(const host::Parameter& parameter) {
     const std::string defaultValue = defaultText(parameter);
-    return expectedText(parameter) + (defaultValue.empty() ? "" : " (default " + defaultValue + ")");
+    const quorvel::Parameter* described = effectParameter(parameter);
+    return expectedText(parameter) + (defaultValue.empty() ? "" : " (default " + defaultValue + ")") +
+           (described != nullptr ? std::string(". ") + described->help : std::string());
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cli/parameter_text.h"
 
+#include <algorithm>
 #include <cmath>
-#include <map>
 
 #include "cli/text.h"
 
@@ -12,12 +12,6 @@ namespace {
 constexpr double kFixedOne = 65536.0;
 /// What 16.16 fixed point can hold.
 constexpr NumberRange kFixedRange{-32768.0, 32768.0 - 1.0 / kFixedOne};
-
-/// Options whose documented spelling is shorter than the parameter's own name.
-const std::map<std::string, std::string>& shortNames() {
-    static const std::map<std::string, std::string> names{{"maximum-iterations", "max-iterations"}};
-    return names;
-}
 
 double fromFixed(PF_Fixed value) {
     return value / kFixedOne;
@@ -69,6 +63,14 @@ std::string kindName(ParameterKind kind) {
     return "other";
 }
 
+const quorvel::Parameter* effectParameter(const host::Parameter& parameter) {
+    const auto all = quorvel::parameters();
+    const auto found = std::find_if(all.begin(), all.end(), [&](const quorvel::Parameter& one) {
+        return static_cast<A_long>(one.id) == parameter.id() && one.name == parameter.name();
+    });
+    return found != all.end() ? &*found : nullptr;
+}
+
 std::vector<std::string> optionNames(const host::Parameter& parameter) {
     const ParameterKind kind = kindOf(parameter);
     if (parameter.index == 0 || kind == ParameterKind::Control || kind == ParameterKind::Other) {
@@ -76,9 +78,9 @@ std::vector<std::string> optionNames(const host::Parameter& parameter) {
     }
     const std::string name = parameter.name();
     const std::string own = kebabCase(name.substr(0, name.find('(')));
-    const auto shorter = shortNames().find(own);
-    if (shorter != shortNames().end()) {
-        return {shorter->second, own};
+    const quorvel::Parameter* described = effectParameter(parameter);
+    if (described != nullptr && described->key != own) {
+        return {described->key, own};
     }
     return own.empty() ? std::vector<std::string>{} : std::vector<std::string>{own};
 }

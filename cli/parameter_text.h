@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "effect/parameters.h"
 #include "host/parameter.h"
 
 namespace quorvel::cli {
@@ -19,9 +20,12 @@ ParameterKind kindOf(const host::Parameter& parameter);
 std::string kindName(ParameterKind kind);
 
 /// The names of the options that set a parameter, the documented one first, without the leading hyphens; empty for
-/// one that is not set by a value (custom controls, the input layer). "Grid Width" is "grid-width"; what stands in
-/// parentheses is dropped.
+/// one that is not set by a value (custom controls, the input layer). "Grid Width" is "grid-width"; text in parentheses
+/// is left out. A parameter of this effect has the effect's own key as well, which comes first.
 std::vector<std::string> optionNames(const host::Parameter& parameter);
+
+/// The effect's own description of a parameter that a module declares; null for parameters of other effects.
+const quorvel::Parameter* effectParameter(const host::Parameter& parameter);
 
 /// The numbers a parameter may have; nothing when its kind has no declared range.
 struct NumberRange {

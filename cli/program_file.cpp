@@ -55,7 +55,7 @@ fs::path programFile() {
     if (!error) {
         return file;
     }
-    // Without /proc the kernel still tells the name under which it started the program.
+    // Without /proc the kernel still provides the name under which it started the program.
     const auto* started = reinterpret_cast<const char*>(getauxval(AT_EXECFN));  // NOLINT(performance-no-int-to-ptr)
     if (started != nullptr) {
         file = fs::canonical(started, error);

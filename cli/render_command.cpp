@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // quorvel render: one picture through the module.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <list>
 #include <memory>
 #include <optional>
@@ -13,6 +14,7 @@
 #include "cli/picture_command.h"
 #include "cli/picture_library.h"
 #include "cli/text.h"
+#include "effect/settings.h"
 #include "host/instance.h"
 
 namespace quorvel::cli {
@@ -63,12 +65,11 @@ Point parseOffset(const std::string& text) {
 
 /// Alpha is written when the input had it, or when it is what the effect works on.
 bool worksOnAlpha(const host::Host& host, const host::ParameterValues& values) {
-    const host::Parameter* channels = host.findParameter("Channels");
-    if (channels == nullptr || kindOf(*channels) != ParameterKind::Choice) {
-        return false;
-    }
-    const auto number = static_cast<std::size_t>(values.at(channels->index).u.pd.value);
-    return number >= 1 && number <= channels->choices.size() && lowerCase(channels->choices[number - 1]) == "alpha";
+    return std::any_of(host.parameters().begin(), host.parameters().end(), [&](const host::Parameter& parameter) {
+        const quorvel::Parameter* described = effectParameter(parameter);
+        return described != nullptr && described->id == ParameterId::Channels &&
+               values.at(parameter.index).u.pd.value == kAlpha + 1;
+    });
 }
 
 class RenderCommand {

@@ -30,7 +30,7 @@ add_library(quorvel_options INTERFACE)
 target_include_directories(quorvel_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(quorvel_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror
-  # Results are the same bits on every compiler and instruction set: no fused multiply-add behind our back.
+  # Results are the same bits on every compiler and instruction set: no fused multiply-add unless the source asks for it.
   -ffp-contract=off
   # And the same bytes in every folder that the sources are built in.
   $<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)

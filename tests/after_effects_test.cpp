@@ -100,8 +100,8 @@ TEST_F(BareHost, MissingSuitesAreReportedInTheCallersWords) {
     in.pica_basicP = nullptr;
     EXPECT_EQ(AEFX_AcquireSuite(&in, &out, "Any Suite", 3, "100 % missing", &suite), PF_Err_BAD_CALLBACK_PARAM);
     EXPECT_EQ(takeMessage(), "100 % missing") << "a text, not a format";
-    EXPECT_EQ(AEFX_ReleaseSuite(&in, &out, "Any Suite", 3, "Not given back."), PF_Err_BAD_CALLBACK_PARAM);
-    EXPECT_EQ(takeMessage(), "Not given back.");
+    EXPECT_EQ(AEFX_ReleaseSuite(&in, &out, "Any Suite", 3, "Not released."), PF_Err_BAD_CALLBACK_PARAM);
+    EXPECT_EQ(takeMessage(), "Not released.");
     EXPECT_EQ(AEFX_ReleaseSuite(&in, &out, "Any Suite", 3, nullptr), PF_Err_BAD_CALLBACK_PARAM);
     EXPECT_EQ(takeMessage(), "Not able to release AEFX Suite.");
 }

@@ -87,6 +87,8 @@ TEST_F(CommandLine, EmptyValuesAreRefusedAndMissingOnesBlamedOnTheirOption) {
 TEST_F(CommandLine, SlipsGetTheNearestNameAndTheRestTheHelp) {
     expectRefused({}, "no command given; see quorvel --help");
     expectRefused({"paint"}, "paint: unknown command; see quorvel --help");
+    expectRefused({"help", "params"}, "help: unknown command; see quorvel --help");
+    expectRefused({"help", "render"}, "help: unknown command; see quorvel --help");
     expectRefused({"rendr", "s.png", "-o", "o.png"}, "rendr: unknown command; did you mean render?");
     expectRefused({"apnel"}, "apnel: unknown command; did you mean panel?");
     expectRefused({"--versoin"}, "--versoin: unknown option; did you mean --version?");

@@ -24,7 +24,7 @@ struct DrawbotSuites {
 PF_Err AEFX_ReleaseSuite(PF_InData* in_data, PF_OutData* out_data, const char* name, int version,
                          const char* error_string);
 
-/// Takes the four Drawbot suites in order and stops at the first that is not there. A null `suites` is reported too
+/// Acquires the four Drawbot suites in order and stops at the first that is missing. A null `suites` is reported too
 /// (514). Whatever the result, AEFX_ReleaseDrawbotSuites has to follow.
 [[nodiscard]] PF_Err AEFX_AcquireDrawbotSuites(PF_InData* in_data, PF_OutData* out_data, DrawbotSuites* suites);
 PF_Err AEFX_ReleaseDrawbotSuites(PF_InData* in_data, PF_OutData* out_data);

@@ -23,8 +23,8 @@ enum ParamId : int {
     PARAM_CURVE_PHASE_SPLIT = static_cast<int>(ParameterId::CurvePhaseSplit),
 };
 
-/// Records that `id` has just been declared: it gets the next host index. A second declaration of the same id moves
-/// it one past the entries there are. Called at parameter set-up only, before any render.
+/// Records that `id` has just been declared: it gets the next host index. After a second declaration of the
+/// same id, its index is the number of known ids plus one. Called at parameter set-up only, before any render.
 void addParam(int id);
 
 /// The host index of `id`, one of ParamId. One that was never declared is entered with index 0 (the input layer) and

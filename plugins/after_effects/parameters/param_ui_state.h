@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// "Curve Phase Split (RGB)" means something only where colour channels have curves of their own; it is greyed out
+// "Curve Phase Split (RGB)" has an effect only if colour channels have curves of their own; it is greyed out
 // otherwise. All of this runs on the host's user-interface thread.
 #pragma once
 
@@ -7,8 +7,8 @@
 
 namespace quorvel {
 
-/// The panel is shown or a value has changed: brings the split control's enabled state in step with "Channels", in the
-/// host's own definition, and has the host redraw it when that changed anything.
+/// The panel is shown or a value has changed: enables or disables the split control to match "Channels", in the host's
+/// own definition, and has the host redraw it when that changed anything.
 /// Returns the host's error; throws 516 as an int when the host lacks the suite for it.
 PF_Err UIOnParamsUpdated(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[]);
 
