@@ -51,7 +51,7 @@ TEST_F(CommandLine, ValuesOutOfRangeAreRefusedWithWhatWasExpected) {
     refused({"--depth", "2"}, "--depth 2: expected 8, 16 or 32");
     refused({"--host", "cinema"}, "--host cinema: expected after-effects or premiere-pro");
     refused({"--host", "1"}, "--host 1: expected after-effects or premiere-pro");
-    refused({"--api-version", "13"}, "--api-version 13: expected MAJOR.MINOR, such as 13.27");
+    refused({"--api-version", "13"}, "--api-version 13: expected MAJOR.MINOR, each 0 to 32767, such as 13.27");
     refused({"--downsample", "0"}, "--downsample 0: expected a whole number, 1 to 99");
     refused({"--downsample", "2.5"}, "--downsample 2.5: expected a whole number, 1 to 99");
     refused({"--intensity-offset", "4"}, "--intensity-offset 4: expected X,Y in pixels, each -30000 to 30000");
@@ -71,7 +71,7 @@ TEST_F(CommandLine, EmptyValuesAreRefusedAndMissingOnesBlamedOnTheirOption) {
     refused({"--depth", ""}, "--depth '': expected 8, 16 or 32");
     refused({"--depth=", "--no-clobber"}, "--depth '': expected 8, 16 or 32");
     refused({"--grid-width="}, "--grid-width '': expected 1 to 32");
-    refused({"--api-version", ""}, "--api-version '': expected MAJOR.MINOR, such as 13.27");
+    refused({"--api-version", ""}, "--api-version '': expected MAJOR.MINOR, each 0 to 32767, such as 13.27");
     refused({"--intensity-offset", ""}, "--intensity-offset '': expected X,Y in pixels, each -30000 to 30000");
     refused({"--module", ""}, "--module '': expected a file name");
     refused({"--intensity-source", ""}, "--intensity-source '': expected a file name");
