@@ -35,6 +35,8 @@ target_compile_options(quorvel_options INTERFACE
   # And the same bytes in every folder that the sources are built in.
   $<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
 if(QUORVEL_SANITIZE)
+  # The sanitizers' checks make GCC take what is initialised, in the standard library too, for uninitialised.
+  target_compile_options(quorvel_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_compile_options(quorvel_options INTERFACE
     -fsanitize=${QUORVEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(quorvel_options INTERFACE -fsanitize=${QUORVEL_SANITIZE})

@@ -160,7 +160,7 @@ host::World readWorld(const Part& part, const ChannelMap& map, const Placement& 
 }
 
 FurtherChannels readFurtherChannels(const Part& part, const std::vector<int>& channels, const Placement& placement) {
-    const ImageSpec spec = part.spec();
+    const ImageSpec& spec = part.spec();
     FurtherChannels further;
     std::vector<std::size_t> offsets;
     for (const int channel : channels) {
@@ -179,10 +179,13 @@ FurtherChannels readFurtherChannels(const Part& part, const std::vector<int>& ch
     readRows(part, 0, spec.nchannels, TypeDesc::UNKNOWN, storedBytes, [&](int y, const std::byte* row) {
         const auto run = placement.run(y);
         for (int i = 0; run && i < run->count; ++i) {
-            const auto x = static_cast<std::size_t>(run->worldX + i * run->stepX);
-            const auto worldRow = static_cast<std::size_t>(run->worldY + i * run->stepY);
-            const std::byte* from = row + static_cast<std::size_t>(run->sourceX + i * run->sourceStep) * storedBytes;
-            std::byte* to = further.pixels.data() + (worldRow * width + x) * further.pixelBytes;
+            const int x = run->worldX + i * run->stepX;
+            const int worldRow = run->worldY + i * run->stepY;
+            const int sourceX = run->sourceX + i * run->sourceStep;
+            const std::byte* from = row + static_cast<std::size_t>(sourceX) * storedBytes;
+            std::byte* to =
+                further.pixels.data() +
+                (static_cast<std::size_t>(worldRow) * width + static_cast<std::size_t>(x)) * further.pixelBytes;
             for (std::size_t channel = 0; channel < offsets.size(); ++channel) {
                 to = std::copy_n(from + offsets[channel], further.types[channel].size(), to);
             }
