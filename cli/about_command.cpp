@@ -18,7 +18,7 @@
 namespace quorvel::cli {
 namespace {
 
-constexpr char kExamples[] =
+constexpr char kAboutExamples[] =
     "Examples:\n"
     "  quorvel about\n"
     "  quorvel about --host premiere-pro\n"
@@ -68,7 +68,7 @@ void addAboutCommand(CLI::App& program) {
     CLI::App* command = program.add_subcommand("about", "Print the effect's About text");
     addHostOptions(*command, *options);
     addModuleOption(*command, *options);
-    command->footer(kExamples);
+    command->footer(kAboutExamples);
     refuseOptionsAsValues(*command);
     command->callback([options] { run(*options); });
 }

@@ -12,7 +12,7 @@
 namespace quorvel::cli {
 namespace {
 
-constexpr char kExamples[] =
+constexpr char kCompletionExamples[] =
     "Examples:\n"
     "  eval \"$(quorvel completion bash)\"\n"
     "  quorvel completion zsh > ~/.zfunc/_quorvel\n"
@@ -189,7 +189,7 @@ void addCompletionCommand(CLI::App& program) {
                  std::vector<std::pair<std::string, Shell>>{{"bash", Shell::Bash}, {"zsh", Shell::Zsh}})
         ->type_name("SHELL")
         ->required();
-    command->footer(kExamples);
+    command->footer(kCompletionExamples);
     command->callback([shell] {
         CLI::App complete;
         defineCompletely(complete);

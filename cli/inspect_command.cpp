@@ -18,7 +18,7 @@
 namespace quorvel::cli {
 namespace {
 
-constexpr char kExamples[] =
+constexpr char kInspectExamples[] =
     "Examples:\n"
     "  quorvel inspect\n"
     "  quorvel inspect Quorvel.aex --json\n"
@@ -26,7 +26,7 @@ constexpr char kExamples[] =
     "A module of another platform is read, but not run.\n"
     "Exit status: 0 done, 1 failed or the module contradicts itself, 2 wrong command line.";
 
-struct Options {
+struct InspectOptions {
     bool json = false;
     ModuleOptions module;
 };
@@ -259,13 +259,13 @@ void printAsJson(const ModuleDescription& module) {
 }  // namespace
 
 void addInspectCommand(CLI::App& program) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<InspectOptions>();
     CLI::App* command = program.add_subcommand("inspect", "Show a module's identity, version, flags and entry points");
     expectFile(command->add_option("MODULE", options->module.module,
                                    "The module (default: the one that came with this program)"));
     command->add_flag("--json", options->json, "Print JSON, for programs");
     addHostOptions(*command, options->module);
-    command->footer(kExamples);
+    command->footer(kInspectExamples);
     refuseOptionsAsValues(*command);
     command->callback([options] {
         const ModuleDescription description = describeModule(options->module);

@@ -17,7 +17,7 @@
 namespace quorvel::cli {
 namespace {
 
-constexpr char kExamples[] =
+constexpr char kPanelExamples[] =
     "Examples:\n"
     "  quorvel panel -o panel.png\n"
     "  quorvel panel -o panel.png --channels rgb --curve sine-wave --scale 2\n"
@@ -26,7 +26,7 @@ constexpr char kExamples[] =
     "\n"
     "Exit status: 0 done, 1 failed (nothing was written), 2 wrong command line.";
 
-struct Options {
+struct PanelOptions {
     int scale = 1;
     bool graphOnly = false;
     bool bannerOnly = false;
@@ -69,7 +69,7 @@ private:
     /// Whether one control is drawn without the panel around it.
     bool alone() const { return options_.graphOnly || options_.bannerOnly; }
 
-    Options options_;
+    PanelOptions options_;
     PictureCommand shared_;
 };
 
@@ -84,7 +84,7 @@ CLI::App* PanelCommand::addTo(CLI::App& program, const std::vector<std::string>&
                       "Write just the curve graph as the effect draws it, with its alpha");
     command->add_flag("--banner-only", options_.bannerOnly, "Write just the banner, with its alpha");
     command->add_flag("--on-panel", options_.onPanel, "With one of these: draw it on the panel's grey and at --scale");
-    command->footer(kExamples);
+    command->footer(kPanelExamples);
     return command;
 }
 

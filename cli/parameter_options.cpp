@@ -24,7 +24,7 @@ std::string typeName(ParameterKind kind) {
     }
 }
 
-std::string describe(const host::Parameter& parameter) {
+std::string helpOf(const host::Parameter& parameter) {
     const std::string defaultValue = defaultText(parameter);
     const quorvel::Parameter* described = effectParameter(parameter);
     return expectedText(parameter) + (defaultValue.empty() ? "" : " (default " + defaultValue + ")") +
@@ -45,7 +45,7 @@ void ParameterOptions::addTo(CLI::App& command, const std::vector<host::Paramete
             spelled += (spelled.empty() ? "--" : ",--") + name;
         }
         Given& given = options_.emplace_back(Given{&parameter, "--" + names.front(), {}, nullptr});
-        given.option = command.add_option(spelled, given.text, describe(parameter))
+        given.option = command.add_option(spelled, given.text, helpOf(parameter))
                            ->type_name(typeName(kindOf(parameter)))
                            ->group("Parameters");
         if (kindOf(parameter) == ParameterKind::Layer) {

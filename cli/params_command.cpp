@@ -16,7 +16,7 @@
 namespace quorvel::cli {
 namespace {
 
-constexpr char kExamples[] =
+constexpr char kParamsExamples[] =
     "Examples:\n"
     "  quorvel params\n"
     "  quorvel params --host premiere-pro\n"
@@ -24,7 +24,7 @@ constexpr char kExamples[] =
     "\n"
     "Exit status: 0 done, 1 failed, 2 wrong command line.";
 
-struct Options {
+struct ParamsOptions {
     bool json = false;
     ModuleOptions module;
 };
@@ -83,7 +83,7 @@ nlohmann::ordered_json describe(const host::Parameter& parameter) {
     return entry;
 }
 
-void run(const Options& options) {
+void run(const ParamsOptions& options) {
     const auto host = startHost(options.module);
     if (!options.json) {
         printTable(host->parameters());
@@ -99,12 +99,12 @@ void run(const Options& options) {
 }  // namespace
 
 void addParamsCommand(CLI::App& program) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<ParamsOptions>();
     CLI::App* command = program.add_subcommand("params", "List the parameters that the module declares");
     command->add_flag("--json", options->json, "Print JSON, for programs");
     addHostOptions(*command, options->module);
     addModuleOption(*command, options->module);
-    command->footer(kExamples);
+    command->footer(kParamsExamples);
     refuseOptionsAsValues(*command);
     command->callback([options] { run(*options); });
 }

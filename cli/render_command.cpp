@@ -22,7 +22,7 @@ namespace {
 
 constexpr int kMaximumDownsample = 99;
 
-constexpr char kExamples[] =
+constexpr char kRenderExamples[] =
     "Examples:\n"
     "  quorvel render photo.jpg -o mosaic.png --mosaic-intensity 0.5\n"
     "  quorvel render photo.jpg -o coarse.png --grid-width 8 --grid-height 6\n"
@@ -40,7 +40,7 @@ struct Point {
     int y = 0;
 };
 
-struct Options {
+struct RenderOptions {
     std::string input;
     std::optional<host::Depth> depth;  ///< nothing: the input's own
     int downsample = 1;
@@ -79,7 +79,7 @@ public:
     void run() const;
 
 private:
-    Options options_;
+    RenderOptions options_;
     PictureCommand shared_;
 };
 
@@ -120,7 +120,7 @@ CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>
     expectWholeNumber(command->add_option("--quality", options_.quality, "JPEG and WebP: 1 to 100 (default 95)"), 1,
                       100)
         ->type_name("N");
-    command->footer(kExamples);
+    command->footer(kRenderExamples);
     return command;
 }
 

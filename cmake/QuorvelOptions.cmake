@@ -4,6 +4,7 @@ option(QUORVEL_PICTURES "Build what reads and writes pictures (needs OpenImageIO
 # AUTO builds what its library is installed for: the program alone needs neither.
 set(QUORVEL_BUILD_TESTS AUTO CACHE STRING "Build the tests (needs GoogleTest): ON, OFF or AUTO")
 set(QUORVEL_BUILD_BENCHMARKS AUTO CACHE STRING "Build the benchmarks (needs Google Benchmark): ON, OFF or AUTO")
+option(QUORVEL_JOIN_FILES "Compile several source files in one go, where reading library headers takes most of the time" ON)
 set(QUORVEL_SANITIZE "" CACHE STRING "Sanitizers, comma-separated: address,undefined or thread")
 
 # Turns AUTO into whether the package is found.
@@ -41,3 +42,9 @@ if(QUORVEL_SANITIZE)
     -fsanitize=${QUORVEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(quorvel_options INTERFACE -fsanitize=${QUORVEL_SANITIZE})
 endif()
+
+# Files of such a target are compiled together, so their names must differ even where they are local to a file. The
+# effect and its modules are never joined: their kernels are compiled for different processors.
+function(quorvel_join_files target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${QUORVEL_JOIN_FILES} UNITY_BUILD_BATCH_SIZE 8)
+endfunction()

@@ -22,7 +22,7 @@ namespace {
 using OIIO::TypeDesc;
 
 /// Rows are written in bands of about this many bytes: large enough to keep the compressing threads busy.
-constexpr std::size_t kBandBytes = std::size_t{32} << 20;
+constexpr std::size_t kWriteBandBytes = std::size_t{32} << 20;
 
 Bytes contentsOf(const Descriptor& file, const std::string& name) {
     const off_t size = ::lseek(file.number(), 0, SEEK_END);
@@ -102,7 +102,7 @@ void writeRows(LibraryWriter& writer, const EncodeRequest& request, bool& clampe
     const OIIO::ImageSpec spec = writer.output().spec();
     const std::size_t rowSamples = static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.nchannels);
     const int bandRows =
-        static_cast<int>(std::clamp<std::size_t>(kBandBytes / (rowSamples * sizeof(Sample)), 1, 65536));
+        static_cast<int>(std::clamp<std::size_t>(kWriteBandBytes / (rowSamples * sizeof(Sample)), 1, 65536));
     for (int top = 0; top < spec.height; top += bandRows) {
         const int end = std::min(top + bandRows, spec.height);
         std::vector<Sample> band(rowSamples * static_cast<std::size_t>(end - top));
@@ -129,7 +129,7 @@ void writeMixedRows(LibraryWriter& writer, const EncodeRequest& request) {
     const std::size_t pixelBytes = ownBytes + further.pixelBytes;
     std::vector<float> row(width * static_cast<std::size_t>(channels));
     std::vector<std::byte> own(width * ownBytes);
-    const int bandRows = static_cast<int>(std::clamp<std::size_t>(kBandBytes / (width * pixelBytes), 1, 65536));
+    const int bandRows = static_cast<int>(std::clamp<std::size_t>(kWriteBandBytes / (width * pixelBytes), 1, 65536));
     const int y0 = writer.output().spec().y;
     for (int top = 0; top < request.world.height(); top += bandRows) {
         const int end = std::min(top + bandRows, request.world.height());

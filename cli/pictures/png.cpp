@@ -19,8 +19,8 @@
 namespace quorvel::cli {
 namespace {
 
-constexpr std::size_t kStripBytes = std::size_t{1} << 20;
-constexpr int kDefaultLevel = 4;
+constexpr std::size_t kPngStripBytes = std::size_t{1} << 20;
+constexpr int kPngDefaultLevel = 4;
 constexpr std::size_t kSignatureBytes = 8;
 /// A chunk's length, name and checksum.
 constexpr std::size_t kLengthBytes = 4, kNameBytes = 4, kChecksumBytes = 4;
@@ -68,7 +68,7 @@ public:
           sampleBytes_(request.depth == host::Depth::Bits8 ? 1 : 2),
           pixelBytes_(sampleBytes_ * static_cast<std::size_t>(request.spec.nchannels)),
           rowBytes_(pixelBytes_ * static_cast<std::size_t>(request.world.width())),
-          stripRows_(static_cast<int>(std::clamp<std::size_t>(kStripBytes / rowBytes_, 1, 65536))),
+          stripRows_(static_cast<int>(std::clamp<std::size_t>(kPngStripBytes / rowBytes_, 1, 65536))),
           count_(static_cast<std::size_t>((request.world.height() + stripRows_ - 1) / stripRows_)) {}
 
     std::size_t count() const { return count_; }
@@ -115,7 +115,7 @@ Strip Strips::compressed(std::size_t index) const {
     Strip strip;
     strip.adler = libdeflate_adler32(1, filtered.data(), filtered.size());
     strip.filtered = filtered.size();
-    strip.chunk = Deflater(request_.compression.level.value_or(kDefaultLevel)).piece(filtered, index + 1 == count_);
+    strip.chunk = Deflater(request_.compression.level.value_or(kPngDefaultLevel)).piece(filtered, index + 1 == count_);
     return strip;
 }
 

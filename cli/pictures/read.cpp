@@ -24,7 +24,7 @@ using OIIO::ImageSpec;
 using OIIO::TypeDesc;
 
 /// Rows are read in bands of about this many bytes, so that no second whole picture is held.
-constexpr std::size_t kBandBytes = std::size_t{16} << 20;
+constexpr std::size_t kReadBandBytes = std::size_t{16} << 20;
 
 Depth depthOf(TypeDesc type) {
     switch (type.basetype) {
@@ -94,7 +94,7 @@ void readRows(const Part& part, int begin, int end, TypeDesc type, std::size_t p
     const ImageSpec spec = part.spec();
     OIIO::ImageInput& input = *part.source.input;
     const std::size_t rowBytes = static_cast<std::size_t>(spec.width) * pixelBytes;
-    const int fitting = static_cast<int>(std::clamp<std::size_t>(kBandBytes / rowBytes, 1, host::kMaximumDimension));
+    const int fitting = static_cast<int>(std::clamp<std::size_t>(kReadBandBytes / rowBytes, 1, host::kMaximumDimension));
     // Tiles are read in whole rows of tiles.
     const int tile = std::max(spec.tile_height, 1);
     const int bandRows = std::min(std::max(fitting / tile, 1) * tile, spec.height);

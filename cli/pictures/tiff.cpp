@@ -15,8 +15,8 @@
 namespace quorvel::cli {
 namespace {
 
-constexpr std::size_t kStripBytes = std::size_t{1} << 19;
-constexpr int kDefaultLevel = 5;
+constexpr std::size_t kTiffStripBytes = std::size_t{1} << 19;
+constexpr int kTiffDefaultLevel = 5;
 
 // ---- Strips ----
 
@@ -119,13 +119,13 @@ std::vector<unsigned char> encodeTiff(const EncodeRequest& request) {
     const host::World& world = request.world;
     const std::size_t rowBytes = static_cast<std::size_t>(world.width()) *
                                  static_cast<std::size_t>(request.spec.nchannels) * sampleType(request.depth).size();
-    const int stripRows = static_cast<int>(std::clamp<std::size_t>(kStripBytes / rowBytes, 1, 65536));
+    const int stripRows = static_cast<int>(std::clamp<std::size_t>(kTiffStripBytes / rowBytes, 1, 65536));
     std::vector<Bytes> strips(static_cast<std::size_t>((world.height() + stripRows - 1) / stripRows));
     inParallel(strips.size(), [&](std::size_t i) {
         const int top = static_cast<int>(i) * stripRows;
         const int end = std::min(top + stripRows, world.height());
         withTypeOf(request.depth, [&](auto tag) {
-            strips[i] = Deflater(request.compression.level.value_or(kDefaultLevel))
+            strips[i] = Deflater(request.compression.level.value_or(kTiffDefaultLevel))
                             .stream(packStrip<decltype(tag)>(request, top, end));
         });
     });
