@@ -31,10 +31,16 @@ std::optional<PF_SpecVersion> parseVersion(const std::string& text) {
     return version;
 }
 
+std::string versionText(const PF_SpecVersion& version) {
+    return fmt::format("{}.{}", version.major, version.minor);
+}
+
 }  // namespace
 
 void addHostOptions(CLI::App& command, ModuleOptions& options) {
     using host::Application;
+    const std::string newest = versionText(host::Profile::afterEffects().apiVersion);
+    const std::string premierePro = versionText(host::Profile::premierePro().apiVersion);
     expectChoice(command.add_option("--host", options.application, "The host to emulate (default after-effects)"),
                  std::vector<std::pair<std::string, Application>>{{"after-effects", Application::AfterEffects},
                                                                   {"premiere-pro", Application::PremierePro}})
@@ -43,13 +49,13 @@ void addHostOptions(CLI::App& command, ModuleOptions& options) {
     command
         .add_option_function<std::string>(
             "--api-version",
-            [&options](const std::string& text) {
+            [&options, newest](const std::string& text) {
                 options.apiVersion = parseVersion(text);
                 if (!options.apiVersion) {
-                    throw badValue("--api-version", text, "MAJOR.MINOR, each 0 to 32767, such as 13.27");
+                    throw badValue("--api-version", text, "MAJOR.MINOR, each 0 to 32767, such as " + newest);
                 }
             },
-            "The version of its effect API (default 13.27, premiere-pro 13.4)")
+            fmt::format("The version of its effect API (default {}, premiere-pro {})", newest, premierePro))
         ->type_name("MAJOR.MINOR")
         ->group("Host");
 }

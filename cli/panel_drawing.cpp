@@ -18,8 +18,8 @@ struct Colour {
     double red, green, blue;
 };
 
-constexpr Colour grey(int level) {
-    return {level / 255.0, level / 255.0, level / 255.0};
+constexpr Colour grey(int value) {
+    return {value / 255.0, value / 255.0, value / 255.0};
 }
 
 constexpr Colour kPanel = grey(kPanelGrey.red);

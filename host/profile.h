@@ -12,7 +12,8 @@ struct Profile {
     Application application = Application::AfterEffects;
     PF_SpecVersion apiVersion{13, 27};
 
-    static constexpr Profile afterEffects(A_short major = 13, A_short minor = 27) {
+    static constexpr Profile afterEffects() { return {}; }
+    static constexpr Profile afterEffects(A_short major, A_short minor) {
         return {Application::AfterEffects, {major, minor}};
     }
     static constexpr Profile premierePro(A_short major = 13, A_short minor = 4) {

@@ -193,9 +193,9 @@ protected:
         for (int i = 0; i < 50 * 50 * 4; ++i) {
             const int x = i / 4 % 50;
             const int y = i / 4 / 50;
-            if (pixels[static_cast<std::size_t>(i)] != expected.level(x, y)) {
+            if (pixels[static_cast<std::size_t>(i)] != expected.grey(x, y)) {
                 return "x " + std::to_string(x) + ", y " + std::to_string(y) + ", channel " + "BGRA"[i % 4] +
-                       ": expected " + std::to_string(expected.level(x, y)) + ", got " +
+                       ": expected " + std::to_string(expected.grey(x, y)) + ", got " +
                        std::to_string(pixels[static_cast<std::size_t>(i)]);
             }
         }

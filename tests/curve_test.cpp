@@ -159,9 +159,9 @@ TYPED_TEST(CurveTables, EqualTheModelInEveryView) {
         const int plus = model::angleToSamples(values.curvePhaseSplit, n);
         const int minus = model::angleToSamples(-std::int64_t{values.curvePhaseSplit}, n);
         for (int i = 0; i < n; ++i) {
-            ASSERT_EQ(table.base()[i], curve.at(i, 0)) << "round " << round << " level " << i;
-            ASSERT_EQ(table.plus()[i], curve.at(i, plus)) << "round " << round << " level " << i;
-            ASSERT_EQ(table.minus()[i], curve.at(i, minus)) << "round " << round << " level " << i;
+            ASSERT_EQ(table.base()[i], curve.at(i, 0)) << "round " << round << " sample " << i;
+            ASSERT_EQ(table.plus()[i], curve.at(i, plus)) << "round " << round << " sample " << i;
+            ASSERT_EQ(table.minus()[i], curve.at(i, minus)) << "round " << round << " sample " << i;
         }
     }
 }

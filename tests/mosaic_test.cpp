@@ -59,9 +59,9 @@ TEST(Block, WorkedExamples) {
     check<Depth8>(
         kRed, kChannelR,
         {
-            {"depth 0 copies", 2, 1.0, {10, 11}, {10, 11}, 0},
-            {"depth -1 leaves it to the threshold: fill", 2, 0.5, {10, 12}, {11, 11}, -1},
-            {"depth -1 leaves it to the threshold: copy", 2, 0.0, {10, 12}, {10, 12}, -1},
+            {"0 iterations copy", 2, 1.0, {10, 11}, {10, 11}, 0},
+            {"-1 iterations leave it to the threshold: fill", 2, 0.5, {10, 12}, {11, 11}, -1},
+            {"-1 iterations leave it to the threshold: copy", 2, 0.0, {10, 12}, {10, 12}, -1},
             {"on the threshold nothing splits", 3, 0.2, {0, 51, 0, 0, 0, 0, 0, 0, 0}, std::vector<double>(9, 5)},
             {"3x3 splits into 1x1, 2x1, 1x2 and 2x2", 3, 0.1, busy, {0, 102, 102, 50, 9, 20, 50, 31, 42}},
             {"the deepest level is never averaged", 3, 0.1, busy, busy, 1},
@@ -75,7 +75,7 @@ TEST(Block, WorkedExamples) {
         });
     check<Depth16>(kAlpha, kChannelA,
                    {
-                       {"past the last level comes the first of the next turn", 2, 0.5, {0, 32777}, {16388, 16388}},
+                       {"past the last sample comes the first of the next turn", 2, 0.5, {0, 32777}, {16388, 16388}},
                        {"and so on up to the last but two", 2, 0.5, {0, 65535}, {0, 65535}},
                    });
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -83,7 +83,7 @@ TEST(Block, WorkedExamples) {
                       {
                           {"contrast is clamped, averages are not", 2, 1.0, {1.5, -0.5}, {0.5, 0.5}},
                           {"a NaN has no contrast but spoils the average", 2, 0.1, {nan, 0.5}, {nan, nan}},
-                          {"nothing but NaN is level 0", 2, 0.0, {nan, nan}, {nan, nan}},
+                          {"nothing but NaN has sample 0", 2, 0.0, {nan, nan}, {nan, nan}},
                       });
 }
 

@@ -69,7 +69,7 @@ TEST_F(PanelCommand, PanelShowsTheEffectsOwnPixels) {
     const model::Graph model({.channels = 1, .curve = 3, .phase = -30 * 65536, .smoothness = 2.5, .split = 60 * 65536});
     ASSERT_EQ(graph.values.size(), 50u * 50u * 4u);
     for (int i = 0; i < 50 * 50 * 4; ++i) {
-        ASSERT_EQ(std::lround(graph.values[static_cast<std::size_t>(i)] * 255), model.level(i / 4 % 50, i / 200)) << i;
+        ASSERT_EQ(std::lround(graph.values[static_cast<std::size_t>(i)] * 255), model.grey(i / 4 % 50, i / 200)) << i;
     }
     const PictureData banner = panel({"--banner-only"});
     EXPECT_EQ(banner.spec.width, 320);

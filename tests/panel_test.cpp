@@ -96,11 +96,11 @@ std::string difference(const Surface& surface, const model::Graph& graph) {
     for (int y = 0; y < surface.height(); ++y) {
         for (int x = 0; x < surface.width(); ++x) {
             const bool inside = x >= kGraphLeft && y >= kGraphTop && x < kGraphLeft + 50 && y < kGraphTop + 50;
-            const int level = inside ? graph.level(x - kGraphLeft, y - kGraphTop) : 0;
+            const int grey = inside ? graph.grey(x - kGraphLeft, y - kGraphTop) : 0;
             const PF_Pixel8& pixel = surface.at(x, y);
-            if (pixel.alpha != level || pixel.red != level || pixel.green != level || pixel.blue != level) {
+            if (pixel.alpha != grey || pixel.red != grey || pixel.green != grey || pixel.blue != grey) {
                 return std::to_string(x) + "," + std::to_string(y) + ": " + std::to_string(pixel.alpha) + " for " +
-                       std::to_string(level);
+                       std::to_string(grey);
             }
         }
     }

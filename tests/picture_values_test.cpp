@@ -6,7 +6,7 @@
 #include <cmath>
 #include <limits>
 
-#include "cli/pictures/levels.h"
+#include "cli/pictures/channel_values.h"
 #include "tests/support/program.h"
 
 namespace quorvel::cli {
@@ -24,7 +24,7 @@ std::vector<std::string> unchanged(std::vector<std::string> more = {}) {
     return more;
 }
 
-TEST(Levels, SixteenBitValuesOfTheHostReturnFromAFile) {
+TEST(ChannelValues, SixteenBitValuesOfTheHostReturnFromAFile) {
     for (std::uint32_t value = 0; value <= kHostWhite16; ++value) {
         ASSERT_EQ(host16FromFile(file16FromHost(value)), value);
     }
@@ -34,7 +34,7 @@ TEST(Levels, SixteenBitValuesOfTheHostReturnFromAFile) {
     EXPECT_EQ(host16FromFile(65535), kHostWhite16);
 }
 
-TEST(Levels, OtherDepthsKeepBlackWhiteAndEveryEightBitValue) {
+TEST(ChannelValues, OtherDepthsKeepBlackWhiteAndEveryEightBitValue) {
     for (std::uint32_t value = 0; value < 256; ++value) {
         const auto sample = static_cast<std::uint8_t>(value);
         ASSERT_EQ((toFile<std::uint8_t>(toHost<std::uint16_t>(sample))), sample);

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/pictures/channel_values.h"
 #include "cli/pictures/formats.h"
-#include "cli/pictures/levels.h"
 #include "cli/pictures/traits.h"
 
 namespace quorvel::cli {

@@ -4,17 +4,17 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
-#include <type_traits>
 #include <utility>
 
+#include "cli/pictures/channel_values.h"
 #include "cli/pictures/channels.h"
-#include "cli/pictures/levels.h"
 #include "cli/pictures/messages.h"
 #include "cli/pictures/placement.h"
 #include "cli/pictures/source.h"
 #include "cli/pictures/traits.h"
 #include "cli/quiet_libraries.h"
 #include "cli/text.h"
+#include "effect/depth.h"
 
 namespace quorvel::cli {
 namespace {
@@ -123,9 +123,7 @@ void readRows(const Part& part, int begin, int end, TypeDesc type, std::size_t p
 /// `map.first()`.
 template <typename Channel, typename Sample>
 void fillRun(host::World& world, const PixelRun& run, const Sample* samples, int step, const ChannelMap& map) {
-    constexpr Channel fullAlpha = std::is_same_v<Channel, std::uint8_t>    ? Channel{255}
-                                  : std::is_same_v<Channel, std::uint16_t> ? static_cast<Channel>(kHostWhite16)
-                                                                           : Channel{1};
+    constexpr Channel fullAlpha = DepthOf<Channel>::kWhite;
     Channel* first = world.channels<Channel>(run.worldY) + static_cast<std::ptrdiff_t>(run.worldX) * 4;
     const std::ptrdiff_t worldStep =
         run.stepX * 4 + run.stepY * world.rowBytes() / static_cast<std::ptrdiff_t>(sizeof(Channel));

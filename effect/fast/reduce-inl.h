@@ -134,10 +134,12 @@ template <typename T>
     const auto e = reinterpret<Sums>(even);
     const auto o = reinterpret<Sums>(odd);
     if constexpr (sizeof(SumLane<T>) < sizeof(std::uint32_t)) {
+        // e0 e2 f0 f2 ..., e1 e3 f1 f3 ... -> e0 e1 e2 e3 f0 f1 f2 f3
         const auto ordered = __builtin_shufflevector(e, o, 0, 8, 1, 9, 2, 10, 3, 11);
         // The type depends on T, so that it is not formed where registers are too small for it.
         store(to, __builtin_convertvector(ordered, Vector<std::uint32_t, 32 * sizeof(T)>));
     } else {
+        // e0 e2 ..., e1 e3 ... -> e0 e1 e2 e3
         store(to, __builtin_shufflevector(e, o, 0, 4, 1, 5));
     }
 }

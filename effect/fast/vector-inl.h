@@ -385,6 +385,7 @@ template <typename V, typename P>
         return reinterpret<V>(splat<Vector<std::uint64_t, sizeof(V)>>(reinterpret<std::uint64_t>(pixel)));
     } else {
         const auto bits = reinterpret<Vector<std::uint32_t, 16>>(pixel);
+        // p0 p1 p2 p3 -> p0 p1 p2 p3 p0 p1 p2 p3 ..., a float pixel being four units
         const auto repeated = [&]<std::size_t... Lane>(std::index_sequence<Lane...>) {
             return __builtin_shufflevector(bits, bits, (Lane % 4)...);
         };

@@ -25,10 +25,10 @@ constexpr int kCanvasSize = 100;  ///< twice the resolution of the picture, with
 constexpr std::uint8_t kInk = 7;
 constexpr int kPictureSize = 48;
 
-/// Grey level and alpha of a pixel by its weighted ink, which is a multiple of kInk up to kInk * 32.
-constexpr std::uint8_t kInkLevels[] = {64,  70,  77,  84,  91,  98,  104, 111, 117, 124, 130,
-                                       136, 142, 148, 154, 159, 165, 170, 175, 180, 184, 189,
-                                       193, 197, 200, 204, 207, 210, 212, 214, 216, 218, 220};
+/// Grey and alpha of a pixel by its weighted ink, which is a multiple of kInk up to kInk * 32.
+constexpr std::uint8_t kInkGreys[] = {64,  70,  77,  84,  91,  98,  104, 111, 117, 124, 130,
+                                      136, 142, 148, 154, 159, 165, 170, 175, 180, 184, 189,
+                                      193, 197, 200, 204, 207, 210, 212, 214, 216, 218, 220};
 
 constexpr int kWeights[4][4] = {{1, 2, 2, 1}, {2, 3, 3, 2}, {2, 3, 3, 2}, {1, 2, 2, 1}};
 
@@ -114,7 +114,7 @@ bool drawCurveGraph(std::uint8_t* pixels, const CurveGraph& graph) {
     std::memset(pixels, 0, static_cast<std::size_t>(kCurveGraphWidth) * kCurveGraphHeight * 4);
     for (int y = 0; y < kPictureSize; ++y) {
         for (int x = 0; x < kPictureSize; ++x) {
-            std::memset(pixels + (y * kCurveGraphWidth + x) * 4, kInkLevels[canvas.weightedInk(x, y) / kInk], 4);
+            std::memset(pixels + (y * kCurveGraphWidth + x) * 4, kInkGreys[canvas.weightedInk(x, y) / kInk], 4);
         }
     }
     return true;

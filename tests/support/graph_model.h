@@ -13,7 +13,7 @@
 
 namespace quorvel::model {
 
-/// The graph's 50 x 50 grey levels, each of which is blue, green, red and alpha at once.
+/// The graph's 50 x 50 greys, each of which is blue, green, red and alpha at once.
 class Graph {
 public:
     static constexpr int kSize = 50;
@@ -44,10 +44,11 @@ public:
         }
     }
 
-    int level(int x, int y) const {
-        static constexpr std::array<int, 33> kLevels = {64,  70,  77,  84,  91,  98,  104, 111, 117, 124, 130,
-                                                        136, 142, 148, 154, 159, 165, 170, 175, 180, 184, 189,
-                                                        193, 197, 200, 204, 207, 210, 212, 214, 216, 218, 220};
+    int grey(int x, int y) const {
+        // Not the effect's own table: the model would not notice a wrong entry in that.
+        static constexpr std::array<int, 33> kGreys = {64,  70,  77,  84,  91,  98,  104, 111, 117, 124, 130,
+                                                       136, 142, 148, 154, 159, 165, 170, 175, 180, 184, 189,
+                                                       193, 197, 200, 204, 207, 210, 212, 214, 216, 218, 220};
         if (x >= 48 || y >= 48) {
             return 0;
         }
@@ -60,7 +61,7 @@ public:
                 ink += inked(2 * x + column - 1, 97 - 2 * y - row) ? weight : 0;
             }
         }
-        return kLevels[static_cast<std::size_t>(ink)];
+        return kGreys[static_cast<std::size_t>(ink)];
     }
 
 private:

@@ -44,9 +44,9 @@ private:
 };
 
 /// Samples of the curve, the highest channel value, and how many samples 1/65536 of a degree is.
-template <int Levels, int Top>
+template <int Samples, int Top>
 struct Range {
-    static constexpr int levels = Levels;
+    static constexpr int samples = Samples;
     static constexpr int top = Top;
 };
 template <typename Channel>
@@ -144,17 +144,18 @@ public:
 
     explicit Curve(const Settings& settings)
         : shift_(wrapped(static_cast<std::int64_t>(static_cast<float>(settings.phase) * Of::samplesPerAngle),
-                         Of::levels)) {
-        const auto perGraphSample = static_cast<double>(static_cast<float>(Of::levels / 95.0));
-        for (int i = 0; i < Of::levels; ++i) {
+                         Of::samples)) {
+        const auto perGraphSample = static_cast<double>(static_cast<float>(Of::samples / 95.0));
+        for (int i = 0; i < Of::samples; ++i) {
             samples_.push_back(static_cast<Channel>(curveValue(
-                settings.curve, i, Of::levels, Of::top, static_cast<float>(settings.smoothness * perGraphSample))));
+                settings.curve, i, Of::samples, Of::top, static_cast<float>(settings.smoothness * perGraphSample))));
         }
     }
 
-    /// What a contrast level is worth to a channel whose curve is split off by `split` samples. The curve is periodic.
-    Channel at(std::int64_t level, int split) const {
-        const std::int64_t sample = (level + split - shift_ + 2 * Of::levels) % Of::levels;
+    /// The curve at the sample that a contrast selects, for a channel whose curve is split off by `split` samples. The
+    /// curve is periodic.
+    Channel at(std::int64_t contrastSample, int split) const {
+        const std::int64_t sample = (contrastSample + split - shift_ + 2 * Of::samples) % Of::samples;
         return samples_[static_cast<std::size_t>(sample)];
     }
 
@@ -181,8 +182,8 @@ public:
     }
 
     void draw() {
-        const int plus = angleToSamples(settings_.split, Of::levels);
-        const int minus = angleToSamples(-std::int64_t{settings_.split}, Of::levels);
+        const int plus = angleToSamples(settings_.split, Of::samples);
+        const int minus = angleToSamples(-std::int64_t{settings_.split}, Of::samples);
         switch (settings_.channels) {
             case 0:
                 return drawPasses({{{1, 2, 3}, 0}});
@@ -244,7 +245,7 @@ private:
     }
 
     void drawBlock(const Pass& pass, int x, int y, int width, int height, int depth) {
-        const bool busy = curve_.at(contrastLevel(pass, x, y, width, height), pass.split) > threshold();
+        const bool busy = curve_.at(contrastSample(pass, x, y, width, height), pass.split) > threshold();
         if (depth < settings_.maximumDepth && width >= 3 && height >= 3 && busy) {
             const int left = width / 2;
             const int top = height / 2;
@@ -272,7 +273,7 @@ private:
         }
     }
 
-    std::int64_t contrastLevel(const Pass& pass, int x, int y, int width, int height) const {
+    std::int64_t contrastSample(const Pass& pass, int x, int y, int width, int height) const {
         Channel lowest = Of::top;
         Channel highest = 0;
         for (int j = y; j < y + height; ++j) {
@@ -288,9 +289,9 @@ private:
         }
         if constexpr (std::is_floating_point_v<Channel>) {
             const float contrast = std::min(highest, 1.0F) - std::max(lowest, 0.0F);
-            return std::max(0, static_cast<int>(contrast * static_cast<float>(Of::levels - 1)));
+            return std::max(0, static_cast<int>(contrast * static_cast<float>(Of::samples - 1)));
         } else {
-            return std::int64_t{static_cast<Channel>(highest - lowest)} * (Of::levels - 1) / Of::top;
+            return std::int64_t{static_cast<Channel>(highest - lowest)} * (Of::samples - 1) / Of::top;
         }
     }
 

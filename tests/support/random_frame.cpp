@@ -121,7 +121,7 @@ private:
         if (chance(0.1)) {
             // A threshold that the curve reaches, though not passes, somewhere.
             const CurveTable<Depth> table(settings_);
-            const auto value = static_cast<double>(table.base()[between(0, model::Numbers<T>::levels - 1)]);
+            const auto value = static_cast<double>(table.base()[between(0, model::Numbers<T>::samples - 1)]);
             settings_.mosaicIntensity = std::is_floating_point_v<T> ? value : (value + 0.5) / kFull;
         }
     }

@@ -15,7 +15,7 @@ namespace {
 /// Which ids are known, a bit each, and their indices; never cleared. Written at parameter set-up, and by the first
 /// lookup of an id that this host does not declare, which may come from the panel while other threads render.
 std::atomic<std::uint32_t> knownIds;
-std::array<std::atomic<int>, PARAM_CURVE_PHASE_SPLIT + 1> paramIdToIndex;
+std::array<std::atomic<int>, PARAM_COUNT> paramIdToIndex;
 
 std::uint32_t bitOf(int id) {
     return 1U << static_cast<unsigned>(id);

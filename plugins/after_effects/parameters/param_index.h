@@ -23,6 +23,9 @@ enum ParamId : int {
     PARAM_CURVE_PHASE_SPLIT = static_cast<int>(ParameterId::CurvePhaseSplit),
 };
 
+/// The parameters including the input layer, when both custom controls are declared: the ids from 1 have no gaps.
+inline constexpr int PARAM_COUNT = PARAM_CURVE_PHASE_SPLIT + 1;
+
 /// Records that `id` has just been declared: it gets the next host index. After a second declaration of the
 /// same id, its index is the number of known ids plus one. Called at parameter set-up only, before any render.
 void addParam(int id);

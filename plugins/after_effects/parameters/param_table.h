@@ -5,9 +5,6 @@
 
 namespace quorvel {
 
-/// The parameters including the input layer, when both custom controls are declared.
-inline constexpr int PARAM_COUNT = 13;
-
 /// Sent once per loaded module, on the main thread: declares every parameter that this host and version gets.
 /// Returns the first add_param error of an ordinary parameter, with `num_params` unset; throws std::logic_error when
 /// the ids known do not add up to the number reported.

@@ -7,10 +7,12 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "effect/depth.h"
+
 namespace quorvel::cli {
 
 /// White in a 16-bit world. Worlds may hold more, which files cannot.
-inline constexpr std::uint32_t kHostWhite16 = 32768;
+inline constexpr std::uint32_t kHostWhite16 = Depth16::kWhite;
 inline constexpr std::uint32_t kFileWhite16 = 65535;
 
 /// The largest sum, 65535 * 32768 + 32767, is 2^31 - 1.
