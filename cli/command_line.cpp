@@ -8,7 +8,6 @@
 
 #include "cli/build_info.h"
 #include "cli/commands.h"
-#include "cli/exit_status.h"
 #include "cli/help_text.h"
 #include "cli/text.h"
 
@@ -25,6 +24,8 @@ constexpr char kOverview[] =
     "\n"
     "Results go to the standard output, messages to the error output.\n"
     "Exit status: 0 done, 1 failed, 2 wrong command line.";
+
+constexpr char kProgramHelp[] = "quorvel --help";
 
 bool isOption(const std::string& argument) {
     return argument.size() > 1 && argument[0] == '-';
@@ -55,6 +56,27 @@ std::string hint(const std::string& word, const std::vector<std::string>& candid
     return meant.empty() ? "see " + help : "did you mean " + meant + "?";
 }
 
+UsageError unexpected(const std::string& argument, const std::string& help) {
+    return {"{}: unexpected argument; see {}", argument, help};
+}
+
+UsageError unknownOption(const std::string& argument, const CLI::App& command, const std::string& help) {
+    const std::string name = argument.substr(0, argument.find('='));
+    return {"{}: unknown option; {}", name, hint(name, optionNames(command), help)};
+}
+
+/// An option that does the program's whole work takes neither a command nor arguments.
+void expectNothingElse(const CLI::App& program) {
+    const std::vector<std::string> rest = program.remaining();
+    if (!rest.empty()) {
+        throw isOption(rest.front()) ? unknownOption(rest.front(), program, kProgramHelp)
+                                     : unexpected(rest.front(), kProgramHelp);
+    }
+    if (const auto commands = program.get_subcommands(); !commands.empty()) {
+        throw unexpected(commands.front()->get_name(), kProgramHelp);
+    }
+}
+
 }  // namespace
 
 void defineProgram(CLI::App& program, const std::vector<std::string>& arguments) {
@@ -69,7 +91,8 @@ void defineProgram(CLI::App& program, const std::vector<std::string>& arguments)
     program.set_version_flag("-V,--version", "quorvel " QUORVEL_VERSION, "Print the program's version");
     program.add_flag_callback(
         "--build-info",
-        [] {
+        [&program] {
+            expectNothingElse(program);
             std::cout << buildInfo();
             throw CLI::Success();
         },
@@ -111,25 +134,22 @@ std::vector<std::string> forParser(const std::vector<std::string>& arguments) {
     return result;
 }
 
-std::string unexpectedArgument(const CLI::App& program) {
+UsageError refusal(const CLI::App& program, const CLI::ParseError& error) {
     const auto commands = program.get_subcommands();
     // What comes before the command is the program's.
     const bool ofProgram = commands.empty() || !program.remaining().empty();
     const CLI::App& where = ofProgram ? program : *commands.front();
-    const std::string help = ofProgram ? "quorvel --help" : "quorvel " + where.get_name() + " --help";
+    const std::string help = ofProgram ? kProgramHelp : "quorvel " + where.get_name() + " --help";
     const std::vector<std::string> rest = where.remaining();
     if (rest.empty()) {
-        return {};
+        const std::string missing = commands.empty() ? "no command given" : error.what();
+        return {"{}; see {}", missing, help};
     }
     if (ofProgram && !isOption(rest.front())) {
-        return rest.front() + ": unknown command; " + hint(rest.front(), commandNames(program), help);
+        return {"{}: unknown command; {}", rest.front(), hint(rest.front(), commandNames(program), help)};
     }
     const auto option = std::find_if(rest.begin(), rest.end(), isOption);
-    if (option != rest.end()) {
-        const std::string name = option->substr(0, option->find('='));
-        return name + ": unknown option; " + hint(name, optionNames(where), help);
-    }
-    return rest.front() + ": unexpected argument; see " + help;
+    return option != rest.end() ? unknownOption(*option, where, help) : unexpected(rest.front(), help);
 }
 
 void defineCompletely(CLI::App& program) {

@@ -5,9 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "cli/exit_status.h"
+
 namespace CLI {
 class App;
-}
+class ParseError;
+}  // namespace CLI
 
 namespace quorvel::cli {
 
@@ -19,8 +22,8 @@ void defineProgram(CLI::App& program, const std::vector<std::string>& arguments)
 std::vector<std::string> forParser(const std::vector<std::string>& arguments);
 
 /// After a failed parse: what is wrong with the first argument that the parser could not place, with the command or
-/// option that was probably meant. Empty when it placed them all.
-std::string unexpectedArgument(const CLI::App& program);
+/// option that was probably meant; if it placed them all, what is missing.
+UsageError refusal(const CLI::App& program, const CLI::ParseError& error);
 
 /// Defines the program and has it load what each command needs for all its options to be there, without running any.
 void defineCompletely(CLI::App& program);

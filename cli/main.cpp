@@ -24,9 +24,6 @@ UsageError missingValue(const CLI::ArgumentMismatch& error) {
 int run(const std::vector<std::string>& arguments) {
     CLI::App program;
     defineProgram(program, arguments);
-    if (arguments.empty()) {
-        throw UsageError("no command given; see quorvel --help");
-    }
     try {
         program.parse(forParser(arguments));
     } catch (const CLI::Success& wanted) {  // help or version
@@ -34,8 +31,7 @@ int run(const std::vector<std::string>& arguments) {
     } catch (const CLI::ArgumentMismatch& error) {
         throw missingValue(error);
     } catch (const CLI::ParseError& error) {
-        const std::string unexpected = unexpectedArgument(program);
-        throw UsageError(unexpected.empty() ? error.what() : unexpected);
+        throw refusal(program, error);
     }
     return std::cout.flush() ? kExitSuccess : fail(kExitFailure, "standard output: cannot be written");
 }

@@ -83,7 +83,9 @@ CLI::App* PanelCommand::addTo(CLI::App& program, const std::vector<std::string>&
     command->add_flag("--graph-only", options_.graphOnly,
                       "Write just the curve graph as the effect draws it, with its alpha");
     command->add_flag("--banner-only", options_.bannerOnly, "Write just the banner, with its alpha");
-    command->add_flag("--on-panel", options_.onPanel, "With one of these: draw it on the panel's grey and at --scale");
+    command->add_flag("--on-panel", options_.onPanel,
+                      "Draw the graph or the banner on the panel's grey and at --scale; requires --graph-only or "
+                      "--banner-only");
     command->footer(kPanelExamples);
     return command;
 }

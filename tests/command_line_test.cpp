@@ -57,6 +57,7 @@ TEST_F(CommandLine, ValuesOutOfRangeAreRefusedWithWhatWasExpected) {
     refused({"--intensity-offset", "4"}, "--intensity-offset 4: expected X,Y in pixels, each -30000 to 30000");
     expectFailure(render(input, path("out.xyz")), kExitUsage,
                   "--output " + path("out.xyz") + ": expected a name ending");
+    refused({"--intensity-offset", "4,2"}, "--intensity-offset requires --intensity-source");
     expectRefused({"panel", "-o", path("out.png"), "--scale", "3"}, "--scale 3: expected 1 or 2");
     expectRefused({"panel", "-o", path("out.png"), "--on-panel"}, "--on-panel requires --graph-only or --banner-only");
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"in.png"});
@@ -98,7 +99,13 @@ TEST_F(CommandLine, SlipsGetTheNearestNameAndTheRestTheHelp) {
                   "--colour: unknown option; see quorvel render --help");
     expectRefused({"render", "a.png", "second.png", "-o", "b.png"},
                   "second.png: unexpected argument; see quorvel render --help");
-    expectFailure(run({"render", "a.png"}), kExitUsage, "--output is required");
+    expectRefused({"render", "a.png"}, "--output is required; see quorvel render --help");
+    expectRefused({"render", "-o", "b.png"}, "INPUT is required; see quorvel render --help");
+    expectRefused({"completion"}, "SHELL is required; see quorvel completion --help");
+    expectRefused({"--"}, "no command given; see quorvel --help");
+    expectRefused({"--build-info", "x"}, "x: unexpected argument; see quorvel --help");
+    expectRefused({"--build-info", "params"}, "params: unexpected argument; see quorvel --help");
+    expectRefused({"--build-info", "--versoin"}, "--versoin: unknown option; did you mean --version?");
 }
 
 TEST_F(CommandLine, OptionsAreTakenInEverySpellingThatIsDocumented) {

@@ -13,11 +13,12 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "tests/support/temporary_folder.h"
 
 namespace quorvel::host {
 namespace {
@@ -56,21 +57,18 @@ constexpr bool kWindows = true;
 constexpr bool kWindows = false;
 #endif
 
-/// A file in the temporary folder, deleted by the destructor.
-class TemporaryFile {
-public:
-    TemporaryFile(const std::string& name, const std::string& bytes)
-        : path_(std::filesystem::temp_directory_path() /
-                (std::to_string(std::random_device{}()) + "-quorvel-" + name)) {
-        std::ofstream(path_, std::ios::binary) << bytes;
+/// Files in a folder of the test's own.
+class ModuleLoading : public testing::Test {
+protected:
+    std::filesystem::path write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path(name), std::ios::binary) << bytes;
+        return path(name);
     }
-    ~TemporaryFile() { std::filesystem::remove(path_); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const std::filesystem::path& path() const { return path_; }
+    const std::filesystem::path& folder() const { return folder_.path(); }
+    std::filesystem::path path(const std::string& name) const { return folder() / name; }
 
 private:
-    std::filesystem::path path_;
+    test::TemporaryFolder folder_;
 };
 
 /// The shortest shared object that has a section table.
@@ -99,37 +97,34 @@ std::string emptyPe(unsigned machine) {
     return bytes;
 }
 
-TEST(ModuleLoading, SaysWhatIsWrongWithAFile) {
-    const std::filesystem::path folder = std::filesystem::temp_directory_path();
-    const TemporaryFile text("text.so", "plain text");
-    EXPECT_EQ(messageOf(folder / "quorvel-missing.so"), (folder / "quorvel-missing.so").string() + ": no such module");
-    EXPECT_EQ(messageOf(folder), folder.string() + ": not a module: not a regular file");
-    const std::string start = text.path().string() + ": not a loadable module: ";
-    EXPECT_EQ(messageOf(text.path()),
-              start + (kWindows ? "damaged, or not a 64-bit Windows library" : "file too short"));
+TEST_F(ModuleLoading, SaysWhatIsWrongWithAFile) {
+    const auto text = write("text.so", "plain text");
+    EXPECT_EQ(messageOf(path("missing.so")), path("missing.so").string() + ": no such module");
+    EXPECT_EQ(messageOf(folder()), folder().string() + ": not a module: not a regular file");
+    const std::string start = text.string() + ": not a loadable module: ";
+    EXPECT_EQ(messageOf(text), start + (kWindows ? "damaged, or not a 64-bit Windows library" : "file too short"));
     EXPECT_EQ(messageOf(HOOK_WITHOUT_IDENTITY), HOOK_WITHOUT_IDENTITY ": no entry point \"PluginDataEntryFunction\"");
     EXPECT_EQ(messageOf(HOOK_WITHOUT_ENTRY), HOOK_WITHOUT_ENTRY ": no entry point \"EffectMain\"");
     // The name is shown in UTF-8, whatever the system's code page.
-    const std::string message = messageOf(folder / u8"quorvel-\u6A21.so");
+    const std::string message = messageOf(folder() / u8"quorvel-\u6A21.so");
     EXPECT_TRUE(message.ends_with("quorvel-\xE6\xA8\xA1.so: no such module")) << message;
 }
 
-TEST(ModuleLoading, RefusesAModuleOfAnotherSystemOrProcessor) {
+TEST_F(ModuleLoading, RefusesAModuleOfAnotherSystemOrProcessor) {
     constexpr unsigned kElfX86_64 = 62;
     constexpr unsigned kElfArm64 = 183;
     constexpr unsigned kPeX86_64 = 0x8664;
     constexpr unsigned kPeArm64 = 0xAA64;
-    const TemporaryFile foreign("foreign", kWindows ? emptyElf(kElfX86_64) : emptyPe(kPeX86_64));
-    EXPECT_EQ(messageOf(foreign.path()),
-              foreign.path().string() +
-                  (kWindows ? ": a Linux module, not one for Windows" : ": a Windows module, not one for Linux"));
-    const TemporaryFile arm("arm", kWindows ? emptyPe(kPeArm64) : emptyElf(kElfArm64));
-    EXPECT_EQ(messageOf(arm.path()), arm.path().string() + ": a module for another processor");
-    const TemporaryFile empty("empty", kWindows ? emptyPe(kPeX86_64) : emptyElf(kElfX86_64));
-    EXPECT_EQ(messageOf(empty.path()), empty.path().string() + ": no entry point \"PluginDataEntryFunction\"");
+    const auto foreign = write("foreign", kWindows ? emptyElf(kElfX86_64) : emptyPe(kPeX86_64));
+    EXPECT_EQ(messageOf(foreign), foreign.string() + (kWindows ? ": a Linux module, not one for Windows"
+                                                               : ": a Windows module, not one for Linux"));
+    const auto arm = write("arm", kWindows ? emptyPe(kPeArm64) : emptyElf(kElfArm64));
+    EXPECT_EQ(messageOf(arm), arm.string() + ": a module for another processor");
+    const auto empty = write("empty", kWindows ? emptyPe(kPeX86_64) : emptyElf(kElfX86_64));
+    EXPECT_EQ(messageOf(empty), empty.string() + ": no entry point \"PluginDataEntryFunction\"");
 }
 
-TEST(ModuleLoading, EveryHostHasACopyOfItsOwn) {
+TEST_F(ModuleLoading, EveryHostHasACopyOfItsOwn) {
     Host newest(QUORVEL_MODULE, Profile::afterEffects());
     Host oldest(QUORVEL_MODULE, Profile::afterEffects(13, 8));
     Host premiere(QUORVEL_MODULE, Profile::premierePro());

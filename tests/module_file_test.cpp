@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -20,6 +19,7 @@
 #include "host/module_file/mac_resource.h"
 #include "host/module_file/pe_file.h"
 #include "plugins/after_effects/description/pipl.h"
+#include "tests/support/temporary_folder.h"
 
 #if defined(_WIN32)
 #define WIN32_LEAN_AND_MEAN
@@ -245,8 +245,8 @@ TEST(ResourceDescription, DamageIsNamed) {
 }
 
 TEST(DamagedModule, IsRefusedInOneLine) {
-    const std::filesystem::path file =
-        std::filesystem::temp_directory_path() / ("quorvel-damaged-module-" + std::to_string(std::random_device{}()));
+    const test::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "damaged";
     const auto complaint = [&](const Bytes& bytes) -> std::string {
         std::ofstream(file, std::ios::binary)
             .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -265,9 +265,7 @@ TEST(DamagedModule, IsRefusedInOneLine) {
                   "the file");
     EXPECT_EQ(complaint(bytesOf("MZ")),
               file.string() + ": not a valid PE module: the DOS header lies outside the file");
-    std::filesystem::remove(file);
     EXPECT_NE(complaint({}), "");
-    std::filesystem::remove(file);
 }
 
 /// Damage anywhere is either harmless or a FormatError; the sanitizers watch for everything else.

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -45,17 +44,11 @@ PictureData loadPicture(const std::string& file) {
 }
 
 void ProgramTest::SetUp() {
-    std::string pattern = (fs::temp_directory_path() / "quorvel-test-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = fs::path(pattern) / "work";
     fs::create_directory(folder_);
 }
 
 void ProgramTest::TearDown() {
-    if (!folder_.empty()) {
-        fs::permissions(folder_, fs::perms::owner_all);
-        fs::remove_all(folder_.parent_path());
-    }
+    fs::permissions(folder_, fs::perms::owner_all);  // a test may have taken them away
 }
 
 std::vector<std::string> ProgramTest::filesLeft() const {
@@ -79,9 +72,8 @@ Outcome ProgramTest::runFile(const std::string& program, std::vector<std::string
         pointers.push_back(argument.data());
     }
     pointers.push_back(nullptr);
-    // Beside the test's folder, so that a test can look at everything that the program left there.
-    const fs::path out = folder_.parent_path() / "out";
-    const fs::path err = folder_.parent_path() / "err";
+    const fs::path out = temporary_.path() / "out";
+    const fs::path err = temporary_.path() / "err";
     const pid_t child = fork();
     if (child == 0) {
         dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/temporary_folder.h"
+
 namespace quorvel::test {
 
 /// How a process ended.
@@ -66,7 +68,10 @@ protected:
                           OIIO::ImageSpec spec = {}) const;
 
 private:
-    std::filesystem::path folder_;
+    TemporaryFolder temporary_;
+    /// Inside the temporary one, beside what the program prints, so that a test can look at everything that the program
+    /// left there.
+    std::filesystem::path folder_ = temporary_.path() / "work";
 };
 
 }  // namespace quorvel::test
