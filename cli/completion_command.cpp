@@ -140,7 +140,9 @@ std::string zshArguments(CLI::App& app) {
             continue;
         }
         for (const std::string& name : namesOf(*option)) {
-            lines += fmt::format(" \\\n                '({}){}[{}]{}'", joined(namesOf(*option), " "), name,
+            // A value may follow in the same word: --depth=8, -oFILE.
+            const std::string sameWord = value.empty() ? "" : name.starts_with("--") ? "=" : "+";
+            lines += fmt::format(" \\\n                '({}){}[{}]{}'", joined(namesOf(*option), " "), name + sameWord,
                                  zshText(option->get_description()), value);
         }
     }
