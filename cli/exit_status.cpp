@@ -11,6 +11,10 @@ UsageError badValue(const std::string& option, const std::string& value, const s
     return {"{} {}: expected {}", option, value.empty() ? "''" : value, expected};
 }
 
+Failure memoryFailure(const std::string& file, int width, int height, double bytes) {
+    return {"{}: not enough memory for {} x {} pixels ({:.1f} GB)", file, width, height, bytes / 1e9};
+}
+
 int fail(ExitStatus status, const std::string& message) {
     std::cerr << "quorvel: " << printable(message) << '\n';
     return status;

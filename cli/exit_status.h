@@ -37,6 +37,9 @@ public:
         : runtime_error(fmt::format(format, std::forward<First>(first), std::forward<More>(more)...)) {}
 };
 
+/// "FILE: not enough memory for WIDTH x HEIGHT pixels (1.2 GB)".
+Failure memoryFailure(const std::string& file, int width, int height, double bytes);
+
 /// Prints a message as the error output's one line and returns the status. Control characters are escaped.
 int fail(ExitStatus status, const std::string& message);
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <list>
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -44,7 +45,7 @@ struct RenderOptions {
     std::string input;
     std::optional<host::Depth> depth;  ///< nothing: the input's own
     int downsample = 1;
-    Point intensityOffset;
+    std::optional<Point> intensityOffset;
     std::string part;
     std::string layer;
     bool storedOrientation = false;
@@ -72,6 +73,16 @@ bool worksOnAlpha(const host::Host& host, const host::ParameterValues& values) {
     });
 }
 
+/// A world for what is rendered of `input`, whose picture came from `file`.
+host::World worldLike(const host::World& input, const std::string& file) {
+    try {
+        return {input.depth(), input.width(), input.height()};
+    } catch (const std::bad_alloc&) {
+        throw memoryFailure(file, input.width(), input.height(),
+                            static_cast<double>(input.width()) * input.height() * host::pixelBytes(input.depth()));
+    }
+}
+
 class RenderCommand {
 public:
     /// Must outlive the parsing of the command line.
@@ -79,6 +90,8 @@ public:
     void run() const;
 
 private:
+    void checkOptions() const;
+
     RenderOptions options_;
     PictureCommand shared_;
 };
@@ -124,7 +137,14 @@ CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>
     return command;
 }
 
+void RenderCommand::checkOptions() const {
+    if (options_.intensityOffset && shared_.effect().parameters().layerFiles().empty()) {
+        throw UsageError("--intensity-offset requires --intensity-source");
+    }
+}
+
 void RenderCommand::run() const {
+    checkOptions();
     host::Host& host = shared_.effect().host();
     host::ParameterValues values = shared_.effect().parameters().values();
     shared_.checkOutput();
@@ -152,8 +172,8 @@ void RenderCommand::run() const {
         notes.insert(notes.end(), layer.notes.begin(), layer.notes.end());
         values.setLayer(id, &layer.world);
     }
-    host::World output(picture.world.depth(), picture.world.width(), picture.world.height());
-    const Point offset = options_.intensityOffset;
+    host::World output = worldLike(picture.world, shared_.output());
+    const Point offset = options_.intensityOffset.value_or(Point{});
     picture.world.setOrigin(offset.x / downsample, offset.y / downsample);
     output.setOrigin(offset.x / downsample, offset.y / downsample);
 

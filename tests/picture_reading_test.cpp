@@ -43,11 +43,11 @@ protected:
 };
 
 /// In 255ths: red tells the column, green the row.
-long level(int x, int y, int channel) {
+long stored255(int x, int y, int channel) {
     return channel == 0 ? 20 * x : channel == 1 ? 30 * y : 7;
 }
 float position(int x, int y, int channel) {
-    return static_cast<float>(level(x, y, channel)) / 255.0f;
+    return static_cast<float>(stored255(x, y, channel)) / 255.0f;
 }
 
 /// A channel's value in 255ths.
@@ -85,8 +85,8 @@ TEST_F(PictureReading, ThePictureIsTurnedAsItsOrientationSays) {
             for (int y = 0; y < turned.spec.height; ++y) {
                 for (int x = 0; x < turned.spec.width; ++x) {
                     const Stored from = shown(orientation, x * step, y * step);
-                    ASSERT_EQ(at(turned, x, y, 0), level(from.x, from.y, 0)) << orientation << " " << step;
-                    ASSERT_EQ(at(turned, x, y, 1), level(from.x, from.y, 1)) << orientation << " " << step;
+                    ASSERT_EQ(at(turned, x, y, 0), stored255(from.x, from.y, 0)) << orientation << " " << step;
+                    ASSERT_EQ(at(turned, x, y, 1), stored255(from.x, from.y, 1)) << orientation << " " << step;
                 }
             }
         }
@@ -174,15 +174,15 @@ TEST_F(PictureReading, TheDisplayWindowIsRenderedTransparentOutsideTheDataWindow
         for (int x = 0; x < 9; ++x) {
             const bool stored = x >= 2 && x < 7 && y >= 1 && y < 4;
             ASSERT_EQ(at(whole, x, y, 3), stored ? 255 : 0) << x << " " << y;
-            ASSERT_EQ(at(whole, x, y, 0), stored ? level(x - 2, y - 1, 0) : 0) << x << " " << y;
-            ASSERT_EQ(at(whole, x, y, 1), stored ? level(x - 2, y - 1, 1) : 0) << x << " " << y;
+            ASSERT_EQ(at(whole, x, y, 0), stored ? stored255(x - 2, y - 1, 0) : 0) << x << " " << y;
+            ASSERT_EQ(at(whole, x, y, 1), stored ? stored255(x - 2, y - 1, 1) : 0) << x << " " << y;
         }
     }
     const PictureData halved = copied(shot, "half.exr", {"--downsample", "2"});
     ASSERT_EQ(halved.spec.width, 5);
     ASSERT_EQ(halved.spec.height, 3);
-    EXPECT_EQ(at(halved, 1, 1, 0), level(0, 1, 0));
-    EXPECT_EQ(at(halved, 3, 1, 1), level(4, 1, 1));
+    EXPECT_EQ(at(halved, 1, 1, 0), stored255(0, 1, 0));
+    EXPECT_EQ(at(halved, 3, 1, 1), stored255(4, 1, 1));
     EXPECT_EQ(at(halved, 1, 0, 3), 0);
 
     ImageSpec beyond(8, 6, 3, TypeDesc::FLOAT);
@@ -196,8 +196,8 @@ TEST_F(PictureReading, TheDisplayWindowIsRenderedTransparentOutsideTheDataWindow
     ASSERT_EQ(cropped.spec.width, 4);
     ASSERT_EQ(cropped.spec.height, 3);
     EXPECT_EQ(cropped.spec.nchannels, 3);
-    EXPECT_EQ(at(cropped, 3, 2, 0), level(5, 4, 0));
-    EXPECT_EQ(at(cropped, 0, 0, 1), level(2, 2, 1));
+    EXPECT_EQ(at(cropped, 3, 2, 0), stored255(5, 4, 0));
+    EXPECT_EQ(at(cropped, 0, 0, 1), stored255(2, 2, 1));
 }
 
 TEST_F(PictureReading, OpenExrLayersArePickedAndOtherChannelsPassThrough) {
@@ -321,6 +321,10 @@ TEST_F(PictureReading, PicturesThatCannotBeReadAreNamed) {
     // Claims 14 GB of floats and holds none.
     std::ofstream(path("claim.hdr")) << "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 30000 +X 30000\n";
     refused(path("claim.hdr"), "claim.hdr: damaged or cut short");
+    // Claims 7 GB, interlaced, and holds none.
+    const std::string claim("\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR\0\0\x75\x30\0\0\x75\x30\x10\6\0\0\1", 29);
+    std::ofstream(path("claim.png"), std::ios::binary) << claim;
+    refused(path("claim.png"), "claim.png: damaged or cut short: 29 bytes cannot hold 30000 x 30000 pixels");
     for (const std::string ending : {".png", ".jpg", ".tif", ".exr", ".dpx", ".webp"}) {
         const std::string whole = drawUsual("whole" + ending, ending == ".exr" ? TypeDesc::FLOAT : TypeDesc::UINT8, 3);
         const std::string bytes = contents(whole);

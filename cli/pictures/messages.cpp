@@ -2,7 +2,6 @@
 #include "cli/pictures/messages.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <sstream>
 #include <string_view>
 #include <vector>
@@ -50,12 +49,6 @@ std::string oneLine(const std::string& detail) {
 Failure pictureFailure(const std::string& file, const std::string& what, const std::string& detail) {
     const std::string reason = oneLine(detail);
     return Failure("{}: {}{}{}", file, what, reason.empty() ? "" : ": ", reason);
-}
-
-Failure memoryFailure(const std::string& file, int width, int height, double bytes) {
-    char size[32];
-    (void)std::snprintf(size, sizeof size, "%.1f GB", bytes / 1e9);
-    return Failure("{}: not enough memory for {} x {} pixels ({})", file, width, height, size);
 }
 
 }  // namespace quorvel::cli

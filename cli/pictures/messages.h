@@ -12,7 +12,4 @@ namespace quorvel::cli {
 /// once, and a long one is cut.
 Failure pictureFailure(const std::string& file, const std::string& what, const std::string& detail = {});
 
-/// "FILE: not enough memory for WIDTH x HEIGHT pixels (1.2 GB)".
-Failure memoryFailure(const std::string& file, int width, int height, double bytes);
-
 }  // namespace quorvel::cli

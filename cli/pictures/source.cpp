@@ -7,11 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 #include <vector>
 
+#include "cli/pictures/bytes.h"
 #include "cli/pictures/messages.h"
 #include "cli/pictures/webp.h"
 #include "cli/quiet_libraries.h"
@@ -87,6 +89,26 @@ const Format& recognise(int file, const std::string& name, const fs::path& path)
     return *format;
 }
 
+/// The library reads an interlaced PNG file as a whole, so the size that a file claims must be one that it can hold:
+/// deflate makes at most 1032 bytes of one.
+void refuseImpossibleSize(int file, const std::string& name) {
+    constexpr std::size_t widthAt = 16, heightAt = 20, bitsAt = 24, kindAt = 25, end = 29;
+    constexpr std::array<int, 7> channelsOfKind{1, 0, 3, 1, 2, 0, 4};
+    const std::string text = bytesAt(file, 0, end);
+    const Bytes header(text.begin(), text.end());
+    struct stat status {};
+    if (header.size() < end || header[kindAt] >= channelsOfKind.size() || ::fstat(file, &status) != 0) {
+        return;  // the library says what is wrong
+    }
+    const std::uint32_t width = readBig(header, widthAt, 4);
+    const std::uint32_t height = readBig(header, heightAt, 4);
+    const double bytes = static_cast<double>(width) * height * channelsOfKind[header[kindAt]] * header[bitsAt] / 8;
+    if (bytes > 1032.0 * static_cast<double>(status.st_size)) {
+        throw pictureFailure(name, "damaged or cut short",
+                             fmt::format("{} bytes cannot hold {} x {} pixels", status.st_size, width, height));
+    }
+}
+
 /// The file for reading. A regular file is opened, a pipe is read to its end.
 Descriptor openFile(const fs::path& file, Source& source) {
     if (file == "-") {
@@ -156,6 +178,9 @@ Source openSource(const fs::path& file) {
     source.name = file == "-" ? "standard input" : file.string();
     const Descriptor opened = openFile(file, source);
     source.format = &recognise(opened.number(), source.name, file);
+    if (source.format->name == "png") {
+        refuseImpossibleSize(opened.number(), source.name);
+    }
     const std::string path = source.inMemory.number() >= 0 ? source.inMemory.path() : file.string();
 
     OIIO::ImageSpec configuration;
