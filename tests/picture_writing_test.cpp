@@ -184,6 +184,74 @@ TEST_F(PictureWriting, WhatAFileHasBesidesItsPixelsIsKeptOrNamed) {
     EXPECT_NE(again.find_attribute("ICCProfile"), nullptr);
 }
 
+std::string bigEndian(std::size_t number) {
+    return {static_cast<char>(number >> 8), static_cast<char>(number)};
+}
+
+/// A JPEG segment with its marker and length.
+std::string segment(char marker, const std::string& data) {
+    return std::string("\xFF") + marker + bigEndian(data.size() + 2) + data;
+}
+
+std::string xmpWith(const std::string& orientation, const std::string& width, const std::string& height) {
+    return "<?xpacket begin='' id='W5M0MpCehiHzreSzNTczkc9d'?><x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
+           "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description rdf:about='' "
+           "xmlns:own='http://example.com/own/' xmlns:tiff='http://ns.adobe.com/tiff/1.0/' "
+           "xmlns:exif='http://ns.adobe.com/exif/1.0/' own:Shot='A 17' exif:PixelXDimension = \"" +
+           width + "\"><tiff:Orientation>" + orientation + "</tiff:Orientation>\n <exif:PixelYDimension>" + height +
+           "</exif:PixelYDimension></rdf:Description></rdf:RDF></x:xmpmeta><?xpacket end='w'?>";
+}
+
+TEST_F(PictureWriting, XmpAndIptcDataAreCarriedOverOrNamed) {
+    using namespace std::string_literals;
+    ImageSpec turned;
+    turned.attribute("Orientation", 6);
+    const std::string drawn = contents(drawUsual("plain.jpg", TypeDesc::UINT8, 3, turned));
+    const std::string city = "\x1C\x02\x5A\0\5Turku\x1C\x02\xC8\0\3own\0"s;  // the second is of no known kind
+    const std::string resources =
+        "Photoshop 3.0\0"
+        "8BIM\x03\xED\0\0\0\0\0\3abc\0"
+        "8BIM\x04\x04\0\0\0\0"s +
+        bigEndian(city.size()) + city;
+    const std::string before = xmpWith("6", "40", "30");
+    const std::string after = xmpWith("1", "30", "40");
+    std::ofstream(path("photo.jpg"), std::ios::binary)
+        << drawn.substr(0, 2) << segment('\xE1', "http://ns.adobe.com/xap/1.0/\0"s + before)
+        << segment('\xED', resources) << drawn.substr(2);
+    const auto holds = [&](const std::string& file, const std::string& bytes) {
+        return contents(path(file)).find(bytes) != std::string::npos;
+    };
+    const auto rendered = [&](const std::string& from, const std::string& to, std::vector<std::string> more = {}) {
+        const Outcome outcome = render(path(from), path(to), std::move(more));
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_FALSE(loadPicture(path(to)).values.empty()) << to;
+        return outcome.err;
+    };
+    for (const std::string file : {"o.jpg", "o.tif", "lzw.tif"}) {
+        EXPECT_EQ(rendered("photo.jpg", file,
+                           file == "lzw.tif" ? std::vector{"--compression"s, "lzw"s} : std::vector<std::string>()),
+                  "");
+        EXPECT_TRUE(holds(file, after)) << file;
+        EXPECT_TRUE(holds(file, city)) << file;
+        EXPECT_FALSE(holds(file, before)) << file;
+        EXPECT_EQ(loadPicture(path(file)).spec.get_string_attribute("IPTC:City"), "Turku") << file;
+    }
+    EXPECT_EQ(rendered("photo.jpg", "o.png"), noteOf("o.png", "PNG holds no IPTC data; written without it"));
+    EXPECT_TRUE(holds("o.png", "iTXtXML:com.adobe.xmp\0\0\0\0\0"s + after));
+    // On from every reader.
+    EXPECT_EQ(rendered("o.png", "o.webp"), "");
+    EXPECT_TRUE(holds("o.webp", after));
+    EXPECT_EQ(rendered("o.webp", "2.tif"), "");
+    EXPECT_TRUE(holds("2.tif", after));
+    EXPECT_EQ(rendered("lzw.tif", "2.jpg"), "");
+    EXPECT_TRUE(holds("2.jpg", "http://ns.adobe.com/xap/1.0/\0"s + after));
+    EXPECT_TRUE(holds("2.jpg", city));
+    EXPECT_EQ(rendered("photo.jpg", "raw.jpg", {"--stored-orientation"}), "");
+    EXPECT_TRUE(holds("raw.jpg", before));
+    EXPECT_EQ(rendered("photo.jpg", "o.exr"), noteOf("o.exr", "OpenEXR holds no XMP data; written without it") +
+                                                  noteOf("o.exr", "OpenEXR holds no IPTC data; written without it"));
+}
+
 TEST_F(PictureWriting, NothingIsLostWhenTheDiskIsNearlyFull) {
     ImageSpec camera;
     camera.attribute("FNumber", 2.5f);

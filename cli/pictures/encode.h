@@ -26,6 +26,7 @@ struct EncodeRequest {
     Compression compression{};
     int quality = 95;
     const FurtherChannels* further = nullptr;  ///< written after the spec's own channels; null for none
+    Packets packets{};                         ///< only what the format holds
 };
 
 /// One row of the world as a file's samples: `channels` is 3 for R, G, B, or 4 with A.

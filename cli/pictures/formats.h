@@ -30,6 +30,8 @@ struct Format {
     bool exif = false;                        ///< holds Exif data, and orientation with it
     bool orientation = false;                 ///< holds the orientation
     bool profile = false;                     ///< holds an ICC profile
+    bool xmp = false;                         ///< holds XMP data
+    bool iptc = false;                        ///< holds IPTC data
     bool quality = false;                     ///< takes a quality of 1 to 100
     int minimumLevel = 0, maximumLevel = -1;  ///< a compression may be a level alone
     std::span<const std::string_view> compressions{};

@@ -84,10 +84,12 @@ std::size_t forEachSegment(const Bytes& file, const Use& use) {
     }
 }
 
-/// Metadata segments of the library's file; those of the strips say nothing about the picture.
+/// Metadata segments of the library's file; those of the strips say nothing about the picture. What the library makes
+/// of XMP and IPTC data is left out.
 void appendMetadata(Bytes& file, const Bytes& from) {
     forEachSegment(from, [&](std::uint32_t marker, std::size_t begin, std::size_t end) {
-        if ((marker >= kFirstApplication && marker <= kLastApplication) || marker == kComment) {
+        const bool application = marker >= kFirstApplication && marker <= kLastApplication;
+        if ((application && !isJpegPacket(from, begin, end)) || marker == kComment) {
             append(file, from, begin, end);
         }
     });
@@ -134,6 +136,7 @@ std::vector<unsigned char> encodeJpeg(const EncodeRequest& request) {
     Bytes file;
     appendBig(file, kStartOfImage, 2);
     appendMetadata(file, encodeMetadata(request));
+    appendJpegPackets(file, request.packets);
     appendHeaders(file, strips.front(), height, unitRows * unitsAcross);
     for (std::size_t i = 0; i < strips.size(); ++i) {
         if (i > 0) {

@@ -49,7 +49,10 @@ Bytes contentsOf(const Descriptor& file, const std::string& name) {
 class LibraryWriter {
 public:
     LibraryWriter(const EncodeRequest& request, const OIIO::ImageSpec& spec)
-        : name_(request.name), proxy_(bytes_), output_(OIIO::ImageOutput::create(std::string(request.format.name))) {
+        : name_(request.name),
+          packets_(request.packets),
+          proxy_(bytes_),
+          output_(OIIO::ImageOutput::create(std::string(request.format.name))) {
         std::string target = name_;
         if (request.format.name == "tiff") {
             // Goes back over the file for Exif data, which takes a real one.
@@ -73,12 +76,17 @@ public:
     Bytes finish() {
         check(output_->close());
         output_.reset();
-        return file_.number() >= 0 ? contentsOf(file_, name_) : std::move(bytes_);
+        if (file_.number() < 0) {
+            return std::move(bytes_);
+        }
+        check(addTiffPackets(file_.path(), packets_));
+        return contentsOf(file_, name_);
     }
 
 private:
     QuietLibraries quiet_;
     std::string name_;
+    const Packets& packets_;
     Bytes bytes_;
     Descriptor file_;
     OIIO::Filesystem::IOVecOutput proxy_;

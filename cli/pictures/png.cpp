@@ -152,6 +152,9 @@ Frame makeFrame(const EncodeRequest& request) {
     if (!exif.empty()) {
         appendChunk(frame.before, "eXIf", Bytes(exif.begin(), exif.end()));
     }
+    if (!request.packets.xmp.empty()) {
+        appendChunk(frame.before, "iTXt", pngXmpChunk(request.packets.xmp));
+    }
     return frame;
 }
 

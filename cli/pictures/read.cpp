@@ -94,7 +94,8 @@ void readRows(const Part& part, int begin, int end, TypeDesc type, std::size_t p
     const ImageSpec spec = part.spec();
     OIIO::ImageInput& input = *part.source.input;
     const std::size_t rowBytes = static_cast<std::size_t>(spec.width) * pixelBytes;
-    const int fitting = static_cast<int>(std::clamp<std::size_t>(kReadBandBytes / rowBytes, 1, host::kMaximumDimension));
+    const int fitting =
+        static_cast<int>(std::clamp<std::size_t>(kReadBandBytes / rowBytes, 1, host::kMaximumDimension));
     // Tiles are read in whole rows of tiles.
     const int tile = std::max(spec.tile_height, 1);
     const int bandRows = std::min(std::max(fitting / tile, 1) * tile, spec.height);
@@ -287,6 +288,7 @@ Picture readPart(const Part& part, const ReadSettings& settings, std::vector<std
         }
         traits->spec = shownSpec(part.source, placement);
         traits->format = part.source.format->name;
+        traits->packets = part.source.packets;
         traits->downsample = settings.downsample;
         traits->depth = ownDepth;
         traits->channels = renderedNames(spec, map, settings.layer);

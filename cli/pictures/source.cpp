@@ -183,6 +183,8 @@ Source openSource(const fs::path& file) {
     }
     const std::string path = source.inMemory.number() >= 0 ? source.inMemory.path() : file.string();
 
+    source.packets = readPackets(opened.number(), *source.format);
+
     OIIO::ImageSpec configuration;
     configuration.attribute("oiio:UnassociatedAlpha", 1);  // leave the colours of translucent pixels alone
     OIIO::ImageSpec ignored;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "cli/pictures/formats.h"
+#include "cli/pictures/packets.h"
 
 namespace quorvel::cli {
 
@@ -41,6 +42,7 @@ struct Source {
     std::string name;     ///< as the user knows it
     Descriptor inMemory;  ///< what a pipe delivered
     const Format* format = nullptr;
+    Packets packets;
     OpenInput input;  ///< at the file's first part
 };
 

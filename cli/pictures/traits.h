@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/pictures/packets.h"
 #include "cli/pictures/picture.h"
 
 namespace quorvel::cli {
@@ -34,6 +35,7 @@ struct PictureTraits {
     host::Depth depth = host::Depth::Bits8;                   ///< the file's own
     std::array<std::string, 4> channels{"R", "G", "B", "A"};  ///< the names of those rendered
     FurtherChannels further;
+    Packets packets;  ///< as in the file
 };
 
 OIIO::TypeDesc sampleType(host::Depth depth);

@@ -180,7 +180,7 @@ struct Encoding {
 std::vector<unsigned char> withMetadata(const EncodeRequest& request, const WebPMemoryWriter& picture) {
     std::vector<char> exif;
     OIIO::encode_exif(request.spec, exif);
-    const std::string xmp = OIIO::encode_xmp(request.spec, true);
+    const std::string& xmp = request.packets.xmp;
     const OIIO::ParamValue* profile = request.spec.find_attribute("ICCProfile");
     if (exif.empty() && xmp.empty() && profile == nullptr) {
         return {picture.mem, picture.mem + picture.size};

@@ -96,6 +96,9 @@ Encoded encode(const Format& format, const std::string& name, const host::World&
     EncodeRequest request{world, format, name, outputSpec(format, world, traits, settings, depth), depth, notes};
     request.compression = parseCompression(format, settings.compression).value_or(Compression{});
     request.quality = settings.quality.value_or(kDefaultQuality);
+    request.packets = traits.packets;
+    dropUnfitting(request.packets, name, format, notes);
+    correctXmp(request.packets.xmp, world.width(), world.height(), intAttribute(request.spec, "Orientation", 1));
     if (format.name == "openexr" && !traits.further.empty()) {
         request.further = &traits.further;
     }
