@@ -4,9 +4,9 @@
 
 #include <OpenImageIO/imageio.h>
 
-#include <array>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "cli/pictures/channel_values.h"
@@ -32,14 +32,21 @@ struct EncodeRequest {
 /// One row of the world as a file's samples: `channels` is 3 for R, G, B, or 4 with A.
 template <typename Sample>
 void packRow(const host::World& world, int y, int channels, Sample* to) {
-    constexpr std::array<int, 4> worldChannels{1, 2, 3, 0};  // R, G, B and A of a file in a world's A, R, G, B
     withTypeOf(world.depth(), [&](auto tag) {
+        // The world has A, R, G and B. The number of channels is decided outside of the loops, which are then fast.
         const auto* from = world.channels<decltype(tag)>(y);
-        for (int x = 0; x < world.width(); ++x, from += 4) {
-            for (int channel = 0; channel < channels; ++channel) {
-                *to++ = toFile<Sample>(from[worldChannels[static_cast<std::size_t>(channel)]]);
+        const auto* const end = from + static_cast<std::ptrdiff_t>(world.width()) * 4;
+        const auto pack = [&](auto alpha) {
+            for (; from != end; from += 4) {
+                *to++ = toFile<Sample>(from[1]);
+                *to++ = toFile<Sample>(from[2]);
+                *to++ = toFile<Sample>(from[3]);
+                if constexpr (alpha) {
+                    *to++ = toFile<Sample>(from[0]);
+                }
             }
-        }
+        };
+        channels == 4 ? pack(std::true_type{}) : pack(std::false_type{});
     });
 }
 

@@ -13,6 +13,7 @@
 #include "cli/pictures/bytes.h"
 #include "cli/pictures/encode.h"
 #include "cli/pictures/messages.h"
+#include "cli/pictures/parallel.h"
 #include "cli/pictures/source.h"
 #include "cli/quiet_libraries.h"
 
@@ -22,7 +23,7 @@ namespace {
 using OIIO::TypeDesc;
 
 /// Rows are written in bands of about this many bytes: large enough to keep the compressing threads busy.
-constexpr std::size_t kWriteBandBytes = std::size_t{32} << 20;
+constexpr std::size_t kWriteBandBytes = std::size_t{16} << 20;
 
 Bytes contentsOf(const Descriptor& file, const std::string& name) {
     const off_t size = ::lseek(file.number(), 0, SEEK_END);
@@ -111,12 +112,14 @@ void writeRows(LibraryWriter& writer, const EncodeRequest& request, bool& clampe
     const std::size_t rowSamples = static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.nchannels);
     const int bandRows =
         static_cast<int>(std::clamp<std::size_t>(kWriteBandBytes / (rowSamples * sizeof(Sample)), 1, 65536));
+    std::vector<Sample> band(rowSamples * static_cast<std::size_t>(std::min(bandRows, spec.height)));
     for (int top = 0; top < spec.height; top += bandRows) {
         const int end = std::min(top + bandRows, spec.height);
-        std::vector<Sample> band(rowSamples * static_cast<std::size_t>(end - top));
-        for (int y = top; y < end; ++y) {
-            packRow(request.world, y, spec.nchannels, band.data() + rowSamples * static_cast<std::size_t>(y - top));
-        }
+        inParallelRuns(end - top, [&](int first, int last) {
+            for (int row = first; row < last; ++row) {
+                packRow(request.world, top + row, spec.nchannels, band.data() + rowSamples * static_cast<std::size_t>(row));
+            }
+        });
         if constexpr (std::is_same_v<Sample, float>) {
             if (request.format.name == "hdr") {
                 clamped = clampNegatives(band) || clamped;
@@ -138,10 +141,10 @@ void writeMixedRows(LibraryWriter& writer, const EncodeRequest& request) {
     std::vector<float> row(width * static_cast<std::size_t>(channels));
     std::vector<std::byte> own(width * ownBytes);
     const int bandRows = static_cast<int>(std::clamp<std::size_t>(kWriteBandBytes / (width * pixelBytes), 1, 65536));
+    std::vector<std::byte> band(width * pixelBytes * static_cast<std::size_t>(std::min(bandRows, request.world.height())));
     const int y0 = writer.output().spec().y;
     for (int top = 0; top < request.world.height(); top += bandRows) {
         const int end = std::min(top + bandRows, request.world.height());
-        std::vector<std::byte> band(width * pixelBytes * static_cast<std::size_t>(end - top));
         std::byte* to = band.data();
         for (int y = top; y < end; ++y) {
             packRow(request.world, y, channels, row.data());

@@ -49,4 +49,14 @@ void inParallel(std::size_t count, const Work& work) {
     }
 }
 
+/// Calls `work(begin, end)` for runs of about equal length that together are 0 up to `count`, one for each processor.
+template <typename Work>
+void inParallelRuns(int count, const Work& work) {
+    const int runs = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, std::max(count, 1));
+    const auto begin = [&](std::size_t run) {
+        return static_cast<int>(static_cast<std::size_t>(count) * run / static_cast<std::size_t>(runs));
+    };
+    inParallel(static_cast<std::size_t>(runs), [&](std::size_t run) { work(begin(run), begin(run + 1)); });
+}
+
 }  // namespace quorvel::cli

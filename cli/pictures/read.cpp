@@ -9,6 +9,7 @@
 #include "cli/pictures/channel_values.h"
 #include "cli/pictures/channels.h"
 #include "cli/pictures/messages.h"
+#include "cli/pictures/parallel.h"
 #include "cli/pictures/placement.h"
 #include "cli/pictures/source.h"
 #include "cli/pictures/traits.h"
@@ -24,7 +25,7 @@ using OIIO::ImageSpec;
 using OIIO::TypeDesc;
 
 /// Rows are read in bands of about this many bytes, so that no second whole picture is held.
-constexpr std::size_t kReadBandBytes = std::size_t{16} << 20;
+constexpr std::size_t kReadBandBytes = std::size_t{8} << 20;
 
 Depth depthOf(TypeDesc type) {
     switch (type.basetype) {
@@ -87,10 +88,12 @@ struct Part {
     const ImageSpec& spec() const { return source.input->spec(); }
 };
 
-/// Calls `use(y, samples)` for each stored row, from the top: the channels from `begin` up to `end` as `type`, which
-/// takes `pixelBytes` a pixel. Unknown is the file's own type. Throws Failure when the file is damaged.
-template <typename Use>
-void readRows(const Part& part, int begin, int end, TypeDesc type, std::size_t pixelBytes, const Use& use) {
+/// Calls `use(y, samples)` for each stored row, for several at the same time: the channels from `begin` up to `end` as
+/// `type`, which takes `pixelBytes` a pixel. Unknown is the file's own type. Calls `prepare()` before, when the first
+/// rows have been read. Throws Failure when the file is damaged.
+template <typename Prepare, typename Use>
+void readRows(const Part& part, int begin, int end, TypeDesc type, std::size_t pixelBytes, const Prepare& prepare,
+              const Use& use) {
     const ImageSpec spec = part.spec();
     OIIO::ImageInput& input = *part.source.input;
     const std::size_t rowBytes = static_cast<std::size_t>(spec.width) * pixelBytes;
@@ -114,9 +117,15 @@ void readRows(const Part& part, int begin, int end, TypeDesc type, std::size_t p
         if (!read || input.has_error()) {
             throw pictureFailure(part.source.name, "damaged or cut short", input.geterror());
         }
-        for (int row = 0; row < rows; ++row) {
-            use(top + row, band.data() + rowBytes * static_cast<std::size_t>(row));
+        if (top == 0) {
+            prepare();
         }
+        // Different rows are different pixels of the world.
+        inParallelRuns(rows, [&](int first, int last) {
+            for (int row = first; row < last; ++row) {
+                use(top + row, band.data() + rowBytes * static_cast<std::size_t>(row));
+            }
+        });
     }
 }
 
@@ -125,17 +134,17 @@ void readRows(const Part& part, int begin, int end, TypeDesc type, std::size_t p
 template <typename Channel, typename Sample>
 void fillRun(host::World& world, const PixelRun& run, const Sample* samples, int step, const ChannelMap& map) {
     constexpr Channel fullAlpha = DepthOf<Channel>::kWhite;
-    Channel* first = world.channels<Channel>(run.worldY) + static_cast<std::ptrdiff_t>(run.worldX) * 4;
+    Channel* to = world.channels<Channel>(run.worldY) + static_cast<std::ptrdiff_t>(run.worldX) * 4;
     const std::ptrdiff_t worldStep =
         run.stepX * 4 + run.stepY * world.rowBytes() / static_cast<std::ptrdiff_t>(sizeof(Channel));
     const std::ptrdiff_t sampleStep = static_cast<std::ptrdiff_t>(run.sourceStep) * step;
-    for (int channel = 0; channel < 4; ++channel) {
-        const int source = map.source[static_cast<std::size_t>(channel)];
-        Channel* to = first + channel;
-        const Sample* from = samples + static_cast<std::ptrdiff_t>(run.sourceX) * step + (source - map.first());
-        for (int i = 0; i < run.count; ++i, to += worldStep) {
-            *to = source < 0 ? fullAlpha : toHost<Channel>(from[i * sampleStep]);
-        }
+    const Sample* from = samples + static_cast<std::ptrdiff_t>(run.sourceX) * step - map.first();
+    const auto [alpha, red, green, blue] = map.source;
+    for (int i = 0; i < run.count; ++i, to += worldStep, from += sampleStep) {
+        to[0] = alpha < 0 ? fullAlpha : toHost<Channel>(from[alpha]);
+        to[1] = toHost<Channel>(from[red]);
+        to[2] = toHost<Channel>(from[green]);
+        to[3] = toHost<Channel>(from[blue]);
     }
 }
 
@@ -143,12 +152,11 @@ template <typename Sample>
 host::World readWorld(const Part& part, const ChannelMap& map, const Placement& placement, Depth depth) {
     const int channels = map.end() - map.first();
     std::optional<host::World> world;
-    readRows(part, map.first(), map.end(), OIIO::BaseTypeFromC<Sample>::value,
-             static_cast<std::size_t>(channels) * sizeof(Sample), [&](int y, const std::byte* row) {
-                 if (!world) {
-                     // Only when the first rows were there: the size may be a damaged file's claim.
-                     world.emplace(depth, placement.worldWidth(), placement.worldHeight());
-                 }
+    // Only when the first rows were there: the size may be a damaged file's claim.
+    const auto makeWorld = [&] { world.emplace(depth, placement.worldWidth(), placement.worldHeight()); };
+    const std::size_t pixelBytes = static_cast<std::size_t>(channels) * sizeof(Sample);
+    readRows(part, map.first(), map.end(), OIIO::BaseTypeFromC<Sample>::value, pixelBytes, makeWorld,
+             [&](int y, const std::byte* row) {
                  if (const auto run = placement.run(y)) {
                      withTypeOf(depth, [&](auto tag) {
                          fillRun<decltype(tag)>(*world, *run, reinterpret_cast<const Sample*>(row), channels, map);
@@ -175,7 +183,8 @@ FurtherChannels readFurtherChannels(const Part& part, const std::vector<int>& ch
     const auto width = static_cast<std::size_t>(placement.worldWidth());
     further.pixels.resize(width * static_cast<std::size_t>(placement.worldHeight()) * further.pixelBytes);
     const std::size_t storedBytes = spec.pixel_bytes(true);
-    readRows(part, 0, spec.nchannels, TypeDesc::UNKNOWN, storedBytes, [&](int y, const std::byte* row) {
+    const auto nothing = [] {};
+    readRows(part, 0, spec.nchannels, TypeDesc::UNKNOWN, storedBytes, nothing, [&](int y, const std::byte* row) {
         const auto run = placement.run(y);
         for (int i = 0; run && i < run->count; ++i) {
             const int x = run->worldX + i * run->stepX;
