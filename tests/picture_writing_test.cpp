@@ -82,20 +82,26 @@ TEST_F(PictureWriting, LargePicturesReturnFromEveryLosslessCompression) {
 }
 
 TEST_F(PictureWriting, JpegStripsDecodeAsOneEncoderWouldHaveMadeThem) {
-    for (const std::string chroma : {"4:2:0", "4:4:4", "4:2:2"}) {
-        ImageSpec spec(701, 903, 3, TypeDesc::UINT8);
-        spec.attribute("jpeg:subsampling", chroma);
-        spec.attribute("compression", "jpeg:100");
-        const std::string input = draw("in.jpg", spec, hilly);
-        ASSERT_EQ(copy(input, "out.jpg", {"--quality", "80"}).status, 0);
-        PictureData whole = loadPicture(input);
-        spec.attribute("compression", "jpeg:80");
-        const auto output = OIIO::ImageOutput::create("x.jpg");
-        ASSERT_TRUE(output->open(path("expected.jpg"), spec) &&
-                    output->write_image(TypeDesc::FLOAT, whole.values.data()) && output->close());
-        const PictureData written = loadPicture(path("out.jpg"));
-        EXPECT_EQ(written.values, loadPicture(path("expected.jpg")).values) << chroma;
-        EXPECT_EQ(written.spec.get_string_attribute("jpeg:subsampling"), chroma);
+    // Strips cut short on the right and at the bottom, one row, one pixel, and more strips than restart marks have
+    // numbers.
+    const std::pair<int, int> sizes[] = {{701, 903}, {33, 1}, {1, 1}, {16, 257}, {17, 2700}};
+    for (const auto& [width, height] : sizes) {
+        for (const std::string chroma : {"4:2:0", "4:4:4", "4:2:2"}) {
+            ImageSpec spec(width, height, 3, TypeDesc::UINT8);
+            spec.attribute("jpeg:subsampling", chroma);
+            spec.attribute("compression", "jpeg:100");
+            const std::string input = draw("in.jpg", spec, hilly);
+            ASSERT_EQ(copy(input, "out.jpg", {"--quality", "80"}).status, 0);
+            PictureData whole = loadPicture(input);
+            spec.attribute("compression", "jpeg:80");
+            const auto output = OIIO::ImageOutput::create("x.jpg");
+            ASSERT_TRUE(output->open(path("expected.jpg"), spec) &&
+                        output->write_image(TypeDesc::FLOAT, whole.values.data()) && output->close());
+            const PictureData written = loadPicture(path("out.jpg"));
+            EXPECT_EQ(written.values, loadPicture(path("expected.jpg")).values)
+                << chroma << " " << width << " x " << height;
+            EXPECT_EQ(written.spec.get_string_attribute("jpeg:subsampling"), chroma);
+        }
     }
 }
 

@@ -117,7 +117,8 @@ void writeRows(LibraryWriter& writer, const EncodeRequest& request, bool& clampe
         const int end = std::min(top + bandRows, spec.height);
         inParallelRuns(end - top, [&](int first, int last) {
             for (int row = first; row < last; ++row) {
-                packRow(request.world, top + row, spec.nchannels, band.data() + rowSamples * static_cast<std::size_t>(row));
+                packRow(request.world, top + row, spec.nchannels,
+                        band.data() + rowSamples * static_cast<std::size_t>(row));
             }
         });
         if constexpr (std::is_same_v<Sample, float>) {
@@ -141,7 +142,8 @@ void writeMixedRows(LibraryWriter& writer, const EncodeRequest& request) {
     std::vector<float> row(width * static_cast<std::size_t>(channels));
     std::vector<std::byte> own(width * ownBytes);
     const int bandRows = static_cast<int>(std::clamp<std::size_t>(kWriteBandBytes / (width * pixelBytes), 1, 65536));
-    std::vector<std::byte> band(width * pixelBytes * static_cast<std::size_t>(std::min(bandRows, request.world.height())));
+    std::vector<std::byte> band(width * pixelBytes *
+                                static_cast<std::size_t>(std::min(bandRows, request.world.height())));
     const int y0 = writer.output().spec().y;
     for (int top = 0; top < request.world.height(); top += bandRows) {
         const int end = std::min(top + bandRows, request.world.height());

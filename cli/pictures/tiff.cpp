@@ -15,8 +15,8 @@
 namespace quorvel::cli {
 namespace {
 
-constexpr std::size_t kTiffStripBytes = std::size_t{1} << 19;
-constexpr int kTiffDefaultLevel = 5;
+constexpr std::size_t kTiffStripBytes = std::size_t{1} << 20;
+constexpr int kTiffDefaultLevel = 4;
 
 // ---- Strips ----
 
