@@ -50,6 +50,8 @@ TEST_F(Cli, NoClobberKeepsWhatIsThere) {
     const std::string input = drawUsual("in.png", TypeDesc::UINT8);
     std::ofstream(path("out.png")) << "precious";
     expectFailure(render(input, path("out.png"), {"--no-clobber"}), kExitFailure, "already exists");
+    expectFailure(render(path("none.png"), path("out.png"), {"--no-clobber"}), kExitFailure,
+                  "out.png: already exists, and --no-clobber was given");
     EXPECT_EQ(contents(path("out.png")), "precious");
     EXPECT_EQ(render(input, path("out.png")).status, 0);
     EXPECT_EQ(render(input, path("new.png"), {"--no-clobber"}).status, 0);

@@ -6,11 +6,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "cli/exit_status.h"
+#include "cli/module_version.h"
+#include "cli/parameter_text.h"
+#include "cli/text.h"
 #include "tests/support/program.h"
 
 namespace quorvel::cli {
@@ -51,10 +56,17 @@ TEST_F(CommandLine, ValuesOutOfRangeAreRefusedWithWhatWasExpected) {
     refused({"--depth", "2"}, "--depth 2: expected 8, 16 or 32");
     refused({"--host", "cinema"}, "--host cinema: expected after-effects or premiere-pro");
     refused({"--host", "1"}, "--host 1: expected after-effects or premiere-pro");
-    refused({"--api-version", "13"}, "--api-version 13: expected MAJOR.MINOR, each 0 to 32767, such as 13.27");
+    for (const std::string version : {"13", "13.", "13.27x", "13.-1", "32768.0"}) {
+        refused({"--api-version", version},
+                "--api-version " + version + ": expected MAJOR.MINOR, each 0 to 32767, such as 13.27");
+    }
+    refused({"--curve-phase", "32768"}, "--curve-phase 32768: expected degrees, -32768 to 32767");
     refused({"--downsample", "0"}, "--downsample 0: expected a whole number, 1 to 99");
     refused({"--downsample", "2.5"}, "--downsample 2.5: expected a whole number, 1 to 99");
-    refused({"--intensity-offset", "4"}, "--intensity-offset 4: expected X,Y in pixels, each -30000 to 30000");
+    for (const std::string offset : {"4", "4,", "30001,0", "-30001,0", "0,30001", "0,-30001"}) {
+        refused({"--intensity-offset", offset},
+                "--intensity-offset " + offset + ": expected X,Y in pixels, each -30000 to 30000");
+    }
     expectFailure(render(input, path("out.xyz")), kExitUsage,
                   "--output " + path("out.xyz") + ": expected a name ending");
     refused({"--intensity-offset", "4,2"}, "--intensity-offset requires --intensity-source");
@@ -82,6 +94,7 @@ TEST_F(CommandLine, EmptyValuesAreRefusedAndMissingOnesBlamedOnTheirOption) {
     refused({"--intensity-source", "--curve", "sine-wave"}, "--intensity-source: needs a value");
     refused({"--curve"}, "--curve: needs a value");
     expectRefused({"render", input, "-o", "--no-clobber"}, "--output: needs a value");
+    expectRefused({"render", input, "-o", "-q"}, "--output: needs a value");
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"in.png"});
 }
 
@@ -91,6 +104,8 @@ TEST_F(CommandLine, SlipsGetTheNearestNameAndTheRestTheHelp) {
     expectRefused({"help", "params"}, "help: unknown command; see quorvel --help");
     expectRefused({"help", "render"}, "help: unknown command; see quorvel --help");
     expectRefused({"rendr", "s.png", "-o", "o.png"}, "rendr: unknown command; did you mean render?");
+    expectRefused({"manul"}, "manul: unknown command; see quorvel --help");  // for the build alone
+    expectRefused({"-"}, "-: unknown command; see quorvel --help");
     expectRefused({"apnel"}, "apnel: unknown command; did you mean panel?");
     expectRefused({"--versoin"}, "--versoin: unknown option; did you mean --version?");
     expectRefused({"render", "a.png", "-o", "b.png", "--grid-with", "4"},
@@ -126,6 +141,11 @@ TEST_F(CommandLine, OptionsAreTakenInEverySpellingThatIsDocumented) {
     EXPECT_EQ(rendered({"--curve", "sine-wave", "--curve", "EXP-DOWN", "--curve-phase=-0.5", "--max-iterations", "2"}),
               curved)
         << "the last of two counts";
+    EXPECT_EQ(rendered({"--host", "premiere-pro", "--host", "after-effects", "--api-version", "13.8", "--api-version",
+                        "13.27"}),
+              plain);
+    EXPECT_EQ(rendered({"--downsample", "010"}), rendered({"--downsample", "10"})) << "no octal number";
+    EXPECT_NE(rendered({"--downsample", "8"}), rendered({"--downsample", "10"}));
 }
 
 TEST_F(CommandLine, TwoHyphensEndTheOptions) {
@@ -184,6 +204,40 @@ TEST_F(CommandLine, ModulesThatFailAreNamed) {
     EXPECT_NE(run({"render", "--help"}).out.find("--curve-phase-split"), std::string::npos);
 }
 
+TEST_F(CommandLine, CommandsThatTheModuleRefusesAreNamed) {
+    const std::string input = drawUsual("in.png", TypeDesc::UINT8);
+    const auto refusing = [](int command) {
+        return [command] { setenv("QUORVEL_REFUSED_COMMAND", std::to_string(command).c_str(), 1); };
+    };
+    constexpr int kGlobalSetup = 1, kGlobalSetdown = 3, kSequenceSetup = 5, kSequenceSetdown = 8, kNone = 99;
+    const std::string module = QUORVEL_REFUSING_MODULE;
+    const std::vector<std::string> rendering{"render", input, "-o", path("out.png"), "--module", module};
+    const std::vector<std::string> panel{"panel", "-o", path("out.png"), "--module", module};
+    const auto refused = [&](const std::vector<std::string>& arguments, int command, const std::string& name) {
+        expectFailure(run(arguments, refusing(command)), kExitFailure,
+                      module + ": " + name + ": error 512: No wish to");
+        EXPECT_FALSE(fs::exists(path("out.png"))) << name;
+    };
+    refused({"inspect", module}, kGlobalSetup, "global set-up");
+    refused({"inspect", module}, kGlobalSetdown, "global set-down");
+    refused(rendering, kSequenceSetup, "sequence set-up");
+    refused(rendering, kSequenceSetdown, "sequence set-down");
+    refused(panel, kSequenceSetdown, "sequence set-down");
+    EXPECT_EQ(run(rendering, refusing(kNone)).status, 0);
+}
+
+TEST(Texts, AreShownAsTheyAreMeant) {
+    EXPECT_EQ(numberText(-0.000001), "0");
+    EXPECT_EQ(numberText(-0.5), "-0.5");
+    EXPECT_EQ(numberText(30), "30");
+    EXPECT_EQ(printable("\xED\xA0\x80"), "\\xED\\xA0\\x80") << "half of a pair is no UTF-8";
+    EXPECT_EQ(printable("\xED\x9F\xBF"), "\xED\x9F\xBF");
+    EXPECT_EQ(toFixed(-3.8), -249037) << "-249036.8, rounded";
+    EXPECT_EQ(versionText(PF_VERSION(1, 2, 3, PF_Stage_ALPHA, 4)), "1.2.3 alpha, build 4");
+    EXPECT_EQ(versionText(PF_VERSION(1, 2, 3, PF_Stage_BETA, 4)), "1.2.3 beta, build 4");
+    EXPECT_EQ(versionText(PF_VERSION(1, 2, 3, PF_Stage_DEVELOP, 4)), "1.2.3 develop, build 4");
+}
+
 TEST_F(CommandLine, VersionAndBuildFactsArePrinted) {
     for (const std::string flag : {"-V", "--version"}) {
         EXPECT_EQ(run({flag}).out, "quorvel " QUORVEL_VERSION "\n");
@@ -197,6 +251,11 @@ TEST_F(CommandLine, VersionAndBuildFactsArePrinted) {
                                    "\npicture libraries  OpenImageIO 2."}) {
         EXPECT_NE(info.out.find(fact), std::string::npos) << fact << info.out;
     }
+    int major = 0, minor = 0, patch = 0;
+    const std::size_t fmtVersion = info.out.find(", fmt ");
+    ASSERT_NE(fmtVersion, std::string::npos);
+    ASSERT_EQ(std::sscanf(info.out.c_str() + fmtVersion, ", fmt %d.%d.%d", &major, &minor, &patch), 3);
+    EXPECT_EQ(10000 * major + 100 * minor + patch, FMT_VERSION) << info.out;
 }
 
 // In a mount namespace of its own, where an empty file system hides /proc.

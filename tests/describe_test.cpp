@@ -2,6 +2,8 @@
 // What the commands print of a module and of themselves, compared as a whole.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -10,6 +12,8 @@
 #include <vector>
 
 #include "cli/exit_status.h"
+#include "plugins/after_effects/description/pipl.h"
+#include "tests/support/module_images.h"
 #include "tests/support/program.h"
 
 namespace quorvel::cli {
@@ -47,6 +51,7 @@ TEST_F(Describe, CommandsPrintWhatIsExpected) {
         {"help-about", {"about", "--help"}},
         {"help-completion", {"completion", "--help"}},
         {"zsh-completion", {"completion", "zsh"}},
+        {"manual", {"manual"}},
     };
     for (const auto& [name, arguments] : cases) {
         const Outcome outcome = run(arguments);
@@ -129,18 +134,65 @@ TEST_F(Describe, InspectNamesThePropertyThatContradicts) {
     std::string resource = contents(fs::path(QUORVEL_MODULE).replace_extension(".rsrc"));
     const std::size_t flags = resource.find("8BIMeGLO");
     ASSERT_NE(flags, std::string::npos);
-    const auto inspectWith = [&](const std::string& bytes) {
+    const auto inspectWith = [&](const std::string& bytes, std::vector<std::string> more = {}) {
         std::ofstream(path("Quorvel.rsrc"), std::ios::binary) << bytes;
-        return run({"inspect", module.string()});
+        more.insert(more.begin(), {"inspect", module.string()});
+        return run(std::move(more));
     };
+    const auto alone = nlohmann::json::parse(run({"inspect", module.string(), "--json"}).out);
+    EXPECT_EQ(alone.at("entry_points"), (nlohmann::json{{"EffectMain", true}, {"PluginDataEntryFunction", true}}));
+    EXPECT_TRUE(alone.at("resource").is_null());
     const Outcome sound = inspectWith(resource);
     EXPECT_EQ(sound.status, 0) << sound.err;
     EXPECT_NE(sound.out.find("agree in all 11 properties"), std::string::npos) << sound.out;
+    std::string misspelt = resource;
+    misspelt.replace(misspelt.find("EffectMain"), 10, "EffectMine");
+    const Outcome unknown = inspectWith(misspelt);
+    EXPECT_EQ(unknown.status, kExitFailure);
+    EXPECT_NE(unknown.out.find(" EffectMine (missing)\n"), std::string::npos) << unknown.out;
+    std::string highest = resource;
+    highest[flags + 16] = static_cast<char>(0x86);
+    const Outcome asJson = inspectWith(highest, {"--json"});
+    EXPECT_EQ(asJson.status, kExitFailure) << "in either form";
+    const auto names = nlohmann::json::parse(asJson.out).at("resource").at("out_flags").at("names");
+    EXPECT_EQ(names.back(), "bit 31") << names;
     resource[flags + 19] ^= 1;  // the lowest bit of the word after the signature, key, id and length
     const Outcome wrong = inspectWith(resource);
     EXPECT_EQ(wrong.status, kExitFailure);
     EXPECT_NE(wrong.out.find("out flags: PiPL 0x06008001, module 0x06008000\n"), std::string::npos) << wrong.out;
     EXPECT_NE(wrong.err.find("Quorvel.so: the module contradicts itself\n"), std::string::npos) << wrong.err;
+}
+
+TEST_F(Describe, InspectReadsModulesOfAnotherPlatform) {
+    test::PeImage image;
+    image.exports = {"EffectMain", "PluginDataEntryFunction"};
+    image.imports = {"KERNEL32.dll"};
+    image.delayedImports = {"late.dll"};
+    image.resourceType = "PIPL";
+    image.resource = resources::piplResource(std::endian::little);
+    image.fileVersion = {1, 2, 3, 40};
+    std::ofstream(path("Other.aex"), std::ios::binary) << image.bytes();
+    const Outcome text = run({"inspect", path("Other.aex")});
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_EQ(text.out.rfind("file                " + path("Other.aex") +
+                                 "\n"
+                                 "format              PE, x86-64\n"
+                                 "file version        1.2.3.40\n"
+                                 "exports             EffectMain\n"
+                                 "                    PluginDataEntryFunction\n"
+                                 "needs               KERNEL32.dll\n"
+                                 "                    late.dll\n"
+                                 "PiPL properties     kind name catg 8664 ",
+                             0),
+              0u)
+        << text.out;
+    EXPECT_NE(text.out.find("not checked: the module is for another platform, so it was not run\n"), std::string::npos);
+    const auto json = nlohmann::json::parse(run({"inspect", path("Other.aex"), "--json"}).out);
+    EXPECT_EQ(json.at("file_version"), "1.2.3.40");
+    EXPECT_EQ(json.at("format"), "PE");
+    EXPECT_FALSE(json.at("ran").get<bool>());
+    EXPECT_EQ(json.at("needs"), (nlohmann::json{"KERNEL32.dll", "late.dll"}));
+    EXPECT_EQ(json.at("resource").at("api_version"), (nlohmann::json{{"major", 13}, {"minor", 27}}));
 }
 
 TEST_F(Describe, AboutIsTheSameFromTheBannerAndFromTheMenu) {
@@ -171,12 +223,18 @@ TEST_F(Describe, TheInstalledProgramFindsItsParts) {
     EXPECT_EQ(render(input, path("built.png")).status, 0);
     EXPECT_EQ(contents(path("installed.png")), contents(path("built.png")));
 
+    // A module beside the program goes before the installed one.
+    fs::copy_file(QUORVEL_MODULE, prefix / "bin/Quorvel.so");
+    EXPECT_EQ(runFile(program, {"inspect"}).out.rfind("file                " + (prefix / "bin/Quorvel.so").string(), 0),
+              0u);
+
     // Without the picture libraries everything else still works.
     fs::remove(prefix / "lib/quorvel/quorvel_pictures.so");
     EXPECT_EQ(runFile(program, {"about"}).out, run({"about"}).out);
     EXPECT_EQ(runFile(program, {"render", "--help"}).out, run({"render", "--help"}).out);
     test::expectFailure(runFile(program, {"render", input, "-o", path("none.png")}), kExitFailure,
-                        "cannot load the picture libraries: ");
+                        "cannot load the picture libraries: " + (prefix / "bin/quorvel_pictures.so").string() +
+                            ": cannot open shared object file");
 }
 
 }  // namespace

@@ -11,13 +11,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/support/hook_host.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quorvel::host {
@@ -105,6 +105,9 @@ TEST_F(ModuleLoading, SaysWhatIsWrongWithAFile) {
     EXPECT_EQ(messageOf(text), start + (kWindows ? "damaged, or not a 64-bit Windows library" : "file too short"));
     EXPECT_EQ(messageOf(HOOK_WITHOUT_IDENTITY), HOOK_WITHOUT_IDENTITY ": no entry point \"PluginDataEntryFunction\"");
     EXPECT_EQ(messageOf(HOOK_WITHOUT_ENTRY), HOOK_WITHOUT_ENTRY ": no entry point \"EffectMain\"");
+    EXPECT_EQ(messageOf(HOOK_WITHOUT_LIMIT),
+              HOOK_WITHOUT_LIMIT ": PluginDataEntryFunction described 2 effects, expected 1");
+    EXPECT_EQ(messageOf(HOOK_WITHOUT_SUCCESS), HOOK_WITHOUT_SUCCESS ": PluginDataEntryFunction failed with error 4");
     // The name is shown in UTF-8, whatever the system's code page.
     const std::string message = messageOf(folder() / u8"quorvel-\u6A21.so");
     EXPECT_TRUE(message.ends_with("quorvel-\xE6\xA8\xA1.so: no such module")) << message;
@@ -151,54 +154,6 @@ TEST(Ledger, NoticesWhatIsNotBalanced) {
     ledger.forgive(Loan::Suite, "A 1", 1);
     EXPECT_TRUE(ledger.open().empty());
     EXPECT_EQ(ledger.forgiven(), (std::vector<OpenLoan>{{Loan::Suite, "A 1", 1}}));
-}
-
-/// A command in the module's hands, as a test's own code sees it.
-struct Command {
-    PF_Cmd cmd;
-    PF_InData* in;
-    PF_OutData* out;
-    PF_ParamDef** params;
-    PF_LayerDef* output;
-    void* extra;
-};
-
-/// A host whose module runs the test's code.
-class HookHost : public Host {
-public:
-    using Hook = std::function<PF_Err(const Command&)>;
-
-    explicit HookHost(Profile profile = Profile::afterEffects()) : Host(HOOK_WITHOUT_NOTHING, profile) {
-        const auto setHook = reinterpret_cast<void (*)(PF_EffectMainFunction)>(module().symbol("setHook"));
-        setHook([](PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef** params, PF_LayerDef* output, void* extra) {
-            return hook({cmd, in, out, params, output, extra});
-        });
-    }
-    /// Runs the code inside a command.
-    CommandResult during(PF_Cmd cmd, Hook code) {
-        hook = std::move(code);
-        return send(cmd, nullptr, nullptr, nullptr);
-    }
-    /// The breaches since the last time.
-    std::vector<std::string> newBreaches() {
-        std::vector<std::string> all = ledger().breaches();
-        all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(seen_));
-        seen_ += all.size();
-        return all;
-    }
-
-    static inline Hook hook;
-
-private:
-    std::size_t seen_ = 0;
-};
-
-template <typename Suite>
-const Suite* acquired(const Command& command, const char* name, int version) {
-    const void* suite = nullptr;
-    return command.in->pica_basicP->AcquireSuite(name, version, &suite) == PF_Err_NONE
-               ? static_cast<const Suite*>(suite)
-               : nullptr;
 }
 
 TEST(Commands, BringBackWhateverTheModuleDid) {

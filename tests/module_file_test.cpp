@@ -19,6 +19,7 @@
 #include "host/module_file/mac_resource.h"
 #include "host/module_file/pe_file.h"
 #include "plugins/after_effects/description/pipl.h"
+#include "tests/support/module_images.h"
 #include "tests/support/temporary_folder.h"
 
 #if defined(_WIN32)
@@ -266,6 +267,117 @@ TEST(DamagedModule, IsRefusedInOneLine) {
     EXPECT_EQ(complaint(bytesOf("MZ")),
               file.string() + ": not a valid PE module: the DOS header lies outside the file");
     EXPECT_NE(complaint({}), "");
+}
+
+// ---- Modules with tables of the test's own choice ----
+
+TEST(WindowsModule, ShowsItsTablesOnEverySystem) {
+    test::PeImage image;
+    image.exports = {"Second", "First"};
+    image.unnamedExports = 3;
+    image.imports = {"KERNEL32.dll", "msvcrt.dll"};
+    image.delayedImports = {"late.dll"};
+    image.resourceType = "PIPL";
+    image.resource = "any bytes";
+    image.fileVersion = {1, 2, 3, 40};
+    const ModuleFile module = parsePortableExecutable(bytesOf(image.bytes()));
+    EXPECT_TRUE(module.forX86_64);
+    EXPECT_EQ(module.exports, (std::vector<std::string>{"First", "Second"}));
+    EXPECT_EQ(module.imports, (std::vector<std::string>{"KERNEL32.dll", "msvcrt.dll", "late.dll"}));
+    EXPECT_EQ(module.fileVersion, "1.2.3.40");
+    EXPECT_EQ(module.pipl, bytesOf("any bytes"));
+
+    image.directories = 13;  // one too few for the delayed imports
+    image.resourceType = "PIPLS";
+    const ModuleFile other = parsePortableExecutable(bytesOf(image.bytes()));
+    EXPECT_EQ(other.imports, (std::vector<std::string>{"KERNEL32.dll", "msvcrt.dll"}));
+    EXPECT_FALSE(other.pipl) << "a resource of a longer name";
+    image.fileVersion = {};
+    EXPECT_FALSE(parsePortableExecutable(bytesOf(image.bytes())).fileVersion);
+}
+
+TEST(WindowsModule, AnAddressAfterTheLastSectionIsDamage) {
+    test::PeImage image;
+    const std::string sound = image.bytes();
+    test::FileBytes wrong;
+    wrong.put(0, sound);
+    constexpr std::size_t kExportDirectory = 0x80 + 24 + 112;
+    wrong.put(kExportDirectory, test::PeImage::kSectionAddress + sound.size() - test::PeImage::kSectionOffset, 4);
+    try {
+        parsePortableExecutable(bytesOf(wrong.bytes() + std::string(64, '\0')));
+        FAIL();
+    } catch (const FormatError& error) {
+        EXPECT_STREQ(error.what(), "an address lies outside the module's sections");
+    }
+}
+
+TEST(LinuxModule, ShowsWhatOthersCanLinkTo) {
+    const std::vector<test::ElfSymbol> symbols{{"plain"},        {"weak", 2},  {"protected", 1, 3},
+                                               {"hidden", 1, 2}, {"local", 0}, {"elsewhere", 1, 0, false}};
+    const std::vector<std::pair<unsigned, std::string>> needed{
+        {1, "libone.so"}, {14, "its own name"}, {1, "libtwo.so"}, {0, ""}, {1, "after the end"}};
+    const ModuleFile module = parseElf(bytesOf(test::elfImage(symbols, needed)));
+    EXPECT_EQ(module.exports, (std::vector<std::string>{"plain", "protected", "weak"}));
+    EXPECT_EQ(module.imports, (std::vector<std::string>{"libone.so", "libtwo.so"}));
+    constexpr unsigned kProgram = 2;
+    try {
+        parseElf(bytesOf(test::elfImage(symbols, needed, kProgram)));
+        FAIL();
+    } catch (const FormatError& error) {
+        EXPECT_STREQ(error.what(), "it is not a shared object");
+    }
+}
+
+TEST(LinuxModule, OffsetsThatWrapAroundLieOutsideTheFile) {
+    const Bytes bytes(16);
+    const ByteReader reader(bytes, std::endian::little);
+    EXPECT_EQ(reader.range(16, 0, "it").size(), 0U);
+    EXPECT_THROW(reader.range(17, 0, "it"), FormatError);
+    EXPECT_THROW(reader.range(~std::uint64_t{0}, 1, "it"), FormatError);
+    EXPECT_THROW(reader.range(8, ~std::uint64_t{0} - 6, "it"), FormatError);
+}
+
+TEST(ResourceFile, AttributesAreNoPartOfTheOffset) {
+    Bytes file = readBytes(std::filesystem::path(QUORVEL_MODULE).replace_extension(".rsrc"));
+    const auto sound = findMacResource(file, kPiPL_MacResourceType, kPiPL_ResourceId);
+    ASSERT_TRUE(sound);
+    const Bytes before(sound->begin(), sound->end());
+    const ByteReader reader(file, std::endian::big);
+    const std::size_t types = reader.u32(4, "the map") + reader.u16(reader.u32(4, "the map") + 24, "the map");
+    const std::size_t reference = types + reader.u16(types + 2 + 6, "the type list");
+    file[reference + 4] = std::byte{0x20};  // purgeable
+    const auto marked = findMacResource(file, kPiPL_MacResourceType, kPiPL_ResourceId);
+    ASSERT_TRUE(marked);
+    EXPECT_EQ(Bytes(marked->begin(), marked->end()), before);
+}
+
+TEST(ResourceDescription, HoldsUpTo256Properties) {
+    const auto keysOfList = [](unsigned count) {
+        test::FileBytes list;
+        list.put(0, 1, 2);
+        list.put(2, 0, 4);
+        list.put(6, count, 4);
+        for (std::size_t i = 0; i < count; ++i) {
+            list.put(10 + 16 * i, "MIB8enon");
+            list.put(10 + 16 * i + 8, 0, 8);
+        }
+        return decodePipl(bytesOf(list.bytes()), std::endian::little).keys;
+    };
+    EXPECT_EQ(keysOfList(256), std::vector<std::string>(256, "none"));
+    EXPECT_THROW(keysOfList(257), FormatError);
+}
+
+TEST(DamagedModule, OfAnUnlikelySizeIsNotRead) {
+    const test::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "large";
+    std::ofstream(file) << "MZ";
+    std::filesystem::resize_file(file, (std::uintmax_t{1} << 28) + 1);  // a hole: it takes no room
+    try {
+        readModuleFile(file);
+        ADD_FAILURE();
+    } catch (const HostError& error) {
+        EXPECT_EQ(error.what(), file.string() + ": 268435457 bytes: expected at most 268435456 for a module");
+    }
 }
 
 /// Damage anywhere is either harmless or a FormatError; the sanitizers watch for everything else.

@@ -99,6 +99,8 @@ TEST_F(PanelCommand, PanelShowsTheEffectsOwnPixels) {
     refused({"--scale", "3"}, kExitUsage, "--scale 3: expected 1 or 2");
     refused({"--graph-only", "--banner-only"}, kExitUsage, "--graph-only excludes --banner-only");
     refused({"--graph-only", "--scale", "2"}, kExitUsage, "requires --on-panel");
+    std::ofstream(path("text.png")) << "no picture";
+    refused({"--intensity-source", path("text.png")}, kExitFailure, "text.png: not a readable picture");
     refused({"--grid-width", "0"}, kExitUsage, "--grid-width 0: expected 1 to 32");
 }
 
@@ -227,6 +229,67 @@ TEST_F(PanelControls, SlidersAreFilledUpToTheirValue) {
     EXPECT_NEAR(half.back(), 144 * 15 / 31 - 6, 2);
     EXPECT_EQ(half.size(), static_cast<std::size_t>(half.back() + 1)) << "without gaps";
     EXPECT_NEAR(filled(32).back(), 144 - 6, 2);
+}
+
+// Numbers are drawn in another colour and on another grey than a layer's name, so what each pixel is covered by tells.
+TEST_F(PanelControls, NumbersAreShownWithTheirUnits) {
+    const auto covered = [&](const host::Surface& panel, const std::string& name, int offset, int paper, int ink) {
+        const PanelRow& shown = row(name);
+        const std::vector<int> text = pixels(panel, layout_.controlLeft + offset, shown.top + 6, 62, shown.height - 13);
+        std::vector<int> percent;
+        for (std::size_t i = 2; i < text.size(); i += 3) {  // blue, in which the accent is brightest
+            percent.push_back((100 * (text[i] - paper) + (ink - paper) / 2) / (ink - paper));
+        }
+        return percent;
+    };
+    constexpr int kAccentBlue = 250, kPanel = 38, kField = 28, kText = 206;
+    const auto expectShown = [&](const std::string& name, const std::string& text) {
+        const host::Surface panel = draw({{parameter("Intensity Source").index, text}});
+        const std::vector<int> number = covered(panel, name, 0, kPanel, kAccentBlue);
+        const std::vector<int> words = covered(panel, "Intensity Source", 8, kField, kText);
+        ASSERT_GT(*std::max_element(words.begin(), words.end()), 80);
+        for (std::size_t i = 0; i < words.size(); ++i) {
+            ASSERT_NEAR(number[i], words[i], 3) << name << " " << text << " at " << i;
+        }
+    };
+    values_->setFloat(parameter("Mosaic Intensity").id(), 0.375);
+    expectShown("Mosaic Intensity", "37.5 %");
+    values_->setFixed(parameter("Grid Width").id(), 24 << 16);
+    expectShown("Grid Width", "24");
+    for (const auto& [degrees, text] :
+         {std::pair(45.0, "0x +45.0\u00B0"), std::pair(-363.75, "-1x -3.8\u00B0"), std::pair(725.5, "2x +5.5\u00B0")}) {
+        values_->setFixed(parameter("Curve Phase").id(), static_cast<PF_Fixed>(degrees * 65536));
+        expectShown("Curve Phase", text);
+    }
+}
+
+TEST_F(PanelControls, WhatMayChangeOverTimeHasAStopwatch) {
+    const host::Surface panel = draw();
+    int marked = 0;
+    for (const PanelRow& shown : layout_.rows) {
+        if (shown.parameter->customUI) {
+            continue;
+        }
+        const std::vector<int> left = pixels(panel, 15, shown.top, 12, shown.height - 1);
+        const bool hasMark = *std::max_element(left.begin(), left.end()) > 60;
+        const bool varies = (shown.parameter->def.flags & PF_ParamFlag_CANNOT_TIME_VARY) == 0 &&
+                            shown.parameter->def.param_type != PF_Param_LAYER;
+        EXPECT_EQ(hasMark, varies) << shown.parameter->name();
+        marked += hasMark ? 1 : 0;
+    }
+    EXPECT_GT(marked, 0);
+}
+
+TEST_F(PanelControls, RowsFollowEachOtherWithoutGaps) {
+    int top = layout_.tabHeight + layout_.headerHeight;
+    for (const PanelRow& shown : layout_.rows) {
+        EXPECT_EQ(shown.top, top) << shown.parameter->name();
+        const int drawn = shown.parameter->customUI ? shown.parameter->def.ui_height : 0;
+        EXPECT_EQ(shown.height, std::max(26, drawn + 12)) << shown.parameter->name();
+        top += shown.height;
+    }
+    EXPECT_EQ(layout_.height, top + 8);
+    EXPECT_EQ(draw().height(), layout_.height);
 }
 
 TEST_F(PanelControls, DialsPointWhereTheAngleDoes) {

@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <webp/encode.h>
+#include <webp/mux.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <thread>
 
@@ -77,11 +79,13 @@ TEST_F(PictureReading, ThePictureIsTurnedAsItsOrientationSays) {
         ImageSpec spec(width, height, 3, TypeDesc::UINT8);
         spec.attribute("Orientation", orientation);
         const std::string input = draw("in.tif", spec, position);
-        for (const int step : {1, 2, 3}) {
+        for (const int step : {1, 2, 3, 5}) {
             const PictureData turned = copied(input, "out.tif", {"--downsample", std::to_string(step)});
             EXPECT_EQ(turned.spec.get_int_attribute("Orientation", 1), 1);
             ASSERT_EQ(turned.spec.width, ((orientation < 5 ? width : height) + step - 1) / step) << orientation;
             ASSERT_EQ(turned.spec.height, ((orientation < 5 ? height : width) + step - 1) / step) << orientation;
+            EXPECT_EQ(turned.spec.full_width, turned.spec.width) << orientation;
+            EXPECT_EQ(turned.spec.full_height, turned.spec.height) << orientation;
             for (int y = 0; y < turned.spec.height; ++y) {
                 for (int x = 0; x < turned.spec.width; ++x) {
                     const Stored from = shown(orientation, x * step, y * step);
@@ -184,6 +188,24 @@ TEST_F(PictureReading, TheDisplayWindowIsRenderedTransparentOutsideTheDataWindow
     EXPECT_EQ(at(halved, 1, 1, 0), stored255(0, 1, 0));
     EXPECT_EQ(at(halved, 3, 1, 1), stored255(4, 1, 1));
     EXPECT_EQ(at(halved, 1, 0, 3), 0);
+    EXPECT_EQ((std::array{halved.spec.x, halved.spec.y, halved.spec.full_x, halved.spec.full_y}),
+              (std::array{5, -2, 5, -2}));
+    EXPECT_EQ(halved.spec.full_width, 5);
+    EXPECT_EQ(halved.spec.full_height, 3);
+
+    // A gap at one side is enough.
+    for (const auto& [left, top] : {std::pair(2, 0), {0, 2}, {-2, 0}, {0, -2}}) {
+        ImageSpec shifted(6, 4, 3, TypeDesc::FLOAT);
+        shifted.x = std::max(left, 0);
+        shifted.y = std::max(top, 0);
+        shifted.full_width = 6 + std::abs(left);
+        shifted.full_height = 4 + std::abs(top);
+        const PictureData gap = copied(draw("gap.exr", shifted, position), "gap-out.exr");
+        ASSERT_EQ(gap.spec.nchannels, 4) << left << " " << top;
+        EXPECT_EQ(std::count(gap.values.begin(), gap.values.end(), 0.0f) > 6 * 4, true);
+        EXPECT_EQ(at(gap, shifted.x + 5, shifted.y + 3, 3), 255);
+        EXPECT_EQ(at(gap, shifted.x + 5, shifted.y + 3, 0), level(5, 3, 0));
+    }
 
     ImageSpec beyond(8, 6, 3, TypeDesc::FLOAT);
     beyond.x = beyond.y = -2;
@@ -251,6 +273,36 @@ TEST_F(PictureReading, OpenExrLayersArePickedAndOtherChannelsPassThrough) {
     refused(drawUsual("plain.png", TypeDesc::UINT8), "the file has no layers", {"--layer", "glow"});
 }
 
+TEST_F(PictureReading, ChannelsAreFoundByTheirNamesInAnySpelling) {
+    ImageSpec spec(6, 4, 4, TypeDesc::FLOAT);
+    spec.channelnames = {"r", "g", "b", "a"};
+    const auto value = [](int x, int y, int channel) {
+        return channel == 3 ? 0.5f : static_cast<float>(x + 8 * y + 32 * channel) / 128.0f;
+    };
+    const std::string lower = draw("lower.exr", spec, value);
+    const PictureData before = loadPicture(lower);
+    const PictureData after = copied(lower, "out.exr");
+    EXPECT_EQ(after.spec.channelnames, before.spec.channelnames) << "as the file spells them";
+    EXPECT_EQ(after.values, before.values);
+    ImageSpec passes(6, 4, 7, TypeDesc::FLOAT);
+    passes.channelnames = {"R", "G", "B", "light.key.R", "light.key.G", "light.key.B", "light.key.Z"};
+    const std::string nested = draw("nested.exr", passes, value);
+    refused(nested, "the file's layers are light.key\n", {"--layer", "light"});
+    EXPECT_EQ(copied(nested, "o.tif", {"--layer", "light.key"},
+                     "quorvel: note: " + nested + ": channels left out: R, G, B, light.key.Z\n")
+                  .spec.nchannels,
+              3);
+    const std::string grey = draw("grey.png", ImageSpec(6, 4, 2, TypeDesc::UINT8), [](int x, int, int channel) {
+        return channel == 1 ? 0.4f : static_cast<float>(x) / 5.0f;
+    });
+    const PictureData both = copied(grey, "both.png");
+    ASSERT_EQ(both.spec.nchannels, 4);
+    EXPECT_EQ(at(both, 2, 1, 3), 102);
+    EXPECT_EQ(at(both, 2, 1, 1), 102);
+    EXPECT_EQ(at(both, 3, 1, 2), 153);
+    EXPECT_EQ(at(both, 3, 1, 3), 102);
+}
+
 TEST_F(PictureReading, TiledPicturesAreReadAndDeepOnesRefused) {
     for (const std::string name : {"tiled.exr", "tiled.tif"}) {
         ImageSpec spec(50, 37, 3, name == "tiled.exr" ? TypeDesc::FLOAT : TypeDesc::UINT16);
@@ -266,6 +318,12 @@ TEST_F(PictureReading, TiledPicturesAreReadAndDeepOnesRefused) {
             }
         }
     }
+    ImageSpec moved(20, 18, 3, TypeDesc::FLOAT);
+    moved.tile_width = moved.tile_height = 16;
+    moved.x = moved.full_x = 7;
+    moved.y = moved.full_y = -5;
+    const std::string input = draw("moved.exr", moved, position);
+    EXPECT_EQ(copied(input, "moved-out.exr").values, loadPicture(input).values);
     ImageSpec deep(4, 3, 4, TypeDesc::HALF);
     deep.deep = true;
     OIIO::DeepData samples(deep);
@@ -295,6 +353,42 @@ TEST_F(PictureReading, StandardInputAndPipesAreRead) {
     expectFailure(run({"render", "-", "-o", path("out.png")}, [] { dup2(open("/dev/null", O_RDONLY), STDIN_FILENO); }),
                   kExitFailure, "standard input: is empty");
     refused("/dev/null", "/dev/null: is neither a regular file nor a pipe");
+}
+
+TEST_F(PictureReading, FormatsAreKnownByTheirContent) {
+    // Two pixels in TIFF's other byte order: 100, 101, 102 and 200, 201, 202.
+    std::string tiff("MM\0*\0\0\0\x0E", 8);
+    tiff += "def\xC8\xC9\xCA";
+    const std::vector<std::array<int, 3>> entries{{256, 3, 2}, {257, 3, 1}, {258, 3, 8}, {259, 3, 1}, {262, 3, 2},
+                                                  {273, 4, 8}, {277, 3, 3}, {278, 3, 1}, {279, 4, 6}};
+    const auto big = [&tiff](int value, int bytes) {
+        for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
+            tiff += static_cast<char>(value >> shift);
+        }
+    };
+    big(static_cast<int>(entries.size()), 2);
+    for (const auto& [tag, type, entry] : entries) {
+        big(tag, 2);
+        big(type, 2);
+        big(1, 4);
+        big(type == 3 ? entry << 16 : entry, 4);
+    }
+    big(0, 4);
+    std::ofstream(path("Motorola"), std::ios::binary) << tiff;
+    const PictureData read = copied(path("Motorola"), "OUT.PNG");
+    ASSERT_EQ(read.values.size(), 6u);
+    EXPECT_EQ(at(read, 0, 0, 1), 101);
+    EXPECT_EQ(at(read, 1, 0, 2), 202);
+
+    // The first version of TGA has nothing to be known by but its name.
+    const std::string bytes = contents(drawUsual("new.tga", TypeDesc::UINT8));
+    std::ofstream(path("old.tga"), std::ios::binary).write(bytes.data(), 18 + 40 * 30 * 4 + bytes[0]);
+    if (bytes[2] == 2) {  // not compressed
+        EXPECT_EQ(copied(path("old.tga"), "old.png").values, copied(path("new.tga"), "new.png").values);
+    }
+    const PictureData photo = copied(drawUsual("in.jpe", TypeDesc::UINT8, 3), "out.jpe");
+    EXPECT_STREQ(OIIO::ImageInput::open(path("out.jpe"))->format_name(), "jpeg");
+    EXPECT_EQ(photo.spec.width, 40);
 }
 
 TEST_F(PictureReading, NamesWithSpecialCharactersAreFiles) {
@@ -393,6 +487,63 @@ TEST_F(PictureReading, WebpColoursAreNotMultipliedByAlpha) {
                   .status,
               0);
     expected(copied(path("lossless.webp"), "again.png"));
+}
+
+TEST_F(PictureReading, FramesOfAnimatedWebpAreParts) {
+    WebPAnimEncoder* encoder = WebPAnimEncoderNew(8, 6, nullptr);
+    WebPConfig config;
+    WebPConfigInit(&config);
+    config.lossless = config.exact = 1;
+    for (int frame = 0; frame < 3; ++frame) {
+        WebPPicture picture;
+        WebPPictureInit(&picture);
+        picture.use_argb = 1;
+        picture.width = 8;
+        picture.height = 6;
+        const std::vector<std::uint8_t> pixels(8 * 6 * 3, static_cast<std::uint8_t>(50 * (frame + 1)));
+        ASSERT_NE(WebPPictureImportRGB(&picture, pixels.data(), 8 * 3), 0);
+        ASSERT_NE(WebPAnimEncoderAdd(encoder, &picture, 100 * frame, &config), 0);
+        WebPPictureFree(&picture);
+    }
+    ASSERT_NE(WebPAnimEncoderAdd(encoder, nullptr, 300, nullptr), 0);
+    WebPData whole;
+    ASSERT_NE(WebPAnimEncoderAssemble(encoder, &whole), 0);
+    const std::string file = path("moving.webp");
+    std::ofstream(file, std::ios::binary)
+        .write(reinterpret_cast<const char*>(whole.bytes), static_cast<std::streamsize>(whole.size));
+    WebPDataClear(&whole);
+    WebPAnimEncoderDelete(encoder);
+    const std::string note = ": has 3 parts; only the first is rendered (--part picks another)\n";
+    EXPECT_EQ(at(copied(file, "o.png", {}, "quorvel: note: " + file + note), 4, 3, 1), 50);
+    for (const int part : {1, 2, 3}) {
+        EXPECT_EQ(at(copied(file, "o.png", {"--part", std::to_string(part)}), 4, 3, 1), 50 * part);
+    }
+    refused(file, "moving.webp: has no part 4", {"--part", "4"});
+}
+
+TEST_F(PictureReading, WebpsExifDataMayBeginAsThatOfJpeg) {
+    ImageSpec spec;
+    spec.attribute("FNumber", 2.5f);
+    const std::string photo = drawUsual("photo.jpg", TypeDesc::UINT8, 3, spec);
+    ASSERT_EQ(render(photo, path("plain.webp")).status, 0);
+    const std::string plain = contents(path("plain.webp"));
+    const WebPData data{reinterpret_cast<const std::uint8_t*>(plain.data()), plain.size()};
+    WebPMux* mux = WebPMuxCreate(&data, 1);
+    WebPData chunk;
+    ASSERT_EQ(WebPMuxGetChunk(mux, "EXIF", &chunk), WEBP_MUX_OK);
+    const std::string marked =
+        std::string("Exif\0\0", 6) + std::string(reinterpret_cast<const char*>(chunk.bytes), chunk.size);
+    const WebPData longer{reinterpret_cast<const std::uint8_t*>(marked.data()), marked.size()};
+    ASSERT_EQ(WebPMuxSetChunk(mux, "EXIF", &longer, 1), WEBP_MUX_OK);
+    WebPData whole;
+    ASSERT_EQ(WebPMuxAssemble(mux, &whole), WEBP_MUX_OK);
+    std::ofstream(path("marked.webp"), std::ios::binary)
+        .write(reinterpret_cast<const char*>(whole.bytes), static_cast<std::streamsize>(whole.size));
+    WebPDataClear(&whole);
+    WebPMuxDelete(mux);
+    for (const std::string file : {"plain.webp", "marked.webp"}) {
+        EXPECT_EQ(copied(path(file), "o.tif").spec.get_float_attribute("FNumber"), 2.5f) << file;
+    }
 }
 
 }  // namespace

@@ -71,6 +71,9 @@ TEST_F(PictureValues, MiddleValuesAreConvertedExactly) {
         {"a.png", u8, 100 / 255.0f, "", "o.exr", f16, 0.392089844f},
         {"a.png", u16, 25700 / 65535.0f, "8", "o.png", u8, 100 / 255.0f},
         {"a.png", u16, 25900 / 65535.0f, "8", "o.png", u8, 101 / 255.0f},  // 100.78, rounded
+        {"a.png", u16, 25850 / 65535.0f, "8", "o.png", u8, 101 / 255.0f},  // 100.58, whose high byte is 100
+        {"a.png", u16, 25850 / 65535.0f, "", "o.bmp", u8, 101 / 255.0f},
+        {"a.tif", TypeDesc::INT16, 12850 / 32767.0f, "", "o.png", u16, 25700 / 65535.0f},
         {"a.png", u16, 25700 / 65535.0f, "", "o.tif", u16, 25700 / 65535.0f},
         {"a.png", u16, 25700 / 65535.0f, "16", "o.exr", f32, 12850 / 32768.0f},
         {"a.png", u16, 25701 / 65535.0f, "32", "o.tif", f32, 25701 / 65535.0f},
@@ -140,6 +143,12 @@ TEST_F(PictureValues, AlphaIsWrittenWhenTheInputHadItOrTheEffectWorksOnIt) {
         for (std::size_t i = 3; i < picture.values.size(); i += 4) {
             ASSERT_EQ(picture.values[i], 1.0f);
         }
+    }
+    ASSERT_EQ(render(grey, path("out.exr"), {"--channels", "alpha", "--depth", "16"}).status, 0);
+    const PictureData deep = loadPicture(path("out.exr"));
+    ASSERT_EQ(deep.spec.nchannels, 4);
+    for (std::size_t i = 3; i < deep.values.size(); i += 4) {
+        ASSERT_EQ(deep.values[i], 1.0f) << "white of 16 bits in a float file";
     }
     const PictureData spread = loadPicture(path("out.png"));
     const PictureData stored = loadPicture(grey);

@@ -5,10 +5,13 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <fstream>
 
 #include "cli/exit_status.h"
+#include "cli/pictures/parallel.h"
+#include "cli/pictures/write.h"
 #include "tests/support/program.h"
 
 namespace quorvel::cli {
@@ -125,6 +128,7 @@ TEST_F(PictureWriting, CompressionAndQualityChangeTheSizeAndAreChecked) {
     };
     refused("o.png", {"--compression", "10"}, "--compression 10: ");
     refused("o.png", {"--compression", "zip"}, "0 to 9 for PNG");
+    refused("o.tif", {"--compression", "zip:0"}, "--compression zip:0: ");
     refused("o.tif", {"--compression", "zip:10"}, "none, lzw, packbits or zip, zip also as zip:1 to zip:9 for TIFF");
     refused("o.bmp", {"--compression", "none"}, "--compression: BMP has no choice of it");
     refused("o.png", {"--quality", "50"}, "--quality: PNG has none");
@@ -139,6 +143,43 @@ TEST_F(PictureWriting, StandardOutputGetsTheSamePng) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
     EXPECT_TRUE(outcome.out == contents(path("out.png")));
+    // Too long for the file that the standard output is, the last of the bytes only when they are flushed.
+    for (const rlim_t less : {rlim_t{1}, rlim_t{1000}}) {
+        const rlimit limit{outcome.out.size() - less, outcome.out.size() - less};
+        const Outcome cut = run({"render", input, "-o", "-"}, [&] { setrlimit(RLIMIT_FSIZE, &limit); });
+        EXPECT_EQ(cut.status, kExitFailure);
+        EXPECT_EQ(cut.err, "quorvel: standard output: cannot be written: File too large\n");
+    }
+}
+
+TEST_F(PictureWriting, AFileThatAppearedMeanwhileIsKept) {
+    const host::World world(host::Depth::Bits8, 4, 3);
+    const auto traits = plainTraits(world);
+    WriteSettings settings;
+    EXPECT_EQ(writePicture(path("out.png"), world, *traits, settings), std::vector<std::string>{});
+    const std::string before = contents(path("out.png"));
+    settings.clobber = false;
+    settings.alpha = true;
+    EXPECT_THROW(writePicture(path("out.png"), world, *traits, settings), Failure);
+    EXPECT_EQ(contents(path("out.png")), before);
+    settings.clobber = true;
+    writePicture(path("out.png"), world, *traits, settings);
+    EXPECT_NE(contents(path("out.png")), before);
+}
+
+TEST(Parallel, TheFirstFailureIsPassedOnWhenAllHaveEnded) {
+    std::atomic<int> done = 0;
+    const auto work = [&](std::size_t i) {
+        if (i == 3) {
+            throw Failure("strip 3");
+        }
+        ++done;
+    };
+    EXPECT_THROW(inParallel(40, work), Failure);
+    EXPECT_LT(done, 40);
+    done = 0;
+    inParallel(3, work);
+    EXPECT_EQ(done, 3);
 }
 
 // ---- Metadata ----
@@ -258,6 +299,62 @@ TEST_F(PictureWriting, XmpAndIptcDataAreCarriedOverOrNamed) {
                                                   noteOf("o.exr", "OpenEXR holds no IPTC data; written without it"));
 }
 
+TEST_F(PictureWriting, MetadataThatDependsOnTheFormatIsMadeTrueOfIt) {
+    // How alpha is meant: OpenEXR's colours are multiplied by it, and TIFF can say so.
+    const auto alphaKind = [](const std::string& file) {
+        return OIIO::ImageInput::open(file)->spec().get_int_attribute("oiio:UnassociatedAlpha", 0);
+    };
+    ASSERT_EQ(copy(drawUsual("in.exr", TypeDesc::HALF), "associated.tif").status, 0);
+    EXPECT_EQ(alphaKind(path("associated.tif")), 0);
+    ASSERT_EQ(copy(drawUsual("in.png", TypeDesc::UINT8), "straight.tif").status, 0);
+    EXPECT_EQ(alphaKind(path("straight.tif")), 1);
+
+    // A compression is the format's own.
+    ImageSpec small;
+    small.attribute("compression", "lzw");
+    const std::string lzw = drawUsual("lzw.tif", TypeDesc::UINT8, 3, small);
+    const auto compression = [&](const std::string& file) {
+        return loadPicture(path(file)).spec.get_string_attribute("compression");
+    };
+    ASSERT_EQ(copy(lzw, "again.tif").status, 0);
+    EXPECT_EQ(compression("again.tif"), "lzw");
+    const std::string photo = drawUsual("photo.jpg", TypeDesc::UINT8, 3);
+    ASSERT_EQ(copy(photo, "photo.tif").status, 0);
+    EXPECT_EQ(compression("photo.tif"), "zip");
+    EXPECT_EQ(loadPicture(path("photo.tif")).values, loadPicture(photo).values);
+    small.attribute("compression", "rle");
+    ASSERT_EQ(copy(drawUsual("rle.exr", TypeDesc::FLOAT, 3, small), "zip.tif").status, 0);
+    EXPECT_EQ(compression("zip.tif"), "zip");
+
+    ImageSpec commented;
+    commented.attribute("ImageDescription", "Harbour at noon");
+    ASSERT_EQ(copy(drawUsual("commented.jpg", TypeDesc::UINT8, 3, commented), "out.jpg").status, 0);
+    const std::string comment("\xFF\xFE\0\x11Harbour at noon", 19);
+    EXPECT_NE(contents(path("out.jpg")).find(comment), std::string::npos);
+    ImageSpec crop(40, 30, 3, TypeDesc::UINT8);
+    crop.full_width = 60;
+    crop.full_height = 50;
+    ASSERT_EQ(copy(draw("crop.tif", crop, hilly), "cropped.tif").status, 0);
+    EXPECT_EQ(loadPicture(path("cropped.tif")).spec.full_width, 60);
+    EXPECT_EQ(loadPicture(path("cropped.tif")).spec.full_height, 50);
+}
+
+TEST_F(PictureWriting, TiffFilesEndAfterTheirOnlyDirectory) {
+    ASSERT_EQ(copy(drawUsual("in.png", TypeDesc::UINT8), "out.tif").status, 0);
+    const std::string file = contents(path("out.tif"));
+    const auto little = [&](std::size_t at, int bytes) {
+        std::size_t value = 0;
+        for (int i = bytes - 1; i >= 0; --i) {
+            value = value << 8 | static_cast<unsigned char>(file.at(at + static_cast<std::size_t>(i)));
+        }
+        return value;
+    };
+    const std::size_t directory = little(4, 4);
+    const std::size_t end = directory + 2 + 12 * little(directory, 2);
+    EXPECT_EQ(end + 4, file.size());
+    EXPECT_EQ(little(end, 4), 0u);
+}
+
 TEST_F(PictureWriting, NothingIsLostWhenTheDiskIsNearlyFull) {
     ImageSpec camera;
     camera.attribute("FNumber", 2.5f);
@@ -280,12 +377,48 @@ TEST_F(PictureWriting, NothingIsLostWhenTheDiskIsNearlyFull) {
 TEST_F(PictureWriting, HdrGetsNoNegativeValues) {
     const std::string input = draw("in.exr", ImageSpec(40, 20, 3, TypeDesc::FLOAT),
                                    [](int x, int, int channel) { return channel == 0 && x < 20 ? -0.125f : 0.5f; });
+    const std::string nothing =
+        draw("nan.exr", ImageSpec(40, 20, 3, TypeDesc::FLOAT), [](int x, int, int) { return x == 7 ? NAN : 0.5f; });
+    EXPECT_EQ(copy(nothing, "nan.hdr").err, noteOf("nan.hdr", "HDR holds no values below 0; they were written as 0"));
+    EXPECT_EQ(loadPicture(path("nan.hdr")).values[3 * 7], 0.0f);
     EXPECT_EQ(copy(input, "out.hdr").err, noteOf("out.hdr", "HDR holds no values below 0; they were written as 0"));
     const PictureData written = loadPicture(path("out.hdr"));
     EXPECT_EQ(written.values[0], 0.0f);
     EXPECT_EQ(written.values[1], 0.5f);
     EXPECT_EQ(written.values[3 * 39], 0.5f);
     EXPECT_EQ(copy(draw("high.exr", ImageSpec(40, 20, 3, TypeDesc::FLOAT), hilly), "out.hdr").err, "");
+}
+
+TEST_F(PictureWriting, DepthsThatAFormatCannotHoldAreNamed) {
+    const std::string deep = drawUsual("deep.exr", TypeDesc::FLOAT, 3);
+    const auto reduced = [](const std::string& bits) {
+        return "written with " + bits + " bits a channel, the most that the format holds";
+    };
+    EXPECT_EQ(copy(deep, "o.bmp").err, noteOf("o.bmp", reduced("8")));
+    EXPECT_EQ(copy(deep, "o.png").err, noteOf("o.png", reduced("16")));
+    EXPECT_EQ(copy(deep, "o.gif").err,
+              noteOf("o.gif", reduced("8")) + noteOf("o.gif", "GIF holds at most 256 colours"));
+    EXPECT_EQ(copy(deep, "o.tif").err, "");
+    // What is said of the intensity source is said, too.
+    const std::string guide = drawUsual("guide.png", TypeDesc::UINT8, 3);
+    ImageSpec more(40, 30, 4, TypeDesc::FLOAT);
+    more.channelnames = {"R", "G", "B", "Z"};
+    const std::string layered = draw("layered.exr", more, hilly);
+    EXPECT_EQ(copy(guide, "o.png", {"--intensity-source", layered}).err,
+              "quorvel: note: " + layered + ": channels left out: Z\n");
+}
+
+TEST_F(PictureWriting, LossyWebpKeepsTheColoursOfTransparentPixels) {
+    const std::string input = draw("in.png", ImageSpec(64, 32, 4, TypeDesc::UINT8), [](int x, int, int channel) {
+        return channel == 3 ? (x < 32 ? 0.0f : 1.0f) : channel == 0 ? 0.8f : 0.4f;
+    });
+    ASSERT_EQ(copy(input, "lossy.webp").status, 0);
+    ASSERT_EQ(copy(path("lossy.webp"), "out.png").status, 0);
+    const PictureData out = loadPicture(path("out.png"));
+    for (const std::size_t x : {std::size_t{5}, std::size_t{20}, std::size_t{50}}) {
+        EXPECT_NEAR(out.values[4 * (64 * 10 + x)], 0.8f, 0.05f) << x;
+        EXPECT_NEAR(out.values[4 * (64 * 10 + x) + 2], 0.4f, 0.05f) << x;
+    }
 }
 
 TEST_F(PictureWriting, SizesThatAWriterCannotHandleAreRefused) {
@@ -313,6 +446,11 @@ TEST_F(PictureWriting, PgmIsGrey) {
     EXPECT_EQ(contents(path("o.ppm")), std::string("P6\n2 1\n65535\n\0\0\0\0\0\0\4\4\4\4\4\4", 25));
     expectFailure(copy(drawUsual("colour.png", TypeDesc::UINT8, 3), "o.pgm"), kExitFailure,
                   "o.pgm: cannot be written: PGM holds grey alone, and the picture has colour; use .ppm");
+    const std::string blue = draw("blue.png", ImageSpec(5, 2, 3, TypeDesc::UINT8),
+                                  [](int, int, int channel) { return channel == 2 ? 1.0f : 0.0f; });
+    for (const std::string output : {"o.pgm", "O.PGM"}) {
+        expectFailure(copy(blue, output), kExitFailure, "the picture has colour; use .ppm");
+    }
     expectFailure(copy(grey, "o.pbm"), kExitUsage, "--output " + path("o.pbm"));
 }
 

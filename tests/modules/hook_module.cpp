@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A module that does what the test tells it to: it passes every command to the hook, if there is one.
-// Parts of it can be left out, to emulate modules that cannot be loaded.
+// Parts of it can be left out, to emulate modules that cannot be loaded: without a limit it describes two effects, and
+// without success it says that it failed.
 #include "sdk/pf_effect.h"
 
 namespace {
@@ -14,8 +15,19 @@ namespace {
 #ifndef WITHOUT_IDENTITY
 PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB callback, SPBasicSuite*, const char*,
                                          const char*) {
-    return callback(host, text("Hook"), text("Hook"), text("Test"), text("EffectMain"), PF_FourCharCode("eFKT"), 13, 27,
-                    8);
+    const auto describe = [&] {
+        return callback(host, text("Hook"), text("Hook"), text("Test"), text("EffectMain"), PF_FourCharCode("eFKT"), 13,
+                        27, 8);
+    };
+#if defined(WITHOUT_LIMIT)
+    describe();
+#endif
+#if defined(WITHOUT_SUCCESS)
+    describe();
+    return 4;
+#else
+    return describe();
+#endif
 }
 #endif
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A module that declares one parameter and refuses to render.
+// A module that declares one parameter and refuses to render, or whatever QUORVEL_REFUSED_COMMAND says instead.
+#include <cstdlib>
 #include <cstring>
 
 #include "sdk/pf_effect.h"
@@ -31,15 +32,13 @@ PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB 
 }
 
 PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef**, PF_LayerDef*, void*) {
-    switch (cmd) {
-        case PF_Cmd_PARAMS_SETUP:
-            return declareParameter(in_data, out_data);
-        case PF_Cmd_RENDER:
-        case PF_Cmd_SMART_PRE_RENDER:
-            out_data->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
-            std::strcpy(out_data->return_msg, "No wish to");
-            return PF_Err_INTERNAL_STRUCT_DAMAGED;
-        default:
-            return PF_Err_NONE;
+    const char* chosen = std::getenv("QUORVEL_REFUSED_COMMAND");
+    const bool refused =
+        chosen != nullptr ? std::atoi(chosen) == cmd : cmd == PF_Cmd_RENDER || cmd == PF_Cmd_SMART_PRE_RENDER;
+    if (refused) {
+        out_data->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
+        std::strcpy(out_data->return_msg, "No wish to");
+        return PF_Err_INTERNAL_STRUCT_DAMAGED;
     }
+    return cmd == PF_Cmd_PARAMS_SETUP ? declareParameter(in_data, out_data) : PF_Err_NONE;
 }
