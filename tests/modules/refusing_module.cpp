@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A module that declares one parameter and refuses to render, or whatever QUORVEL_REFUSED_COMMAND says instead.
+// A module that declares one parameter and refuses to render, or whatever QUORVEL_REFUSED_COMMAND says instead. Its
+// message says what it was asked for.
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -23,6 +25,18 @@ PF_Err declareParameter(PF_InData* in_data, PF_OutData* out_data) {
     return in_data->inter.add_param(in_data->effect_ref, -1, &tiles);
 }
 
+/// What the host wants to have rendered, as the command says it.
+PF_LRect areaOf(PF_Cmd cmd, const PF_LayerDef* output, const void* extra) {
+    if (cmd == PF_Cmd_SMART_PRE_RENDER) {
+        return static_cast<const PF_PreRenderExtra*>(extra)->input->output_request.rect;
+    }
+    if (cmd == PF_Cmd_RENDER) {
+        return {output->origin_x, output->origin_y, output->origin_x + output->width,
+                output->origin_y + output->height};
+    }
+    return {};
+}
+
 }  // namespace
 
 PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB callback, SPBasicSuite*, const char*,
@@ -31,13 +45,17 @@ PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB 
                     PF_FourCharCode("eFKT"), 13, 27, 8);
 }
 
-PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef**, PF_LayerDef*, void*) {
+PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef**, PF_LayerDef* output,
+                            void* extra) {
     const char* chosen = std::getenv("QUORVEL_REFUSED_COMMAND");
     const bool refused =
         chosen != nullptr ? std::atoi(chosen) == cmd : cmd == PF_Cmd_RENDER || cmd == PF_Cmd_SMART_PRE_RENDER;
     if (refused) {
         out_data->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
-        std::strcpy(out_data->return_msg, "No wish to");
+        const PF_LRect area = areaOf(cmd, output, extra);
+        std::snprintf(out_data->return_msg, sizeof out_data->return_msg,
+                      "No wish to draw %d,%d to %d,%d at 1/%u by 1/%u", area.left, area.top, area.right, area.bottom,
+                      in_data->downsample_x.den, in_data->downsample_y.den);
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     }
     return cmd == PF_Cmd_PARAMS_SETUP ? declareParameter(in_data, out_data) : PF_Err_NONE;
