@@ -25,16 +25,25 @@ PF_Err declareParameter(PF_InData* in_data, PF_OutData* out_data) {
     return in_data->inter.add_param(in_data->effect_ref, -1, &tiles);
 }
 
-/// What the host wants to have rendered, as the command says it.
-PF_LRect areaOf(PF_Cmd cmd, const PF_LayerDef* output, const void* extra) {
+PF_LRect areaOf(const PF_LayerDef& world) {
+    return {world.origin_x, world.origin_y, world.origin_x + world.width, world.origin_y + world.height};
+}
+
+/// What the host wants to have rendered, and what it has of the input, as the command says it.
+struct Areas {
+    PF_LRect output{}, input{};
+};
+
+Areas areasOf(PF_Cmd cmd, const PF_InData& in, PF_ParamDef* const params[], const PF_LayerDef* output, void* extra) {
     if (cmd == PF_Cmd_SMART_PRE_RENDER) {
-        return static_cast<const PF_PreRenderExtra*>(extra)->input->output_request.rect;
+        const auto& preRender = *static_cast<PF_PreRenderExtra*>(extra);
+        const PF_RenderRequest& request = preRender.input->output_request;
+        PF_CheckoutResult input{};
+        preRender.cb->checkout_layer(in.effect_ref, 0, 1, &request, in.current_time, in.time_step, in.time_scale,
+                                     &input);
+        return {request.rect, input.max_result_rect};
     }
-    if (cmd == PF_Cmd_RENDER) {
-        return {output->origin_x, output->origin_y, output->origin_x + output->width,
-                output->origin_y + output->height};
-    }
-    return {};
+    return cmd == PF_Cmd_RENDER ? Areas{areaOf(*output), areaOf(params[0]->u.ld)} : Areas{};
 }
 
 }  // namespace
@@ -45,16 +54,17 @@ PF_EXPORT PF_Err PluginDataEntryFunction(PF_PluginDataPtr host, PF_PluginDataCB 
                     PF_FourCharCode("eFKT"), 13, 27, 8);
 }
 
-PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef**, PF_LayerDef* output,
-                            void* extra) {
+PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
+                            PF_LayerDef* output, void* extra) {
     const char* chosen = std::getenv("QUORVEL_REFUSED_COMMAND");
     const bool refused =
         chosen != nullptr ? std::atoi(chosen) == cmd : cmd == PF_Cmd_RENDER || cmd == PF_Cmd_SMART_PRE_RENDER;
     if (refused) {
         out_data->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
-        const PF_LRect area = areaOf(cmd, output, extra);
+        const auto [area, input] = areasOf(cmd, *in_data, params, output, extra);
         std::snprintf(out_data->return_msg, sizeof out_data->return_msg,
-                      "No wish to draw %d,%d to %d,%d at 1/%u by 1/%u", area.left, area.top, area.right, area.bottom,
+                      "No wish to draw %d,%d to %d,%d of %d,%d to %d,%d at 1/%u by 1/%u", area.left, area.top,
+                      area.right, area.bottom, input.left, input.top, input.right, input.bottom,
                       in_data->downsample_x.den, in_data->downsample_y.den);
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     }
