@@ -181,6 +181,8 @@ TEST_F(Protocol, BlocksKeepTheirContentWhenTheyGrow) {
 TEST_F(Protocol, HandlesAreNewAndKnownByTheNameOfTheirTable) {
     HookHost host;
     host.ledger().startRecording();
+    host.ledger().note("forgotten as soon as the next recording starts");
+    host.ledger().startRecording();
     (void)host.during(PF_Cmd_ABOUT, [](const Command& command) {
         const PF_UtilCallbacks& utils = *command.in->utils;
         const PF_Handle handle = utils.host_new_handle(64);
