@@ -73,7 +73,7 @@ TEST_F(PictureValues, MiddleValuesAreConvertedExactly) {
         {"a.png", u16, 25900 / 65535.0f, "8", "o.png", u8, 101 / 255.0f},  // 100.78, rounded
         {"a.png", u16, 25850 / 65535.0f, "8", "o.png", u8, 101 / 255.0f},  // 100.58, whose high byte is 100
         {"a.png", u16, 25850 / 65535.0f, "", "o.bmp", u8, 101 / 255.0f},
-        {"a.tif", TypeDesc::INT16, 12850 / 32767.0f, "", "o.png", u16, 25700 / 65535.0f},
+        {"a.tif", TypeDesc::INT16, 12850 / 32767.0f, "", "o.tif", u16, 25700 / 65535.0f},
         {"a.png", u16, 25700 / 65535.0f, "", "o.tif", u16, 25700 / 65535.0f},
         {"a.png", u16, 25700 / 65535.0f, "16", "o.exr", f32, 12850 / 32768.0f},
         {"a.png", u16, 25701 / 65535.0f, "32", "o.tif", f32, 25701 / 65535.0f},
