@@ -288,7 +288,7 @@ TEST_F(Protocol, AFrameHasItsOwnTimeAndScale) {
     HookHost host;
     declare(host, {parameter(PF_Param_CHECKBOX, 1)});
     Instance instance(host);
-    World input(Depth::Bits16, 8, 6);
+    World input(Depth::Bits16, 7, 6);
     World output(Depth::Bits16, 6, 4);
     output.setOrigin(2, -1);
     FrameRequest request;
@@ -313,7 +313,7 @@ TEST_F(Protocol, AFrameHasItsOwnTimeAndScale) {
             EXPECT_EQ(extra.cb->checkout_layer(ref, 0, 1, &extra.input->output_request, 3, 5, 30, &result), 0);
             const PF_LRect& rect = result.result_rect;
             EXPECT_EQ((std::vector<A_long>{rect.left, rect.top, rect.right, rect.bottom}),
-                      (std::vector<A_long>{2, 0, 8, 3}));
+                      (std::vector<A_long>{2, 0, 7, 3}));
             PF_ParamDef def{};
             EXPECT_EQ(command.in->inter.checkout_param(ref, 1, 3, 5, 30, &def), 0);
             host.faults().refuse("checkin_param", 44);
