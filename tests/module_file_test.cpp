@@ -367,6 +367,22 @@ TEST(ResourceDescription, HoldsUpTo256Properties) {
     EXPECT_THROW(keysOfList(257), FormatError);
 }
 
+TEST(ResourceDescription, PropertiesBeginAtMultiplesOfFourBytes) {
+    test::FileBytes list;
+    list.put(0, 1, 2);
+    list.put(2, 0, 4);
+    list.put(6, 2, 4);
+    list.put(10, "MIB8enon");
+    list.put(18, 0, 4);
+    list.put(22, 5, 4);
+    list.put(26, std::string("other") + std::string(3, '\0'));
+    list.put(34, "MIB8eman");
+    list.put(42, 0, 4);
+    list.put(46, 8, 4);
+    list.put(50, "\7Quorvel");
+    EXPECT_EQ(decodePipl(bytesOf(list.bytes()), std::endian::little).name, "Quorvel");
+}
+
 TEST(DamagedModule, OfAnUnlikelySizeIsNotRead) {
     const test::TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "large";
