@@ -2,7 +2,6 @@
 #include "cli/picture_library.h"
 
 #include <dlfcn.h>
-#include <malloc.h>
 
 #include <initializer_list>
 
@@ -21,17 +20,7 @@ void loadLargeLibraries() {
     }
 }
 
-/// Lets buffers of a few megabytes, which readers and writers need again and again, stay with the process when they are
-/// freed: taking fresh memory from the system costs more than filling it.
-void keepFreedMemory() {
-#ifdef __GLIBC__
-    mallopt(M_MMAP_THRESHOLD, 32 << 20);
-    mallopt(M_TRIM_THRESHOLD, 64 << 20);
-#endif
-}
-
 const Pictures& load() {
-    keepFreedMemory();
     loadLargeLibraries();
     const std::string file = companionFile("quorvel_pictures.so").string();
     // Lazily: the libraries have thousands of symbols, of which a run uses few.
