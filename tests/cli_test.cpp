@@ -86,8 +86,8 @@ TEST_F(Cli, TheModuleIsToldWhereAndAtWhichScaleItRenders) {
     const std::string input = drawUsual("in.png", TypeDesc::UINT8);
     for (const std::string host : {"after-effects", "premiere-pro"}) {
         expectFailure(render(input, path("out.png"),
-                             {"--module", QUORVEL_REFUSING_MODULE, "--host", host, "--downsample", "3",
-                              "--intensity-offset", "12,-6"}),
+                             {"--module", QUORVEL_REFUSING_MODULE, "--host", host, "--downsample", "3", "--guide",
+                              input, "--intensity-offset", "12,-6"}),
                       kExitFailure, "render: error 512: No wish to draw 4,-2 to 18,8 of 4,-2 to 18,8 at 1/3 by 1/3");
     }
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"in.png"});

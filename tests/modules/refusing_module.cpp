@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A module that declares one parameter and refuses to render, or whatever QUORVEL_REFUSED_COMMAND says instead. Its
-// message says what it was asked for.
+// A module that declares a slider and a layer, and refuses to render, or whatever QUORVEL_REFUSED_COMMAND says instead.
+// Its message says what it was asked for.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,7 +13,7 @@ const A_u_char* bytes(const char* text) {
     return reinterpret_cast<const A_u_char*>(text);
 }
 
-PF_Err declareParameter(PF_InData* in_data, PF_OutData* out_data) {
+PF_Err declareParameters(PF_InData* in_data, PF_OutData* out_data) {
     PF_ParamDef tiles{};
     tiles.uu.id = 1;
     tiles.param_type = PF_Param_FIX_SLIDER;
@@ -21,8 +21,14 @@ PF_Err declareParameter(PF_InData* in_data, PF_OutData* out_data) {
     tiles.u.fd.valid_min = tiles.u.fd.slider_min = 3 << 16;
     tiles.u.fd.valid_max = tiles.u.fd.slider_max = 7 << 16;
     tiles.u.fd.value = tiles.u.fd.dephault = 5 << 16;
-    out_data->num_params = 2;
-    return in_data->inter.add_param(in_data->effect_ref, -1, &tiles);
+    PF_ParamDef guide{};
+    guide.uu.id = 2;
+    guide.param_type = PF_Param_LAYER;
+    std::strcpy(guide.name, "Guide");
+    guide.u.ld.dephault = PF_LayerDefault_NONE;
+    out_data->num_params = 3;
+    const PF_Err error = in_data->inter.add_param(in_data->effect_ref, -1, &tiles);
+    return error != PF_Err_NONE ? error : in_data->inter.add_param(in_data->effect_ref, -1, &guide);
 }
 
 PF_LRect areaOf(const PF_LayerDef& world) {
@@ -68,5 +74,5 @@ PF_EXPORT PF_Err EffectMain(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data
                       in_data->downsample_x.den, in_data->downsample_y.den);
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     }
-    return cmd == PF_Cmd_PARAMS_SETUP ? declareParameter(in_data, out_data) : PF_Err_NONE;
+    return cmd == PF_Cmd_PARAMS_SETUP ? declareParameters(in_data, out_data) : PF_Err_NONE;
 }
