@@ -58,9 +58,10 @@ std::string manual(const CLI::App& program) {
         if (command->get_group().empty()) {
             continue;
         }
-        text += fmt::format(".SS quorvel {} [OPTIONS] {}\n{}.\n{}{}", command->get_name(),
-                            roff(requiredArguments(*command)), roff(command->get_description()), optionsText(*command),
-                            verbatim(command->get_footer()));
+        const std::string required = requiredArguments(*command);
+        text += fmt::format(".SS quorvel {} [OPTIONS]{}\n{}.\n{}{}", command->get_name(),
+                            required.empty() ? "" : " " + roff(required), roff(command->get_description()),
+                            optionsText(*command), verbatim(command->get_footer()));
     }
     return text + ".SH EXAMPLES\n" + verbatim(program.get_footer());
 }
