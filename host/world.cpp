@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/world.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
 
@@ -37,7 +38,7 @@ World::World(Depth depth, int width, int height, RowLayout layout) : depth_(dept
 
 World World::clone() const {
     World copy(depth_, width(), height(), layout_);
-    copy.memory_ = memory_;
+    std::copy(memory_.begin(), memory_.end(), copy.memory_.begin());
     copy.def_ = def_;
     const std::ptrdiff_t start = reinterpret_cast<const std::byte*>(def_.data) - memory_.data();
     copy.def_.data = reinterpret_cast<PF_Pixel8*>(copy.memory_.data() + start);

@@ -4,8 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
+#include "host/base/zeroed_memory.h"
 #include "sdk/pf_params.h"
 
 namespace quorvel::host {
@@ -63,8 +63,8 @@ public:
     }
 
     /// All of the memory, padding included.
-    std::vector<std::byte>& memory() { return memory_; }
-    const std::vector<std::byte>& memory() const { return memory_; }
+    ZeroedMemory& memory() { return memory_; }
+    const ZeroedMemory& memory() const { return memory_; }
 
     /// The host's record of this world, which points to this object's memory. Valid until this object is destroyed or
     /// moved from.
@@ -74,7 +74,7 @@ public:
 private:
     Depth depth_;
     RowLayout layout_;
-    std::vector<std::byte> memory_;
+    ZeroedMemory memory_;
     PF_LayerDef def_{};
 };
 

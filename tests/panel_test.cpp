@@ -523,7 +523,7 @@ TEST(Panels, DrawAloneAndBesideEightRenderThreadsAlike) {
                 } while (!drawn);
             });
         }
-        std::vector<std::vector<std::byte>> beside;
+        std::vector<host::ZeroedMemory> beside;
         for (int i = 0; i < 20; ++i) {
             beside.push_back(drawBoth());
         }
@@ -531,7 +531,7 @@ TEST(Panels, DrawAloneAndBesideEightRenderThreadsAlike) {
         for (std::thread& thread : threads) {
             thread.join();
         }
-        const std::vector<std::byte> alone = drawBoth();
+        const host::ZeroedMemory alone = drawBoth();
         EXPECT_EQ(std::count(beside.begin(), beside.end(), alone), 20);
         EXPECT_EQ(host.ledger().breaches(), std::vector<std::string>{});
     }

@@ -411,7 +411,7 @@ TEST_F(Protocol, RenderUsesTheValuesOfItsPreRender) {
         EXPECT_TRUE(asked.ok() && instance.smartRender(prepared, frame.request).ok());
         return frame.output.memory();
     };
-    const std::vector<std::byte> alphaOnly = renderedWith(6, 6);
+    const auto alphaOnly = renderedWith(6, 6);
     EXPECT_TRUE(renderedWith(6, 1) == alphaOnly);
     EXPECT_FALSE(renderedWith(1, 6) == alphaOnly);
 }

@@ -60,6 +60,8 @@ public:
             file_ = memoryFile(name_);
             target = file_.path();
         } else if (output_) {
+            // Room for what compresses to half, so that growing seldom copies; untouched memory costs nothing.
+            bytes_.reserve(spec.image_bytes() / 2);
             output_->set_ioproxy(&proxy_);
         }
         check(output_ && output_->open(target, spec));

@@ -114,8 +114,8 @@ inline void PeImage::addResources(FileBytes& file, std::size_t directory) const 
     if (!fileVersion.empty()) {
         FileBytes version;
         version.put(40, 0xFEEF04BDU, 4);
-        version.put(48, fileVersion[0] << 16U | fileVersion[1], 4);
-        version.put(52, fileVersion[2] << 16U | fileVersion[3], 4);
+        version.put(48, std::uint64_t{fileVersion[0]} << 16U | fileVersion[1], 4);
+        version.put(52, std::uint64_t{fileVersion[2]} << 16U | fileVersion[3], 4);
         file.put(root + 14, 1, 2);
         add(16, 1, version.bytes());
     }
