@@ -2,7 +2,11 @@
 #include "cli/picture_library.h"
 
 #include <dlfcn.h>
+#include <sys/mman.h>
 
+#include <cstddef>
+#include <cstdlib>
+#include <exception>
 #include <initializer_list>
 
 #include "cli/exit_status.h"
@@ -20,7 +24,40 @@ void loadLargeLibraries() {
     }
 }
 
+constexpr char kTooLittleMemory[] = "cannot load the picture libraries: not enough memory";
+
+/// About how many addresses the libraries take. Some of them crash where there are fewer.
+constexpr std::size_t kLibraryAddresses = std::size_t{480} << 20;
+
+bool hasRoomForLibraries() {
+    // Reserved, not taken: only a limit on addresses says no.
+    void* const room =
+        ::mmap(nullptr, kLibraryAddresses, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    return room != MAP_FAILED && ::munmap(room, kLibraryAddresses) == 0;
+}
+
+/// Says what happened when a library throws out of its own initialisation, which nobody can catch.
+[[noreturn]] void failWhileLoading() {
+    std::_Exit(fail(kExitFailure, kTooLittleMemory));
+}
+
+/// Uncaught exceptions end with `failWhileLoading` while this lives.
+class LoadingGuard {
+public:
+    LoadingGuard() : before_(std::set_terminate(failWhileLoading)) {}
+    ~LoadingGuard() { std::set_terminate(before_); }
+    LoadingGuard(const LoadingGuard&) = delete;
+    LoadingGuard& operator=(const LoadingGuard&) = delete;
+
+private:
+    std::terminate_handler before_;
+};
+
 const Pictures& load() {
+    if (!hasRoomForLibraries()) {
+        throw Failure(kTooLittleMemory);
+    }
+    const LoadingGuard guard;
     loadLargeLibraries();
     const std::string file = companionFile("quorvel_pictures.so").string();
     // Lazily: the libraries have thousands of symbols, of which a run uses few.

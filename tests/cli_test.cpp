@@ -46,6 +46,33 @@ TEST_F(Cli, NothingIsLeftOfAnOutputThatCannotBeWritten) {
     }
 }
 
+TEST_F(Cli, ShortMemoryEndsInOneLineOrAWholePicture) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer takes more addresses than any limit";
+#endif
+    const std::string input = draw("in.png", ImageSpec(1600, 1200, 4, TypeDesc::UINT8), [](int x, int y, int channel) {
+        return static_cast<float>((x * (3 + channel) + y * 7) % 64) / 63.0f;
+    });
+    for (const std::string ending : {".jp2", ".gif", ".png"}) {
+        const std::string output = path("out" + ending);
+        ASSERT_EQ(render(input, output, {"--quiet"}).status, 0);
+        const std::string whole = contents(output);
+        for (rlim_t megabytes = 340; megabytes <= 740; megabytes += 80) {
+            fs::remove(output);
+            const Outcome outcome = run({"render", input, "-o", output, "--quiet"}, [megabytes] {
+                const rlimit limit{megabytes << 20U, megabytes << 20U};
+                setrlimit(RLIMIT_AS, &limit);
+            });
+            if (outcome.status != 0) {
+                expectFailure(outcome, kExitFailure, "");
+            }
+            EXPECT_EQ(contents(output), outcome.status == 0 ? whole : "") << ending << ", " << megabytes << " MB";
+        }
+        fs::remove(output);
+        EXPECT_EQ(filesLeft(), std::vector<std::string>{"in.png"}) << ending;
+    }
+}
+
 TEST_F(Cli, NoClobberKeepsWhatIsThere) {
     const std::string input = drawUsual("in.png", TypeDesc::UINT8);
     std::ofstream(path("out.png")) << "precious";

@@ -47,6 +47,22 @@ void refuseSize(const Format& format, const std::string& name, const host::World
     }
 }
 
+/// About how many bytes a writer takes that does not notice when memory is short; 0 for the others.
+std::size_t uncheckedMemory(const EncodeRequest& request) {
+    if (request.format.name == "gif") {
+        return 28 * request.spec.image_pixels();
+    }
+    if (request.format.name == "jpeg2000") {
+        return 20 * request.spec.image_pixels() * static_cast<std::size_t>(request.spec.nchannels);
+    }
+    return 0;
+}
+
+/// A JPEG 2000 file ends with the end of its codestream, or the writer gave up without a word.
+bool isWholeJpeg2000(const std::vector<unsigned char>& file) {
+    return file.size() > 2 && file[file.size() - 2] == 0xFF && file.back() == 0xD9;
+}
+
 std::vector<unsigned char> encodeIn(const EncodeRequest& request) {
     const std::string_view format = request.format.name;
     if (format == "png") {
@@ -61,17 +77,17 @@ std::vector<unsigned char> encodeIn(const EncodeRequest& request) {
     if (format == "pnm") {
         return encodePnm(request);
     }
-    if (format == "gif") {
-        // The library's writer does not notice when memory is short; it takes about this much for each pixel.
-        constexpr std::size_t pixelBytes = 28;
-        ::operator delete(::operator new(request.spec.image_pixels() * pixelBytes));
-    }
+    ::operator delete(::operator new(uncheckedMemory(request)));
     const std::string compression = request.spec.get_string_attribute("compression", "zip");
     const bool fits = static_cast<double>(request.spec.image_bytes()) < kLargestTiff;
     if (format == "tiff" && fits && compression.substr(0, 3) == "zip") {
         return encodeTiff(request);
     }
-    return encodeWithLibrary(request);
+    std::vector<unsigned char> bytes = encodeWithLibrary(request);
+    if (format == "jpeg2000" && !isWholeJpeg2000(bytes)) {
+        throw pictureFailure(request.name, "cannot be written", "the JPEG 2000 writer gave up");
+    }
+    return bytes;
 }
 
 Encoded encode(const Format& format, const std::string& name, const host::World& world, const PictureTraits& traits,
