@@ -48,7 +48,7 @@ std::string moduleText(const fs::path& file) {
 std::string pictureLibraries() {
 #if defined(QUORVEL_PICTURES)
     try {
-        return pictures().libraryVersions();
+        return pictures().describeLibraries();
     } catch (const Failure& error) {
         return error.what();
     }

@@ -23,7 +23,7 @@ struct Pictures {
     decltype(&cli::holdsFurtherChannels) holdsFurtherChannels;
     decltype(&cli::checkCompression) checkCompression;
     decltype(&cli::drawPanel) drawPanel;
-    decltype(&cli::pictureLibraryVersions) libraryVersions;
+    decltype(&cli::pictureLibraryVersions) describeLibraries;
 };
 
 /// Loads the shared object at the first call; it stays until the program ends. Throws Failure when that is impossible.
