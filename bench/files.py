@@ -13,7 +13,7 @@ import sys
 import tempfile
 import time
 
-RUNS = 3
+RUNS = 7
 UNCHANGED = ["--mosaic-intensity", "0", "--max-iterations", "1"]
 # Format, depth, options of ours, options of oiiotool, largest share of oiiotool's time.
 CASES = [

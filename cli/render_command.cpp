@@ -11,6 +11,7 @@
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/option_values.h"
+#include "cli/pages_in_place.h"
 #include "cli/parameter_text.h"
 #include "cli/picture_command.h"
 #include "cli/picture_library.h"
@@ -76,7 +77,9 @@ bool worksOnAlpha(const host::Host& host, const host::ParameterValues& values) {
 /// A world for what is rendered of `input`, whose picture came from `file`.
 host::World worldLike(const host::World& input, const std::string& file) {
     try {
-        return {input.depth(), input.width(), input.height()};
+        host::World world(input.depth(), input.width(), input.height());
+        putPagesInPlace(world.memory());
+        return world;
     } catch (const std::bad_alloc&) {
         throw memoryFailure(file, input.width(), input.height(),
                             static_cast<double>(input.width()) * input.height() * host::pixelBytes(input.depth()));

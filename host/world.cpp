@@ -22,7 +22,7 @@ World::World(Depth depth, int width, int height, RowLayout layout) : depth_(dept
                         std::to_string(channelBytes));
     }
     const int rowBytes = pixels + layout.paddingBytes;
-    memory_.resize(static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(height));
+    memory_ = ZeroedMemory(static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(height));
     def_.width = width;
     def_.height = height;
     def_.rowbytes = layout.bottomUp ? -rowBytes : rowBytes;

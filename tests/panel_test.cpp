@@ -504,7 +504,7 @@ TEST(Panels, DrawAloneAndBesideEightRenderThreadsAlike) {
             EXPECT_TRUE(left.update().ok() && right.update().ok());
             EXPECT_TRUE(left.draw(graph, PF_EA_CONTROL, kFrames, surface).handled());
             EXPECT_TRUE(right.draw(graph, PF_EA_CONTROL, {{}, {5, 100, 55, 150}}, surface).handled());
-            return surface.world().memory();
+            return surface.world().memory().clone();
         };
 
         const host::World input(host::Depth::Bits8, 64, 48);

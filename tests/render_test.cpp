@@ -396,7 +396,7 @@ TEST_F(Protocol, ChoicesThatDoNotExistAreSafe) {
     const auto renderedWith = [&](A_long curve) {
         frame.values.setPopup(PARAM_CURVE, curve);
         EXPECT_TRUE(instance.render(frame.request).ok());
-        return frame.output.memory();
+        return frame.output.memory().clone();
     };
     EXPECT_TRUE(renderedWith(kLowest) == renderedWith(7));
 }
@@ -409,7 +409,7 @@ TEST_F(Protocol, RenderUsesTheValuesOfItsPreRender) {
         auto [asked, prepared] = instance.preRender(frame.request);
         frame.values.setPopup(PARAM_CHANNELS, channelsAtRender);
         EXPECT_TRUE(asked.ok() && instance.smartRender(prepared, frame.request).ok());
-        return frame.output.memory();
+        return frame.output.memory().clone();
     };
     const auto alphaOnly = renderedWith(6, 6);
     EXPECT_TRUE(renderedWith(6, 1) == alphaOnly);

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "cli/pages_in_place.h"
 #include "cli/pictures/channel_values.h"
 #include "cli/pictures/channels.h"
 #include "cli/pictures/messages.h"
@@ -153,7 +154,10 @@ host::World readWorld(const Part& part, const ChannelMap& map, const Placement& 
     const int channels = map.end() - map.first();
     std::optional<host::World> world;
     // Only when the first rows were there: the size may be a damaged file's claim.
-    const auto makeWorld = [&] { world.emplace(depth, placement.worldWidth(), placement.worldHeight()); };
+    const auto makeWorld = [&] {
+        world.emplace(depth, placement.worldWidth(), placement.worldHeight());
+        putPagesInPlace(world->memory());
+    };
     const std::size_t pixelBytes = static_cast<std::size_t>(channels) * sizeof(Sample);
     readRows(part, map.first(), map.end(), OIIO::BaseTypeFromC<Sample>::value, pixelBytes, makeWorld,
              [&](int y, const std::byte* row) {

@@ -1,41 +1,50 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <memory>
 #include <new>
-#include <utility>
-#include <vector>
 
 namespace quorvel::host {
 
-/// Hands out memory that is zero, and takes elements made without a value as made already. Large blocks come from the
-/// system as zeros, so nothing is touched before it is used, and then by the thread that uses it.
-struct ZeroedAllocator {
-    using value_type = std::byte;
-    template <typename>
-    struct rebind {
-        using other = ZeroedAllocator;
-    };
-
-    std::byte* allocate(std::size_t count) {
-        if (void* const block = std::calloc(count, 1)) {
-            return static_cast<std::byte*>(block);
+/// Owns bytes that are zero at first, which the system hands out untouched: a large block costs nothing before it is
+/// used, and then the thread that uses it. Can be moved; only `clone` copies.
+class ZeroedMemory {
+public:
+    ZeroedMemory() = default;
+    /// Throws std::bad_alloc when memory is short.
+    explicit ZeroedMemory(std::size_t size)
+        : bytes_(static_cast<std::byte*>(std::calloc(std::max<std::size_t>(size, 1), 1))), size_(size) {
+        if (!bytes_) {
+            throw std::bad_alloc();
         }
-        throw std::bad_alloc();
     }
-    void deallocate(std::byte* block, std::size_t) noexcept { std::free(block); }
-
-    void construct(std::byte*) noexcept {}
-    template <typename... Value>
-    void construct(std::byte* at, Value&&... value) {
-        ::new (static_cast<void*>(at)) std::byte{std::forward<Value>(value)...};
+    ZeroedMemory clone() const {
+        ZeroedMemory copy(size_);
+        std::copy(begin(), end(), copy.begin());
+        return copy;
     }
 
-    bool operator==(const ZeroedAllocator&) const { return true; }
+    std::size_t size() const { return size_; }
+    std::byte* data() { return bytes_.get(); }
+    const std::byte* data() const { return bytes_.get(); }
+    std::byte* begin() { return data(); }
+    std::byte* end() { return data() + size(); }
+    const std::byte* begin() const { return data(); }
+    const std::byte* end() const { return data() + size(); }
+    std::byte& operator[](std::size_t index) { return bytes_[index]; }
+    std::byte operator[](std::size_t index) const { return bytes_[index]; }
+
+    bool operator==(const ZeroedMemory& other) const { return std::equal(begin(), end(), other.begin(), other.end()); }
+
+private:
+    struct Release {
+        void operator()(std::byte* bytes) const { std::free(bytes); }
+    };
+    std::unique_ptr<std::byte[], Release> bytes_;
+    std::size_t size_ = 0;
 };
-
-/// Bytes that are zero at first. Never made larger after they were made smaller: what is dropped is not zeroed again.
-using ZeroedMemory = std::vector<std::byte, ZeroedAllocator>;
 
 }  // namespace quorvel::host
