@@ -5,9 +5,9 @@
 
 #if defined(__linux__)
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <cstdint>
+#include <cstddef>
+#include <memory>
 
 #include "cli/pictures/parallel.h"
 #endif
@@ -18,13 +18,17 @@ namespace quorvel::cli {
 /// nothing but time: what an older system refuses is done page by page on first use.
 inline void putPagesInPlace([[maybe_unused]] host::ZeroedMemory& memory) {
 #if defined(__linux__) && defined(MADV_POPULATE_WRITE)
-    constexpr std::uintptr_t kPage = 4096;
-    const auto begin = (reinterpret_cast<std::uintptr_t>(memory.begin()) + kPage - 1) / kPage;
-    const auto end = reinterpret_cast<std::uintptr_t>(memory.end()) / kPage;
-    constexpr std::uintptr_t kWorthwhile = 1024;
-    if (begin + kWorthwhile < end) {
-        inParallelRuns(static_cast<int>(end - begin), [&](int first, int last) {
-            madvise(reinterpret_cast<void*>((begin + static_cast<std::uintptr_t>(first)) * kPage),
+    constexpr std::size_t kPage = 4096;
+    constexpr int kWorthwhile = 1024;
+    void* begin = memory.data();
+    std::size_t size = memory.size();
+    if (std::align(kPage, kPage, begin, size) == nullptr) {
+        return;
+    }
+    const auto pages = static_cast<int>(size / kPage);
+    if (pages >= kWorthwhile) {
+        inParallelRuns(pages, [begin](int first, int last) {
+            madvise(static_cast<std::byte*>(begin) + static_cast<std::size_t>(first) * kPage,
                     static_cast<std::size_t>(last - first) * kPage, MADV_POPULATE_WRITE);
         });
     }
