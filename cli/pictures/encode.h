@@ -58,9 +58,11 @@ std::vector<unsigned char> encodeWithLibrary(const EncodeRequest& request);
 /// the other encoders take everything but the pixels. An ICC profile that the writer refuses is left out with a note.
 std::vector<unsigned char> encodeMetadata(const EncodeRequest& request);
 
-// Each compresses strips of the picture side by side. The result does not depend on the number of threads.
+// Each compresses pieces of the picture side by side. The result does not depend on the number of threads.
 std::vector<unsigned char> encodePng(const EncodeRequest& request);
 std::vector<unsigned char> encodeTiff(const EncodeRequest& request);
+/// Compressed as zip or zips, without further channels.
+std::vector<unsigned char> encodeOpenExr(const EncodeRequest& request);
 std::vector<unsigned char> encodeJpeg(const EncodeRequest& request);
 
 /// PPM, or PGM when the name says so. Throws Failure when a picture with colour is to be a PGM file.

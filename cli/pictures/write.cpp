@@ -13,6 +13,7 @@
 #include "cli/pictures/metadata.h"
 #include "cli/pictures/webp.h"
 #include "cli/staged_file.h"
+#include "cli/text.h"
 
 namespace quorvel::cli {
 namespace {
@@ -78,10 +79,13 @@ std::vector<unsigned char> encodeIn(const EncodeRequest& request) {
         return encodePnm(request);
     }
     ::operator delete(::operator new(uncheckedMemory(request)));
-    const std::string compression = request.spec.get_string_attribute("compression", "zip");
+    const bool zip = lowerCase(request.spec.get_string_attribute("compression", "zip")).substr(0, 3) == "zip";
     const bool fits = static_cast<double>(request.spec.image_bytes()) < kLargestTiff;
-    if (format == "tiff" && fits && compression.substr(0, 3) == "zip") {
+    if (format == "tiff" && fits && zip) {
         return encodeTiff(request);
+    }
+    if (format == "openexr" && request.further == nullptr && zip) {
+        return encodeOpenExr(request);
     }
     std::vector<unsigned char> bytes = encodeWithLibrary(request);
     if (format == "jpeg2000" && !isWholeJpeg2000(bytes)) {
