@@ -31,7 +31,7 @@ host::World unevenWorld(int width, int height, TypeDesc type) {
                                   infinity,
                                   -infinity,
                                   -0.0f,
-                                  65519.0f,  // the last that rounds to the largest half
+                                  65519.0f,  // rounds down to the largest half
                                   65520.0f,  // halfway to the next
                                   -1e30f,
                                   1e-7f,            // a denormal half

@@ -356,18 +356,20 @@ TEST_F(PictureWriting, TiffFilesEndAfterTheirOnlyDirectory) {
 }
 
 TEST_F(PictureWriting, NothingIsLostWhenTheDiskIsNearlyFull) {
+    using namespace std::string_literals;
     ImageSpec camera;
     camera.attribute("FNumber", 2.5f);
     const std::string photo = drawUsual("photo.jpg", TypeDesc::UINT8, 3, camera);
-    for (const std::string compression : {"zip", "none"}) {
-        ASSERT_EQ(render(photo, path("whole.tif"), {"--compression", compression}).status, 0);
-        const rlim_t size = fs::file_size(path("whole.tif"));
+    for (const auto& [ending, compression] : {std::pair(".tif"s, "zip"s), {".tif", "none"}, {".exr", "zip"}}) {
+        ASSERT_EQ(render(photo, path("whole" + ending), {"--compression", compression}).status, 0);
+        const rlim_t size = fs::file_size(path("whole" + ending));
         for (const rlim_t less : {size / 2, size / 4, rlim_t{1}, rlim_t{60}, rlim_t{200}}) {
             const rlimit limit{size - less, size - less};
-            const Outcome outcome = run({"render", photo, "-o", path("cut.tif"), "--compression", compression},
+            const std::string cut = path("cut" + ending);
+            const Outcome outcome = run({"render", photo, "-o", cut, "--compression", compression},
                                         [&] { setrlimit(RLIMIT_FSIZE, &limit); });
-            EXPECT_EQ(outcome.status, kExitFailure) << compression << " " << less;
-            EXPECT_FALSE(fs::exists(path("cut.tif")));
+            EXPECT_EQ(outcome.status, kExitFailure) << cut << " " << compression << " " << less;
+            EXPECT_FALSE(fs::exists(cut));
         }
     }
 }
