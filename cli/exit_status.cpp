@@ -12,7 +12,9 @@ UsageError badValue(const std::string& option, const std::string& value, const s
 }
 
 Failure memoryFailure(const std::string& file, int width, int height, double bytes) {
-    return {"{}: not enough memory for {} x {} pixels ({:.1f} GB)", file, width, height, bytes / 1e9};
+    const std::string size =
+        bytes < 1e9 ? fmt::format("{:.0f} MB", bytes / 1e6) : fmt::format("{:.1f} GB", bytes / 1e9);
+    return {"{}: not enough memory for {} x {} pixels ({})", file, width, height, size};
 }
 
 int fail(ExitStatus status, const std::string& message) {

@@ -37,7 +37,7 @@ public:
         : runtime_error(fmt::format(format, std::forward<First>(first), std::forward<More>(more)...)) {}
 };
 
-/// "FILE: not enough memory for WIDTH x HEIGHT pixels (1.2 GB)".
+/// "FILE: not enough memory for WIDTH x HEIGHT pixels (1.2 GB)", or in MB below 1 GB.
 Failure memoryFailure(const std::string& file, int width, int height, double bytes);
 
 /// Prints a message as the error output's one line and returns the status. Control characters are escaped.

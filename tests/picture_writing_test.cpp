@@ -3,16 +3,21 @@
 // format cannot hold.
 #include <OpenImageIO/imageio.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <fstream>
+#include <new>
 
 #include "cli/exit_status.h"
+#include "cli/pictures/encode.h"
 #include "cli/pictures/parallel.h"
 #include "cli/pictures/write.h"
 #include "tests/support/program.h"
+#include "tests/support/random.h"
 
 namespace quorvel::cli {
 namespace {
@@ -456,6 +461,47 @@ TEST_F(PictureWriting, PgmIsGrey) {
         expectFailure(copy(blue, output), kExitFailure, "the picture has colour; use .ppm");
     }
     expectFailure(copy(grey, "o.pbm"), kExitUsage, "--output " + path("o.pbm"));
+}
+
+TEST(LibraryWriters, FailWithoutAWordWhenMemoryIsShort) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer takes more addresses than any limit";
+#endif
+    // Random bytes, because some writers compress, and one writes on while it is destroyed.
+    test::Random random(3);
+    host::World world(host::Depth::Bits8, 700, 700);
+    std::generate(world.memory().begin(), world.memory().end(), [&] { return static_cast<std::byte>(random.bits()); });
+    for (const std::string ending : {"tga", "bmp", "dpx"}) {
+        int failed = 0;
+        for (rlim_t further = 0; further <= 12; ++further) {
+            const pid_t child = fork();
+            if (child == 0) {
+                const std::string name = "x";
+                std::size_t pages = 0;
+                std::ifstream("/proc/self/statm") >> pages;
+                const rlim_t bytes = pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) + (further << 20U);
+                const rlimit limit{bytes, bytes};
+                std::vector<std::string> notes;
+                const Format& format = *formatOfEnding("x." + ending);
+                const EncodeRequest request{
+                    world, format, name, ImageSpec(700, 700, 4, TypeDesc::UINT8), host::Depth::Bits8, notes};
+                setrlimit(RLIMIT_AS, &limit);
+                try {
+                    encodeWithLibrary(request);
+                } catch (const std::bad_alloc&) {
+                    _exit(1);
+                } catch (const std::exception&) {
+                    _exit(2);
+                }
+                _exit(0);
+            }
+            int status = 0;
+            ASSERT_EQ(waitpid(child, &status, 0), child);
+            ASSERT_TRUE(WIFEXITED(status)) << ending << " with " << further << " MB: signal " << WTERMSIG(status);
+            failed += WEXITSTATUS(status) != 0 ? 1 : 0;
+        }
+        EXPECT_GT(failed, 0) << ending;
+    }
 }
 
 }  // namespace

@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "cli/pictures/bytes.h"
 #include "cli/pictures/encode.h"
@@ -46,6 +48,34 @@ Bytes contentsOf(const Descriptor& file, const std::string& name) {
     return bytes;
 }
 
+/// Memory that a writer writes to. When it cannot grow, writing fails instead of throwing: some writers still write
+/// while they are destroyed, where an exception would end the program.
+class GrowingMemory : public OIIO::Filesystem::IOVecOutput {
+public:
+    using IOVecOutput::IOVecOutput;
+
+    std::size_t write(const void* bytes, std::size_t size) override {
+        return unlessFull([&] { return IOVecOutput::write(bytes, size); });
+    }
+    std::size_t pwrite(const void* bytes, std::size_t size, std::int64_t offset) override {
+        return unlessFull([&] { return IOVecOutput::pwrite(bytes, size, offset); });
+    }
+    bool isFull() const { return full_; }
+
+private:
+    template <typename Write>
+    std::size_t unlessFull(const Write& write) {
+        try {
+            return full_ ? 0 : write();
+        } catch (const std::bad_alloc&) {
+            full_ = true;
+            return 0;
+        }
+    }
+
+    bool full_ = false;
+};
+
 /// An open writer and the memory it writes to.
 class LibraryWriter {
 public:
@@ -69,8 +99,11 @@ public:
 
     OIIO::ImageOutput& output() { return *output_; }
 
-    /// Throws Failure with the library's words when `done` is false.
+    /// Throws Failure with the library's words when `done` is false, and std::bad_alloc when memory was short.
     void check(bool done) {
+        if (proxy_.isFull()) {
+            throw std::bad_alloc();
+        }
         if (!done) {
             throw pictureFailure(name_, "cannot be written", output_ ? output_->geterror() : OIIO::geterror());
         }
@@ -92,7 +125,7 @@ private:
     const Packets& packets_;
     Bytes bytes_;
     Descriptor file_;
-    OIIO::Filesystem::IOVecOutput proxy_;
+    GrowingMemory proxy_;
     std::unique_ptr<OIIO::ImageOutput> output_;  ///< last, because its end may still write
 };
 
