@@ -40,6 +40,16 @@ public:
 /// "FILE: not enough memory for WIDTH x HEIGHT pixels (1.2 GB)", or in MB below 1 GB.
 Failure memoryFailure(const std::string& file, int width, int height, double bytes);
 
+/// A signal asked for an end: ends with 128 and the signal's number, as a shell reports such an end.
+class Interrupted : public Failure {
+public:
+    Interrupted(int signal, const std::string& message) : Failure(message), signal_(signal) {}
+    ExitStatus status() const { return static_cast<ExitStatus>(128 + signal_); }
+
+private:
+    int signal_;
+};
+
 /// Prints a message as the error output's one line and returns the status. Control characters are escaped.
 int fail(ExitStatus status, const std::string& message);
 

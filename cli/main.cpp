@@ -47,6 +47,8 @@ int main(int count, char** arguments) {
         return run(programArguments(count, arguments));
     } catch (const UsageError& error) {
         return fail(kExitUsage, error.what());
+    } catch (const Interrupted& end) {
+        return fail(end.status(), end.what());
     } catch (const std::bad_alloc&) {
         return fail(kExitFailure, "not enough memory");
     } catch (const std::exception& error) {

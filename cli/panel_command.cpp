@@ -75,7 +75,7 @@ private:
 
 CLI::App* PanelCommand::addTo(CLI::App& program, const std::vector<std::string>& arguments) {
     CLI::App* command = program.add_subcommand("panel", "Draw the effect's controls as a host shows them");
-    shared_.addTo(*command, arguments);
+    shared_.addTo(*command, arguments, "The picture to write; - for PNG on the standard output")->required();
     expectChoice(
         command->add_option("--scale", options_.scale, "Pixels of the picture to one of the panel: 1 (default) or 2"),
         std::vector<std::pair<std::string, int>>{{"1", 1}, {"2", 2}})

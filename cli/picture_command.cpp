@@ -10,22 +10,30 @@
 
 namespace quorvel::cli {
 
-void PictureCommand::addTo(CLI::App& command, const std::vector<std::string>& arguments) {
-    expectFile(command.add_option("-o,--output", output_, "The picture to write; - for PNG on the standard output"))
-        ->required();
+CLI::Option* PictureCommand::addTo(CLI::App& command, const std::vector<std::string>& arguments,
+                                   const std::string& outputHelp) {
+    CLI::Option* const output = expectFile(command.add_option("-o,--output", output_, outputHelp));
     command.add_flag("--no-clobber", noClobber_, "Never replace an existing file");
     command.add_flag("-q,--quiet", quiet_, "Print no notes, only errors");
     effect_.addTo(command, arguments);
+    return output;
+}
+
+void PictureCommand::checkOutputName() const {
+    if (!toStandardOutput() && !pictures().isWritableFormat(output_)) {
+        throw badValue("--output", output_, pictures().writableFormats());
+    }
+}
+
+void PictureCommand::checkTarget(const std::filesystem::path& file) const {
+    cli::checkTarget(file, noClobber_ ? Existing::Keep : Existing::Replace);
 }
 
 void PictureCommand::checkOutput() const {
-    if (toStandardOutput()) {
-        return;
+    checkOutputName();
+    if (!toStandardOutput()) {
+        checkTarget(output_);
     }
-    if (!pictures().isWritableFormat(output_)) {
-        throw badValue("--output", output_, pictures().writableFormats());
-    }
-    checkTarget(output_, noClobber_ ? Existing::Keep : Existing::Replace);
 }
 
 void PictureCommand::write(const host::World& world, const PictureTraits& traits, WriteSettings settings,

@@ -12,6 +12,9 @@ namespace quorvel::cli {
 /// The names and versions of the picture libraries, "OpenImageIO 2.4.7, Cairo 1.16.0, ...".
 std::string pictureLibraryVersions();
 
+/// Bounds the number of threads that reading or writing one picture uses, here and in the libraries; at least 1.
+void limitThreads(int count);
+
 /// The functions of the shared object; each is described where it is declared.
 struct Pictures {
     decltype(&cli::readPicture) readPicture;
@@ -24,6 +27,7 @@ struct Pictures {
     decltype(&cli::checkCompression) checkCompression;
     decltype(&cli::drawPanel) drawPanel;
     decltype(&cli::pictureLibraryVersions) describeLibraries;
+    decltype(&cli::limitThreads) limitThreads;
 };
 
 /// Loads the shared object at the first call; it stays until the program ends. Throws Failure when that is impossible.

@@ -4,6 +4,7 @@
 #include <pango/pangocairo.h>
 
 #include "cli/picture_library.h"
+#include "cli/pictures/parallel.h"
 #include "cli/staged_names.h"
 
 namespace quorvel::cli {
@@ -14,11 +15,25 @@ std::string pictureLibraryVersions() {
                        cairo_version_string(), pango_version_string());
 }
 
+void limitThreads(int count) {
+    OIIO::attribute("threads", count);
+    // In OpenEXR 0 is the calling thread alone, and so is -1 in what passes the number on to it.
+    OIIO::attribute("exr_threads", count == 1 ? -1 : count);
+    parallelThreads() = static_cast<std::size_t>(count);
+}
+
 extern "C" __attribute__((visibility("default"))) const Pictures* quorvelPictures() {
-    static constexpr Pictures functions{
-        readPicture,      plainTraits,           writePicture,         writePictureToStandardOutput,
-        isWritableFormat, writableFormats,       holdsFurtherChannels, checkCompression,
-        drawPanel,        pictureLibraryVersions};
+    static constexpr Pictures functions{readPicture,
+                                        plainTraits,
+                                        writePicture,
+                                        writePictureToStandardOutput,
+                                        isWritableFormat,
+                                        writableFormats,
+                                        holdsFurtherChannels,
+                                        checkCompression,
+                                        drawPanel,
+                                        pictureLibraryVersions,
+                                        limitThreads};
     // Here, because the staged file that a signal removes is known to this copy of the code.
     removeStagedFilesOnSignals();
     return &functions;

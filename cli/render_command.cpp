@@ -1,41 +1,52 @@
 // SPDX-License-Identifier: MIT
-// quorvel render: one picture through the module.
+// quorvel render: pictures and sequences through the module.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <list>
+#include <filesystem>
+#include <iostream>
+#include <map>
 #include <memory>
-#include <new>
 #include <optional>
 #include <utility>
 
 #include "cli/commands.h"
 #include "cli/exit_status.h"
+#include "cli/frames/frame_numbers.h"
+#include "cli/frames/frame_plan.h"
+#include "cli/frames/interruption.h"
+#include "cli/frames/progress.h"
+#include "cli/frames/render_frames.h"
+#include "cli/frames/report.h"
 #include "cli/option_values.h"
-#include "cli/pages_in_place.h"
 #include "cli/parameter_text.h"
 #include "cli/picture_command.h"
 #include "cli/picture_library.h"
+#include "cli/staged_file.h"
 #include "cli/text.h"
 #include "effect/settings.h"
-#include "host/instance.h"
 
 namespace quorvel::cli {
 namespace {
 
 constexpr int kMaximumDownsample = 99;
+constexpr int kMostJobs = 1024;
 
 constexpr char kRenderExamples[] =
     "Examples:\n"
+    "  quorvel render shot.####.exr -o mosaic.####.exr --mosaic-intensity 0.5\n"
+    "  quorvel render shot.%04d.png -o small.@.jpg --frames 1-100x2 --start 1\n"
     "  quorvel render photo.jpg -o mosaic.png --mosaic-intensity 0.5\n"
     "  quorvel render photo.jpg -o coarse.png --grid-width 8 --grid-height 6\n"
     "  quorvel render shot.exr -o split.exr --channels rgb --curve-phase-split 45\n"
     "  quorvel render shot.tif -o guided.tif --intensity-source matte.png\n"
     "  quorvel render photo.png -o - | display -\n"
     "\n"
+    "In the names of a sequence, #### or %04d stands for the frame's number with at\n"
+    "least four digits, @ for the number alone.\n"
     "Values go from file to file as stored, without colour management; metadata is\n"
     "kept. The output has the depth that was rendered, or the nearest that its\n"
-    "format holds.\n"
-    "Exit status: 0 done, 1 failed (nothing was written), 2 wrong command line.";
+    "format holds. Each output file appears complete or not at all.\n"
+    "Exit status: 0 done, 1 failed, 2 wrong command line, 130 or 143 interrupted.";
 
 struct Point {
     int x = 0;
@@ -52,6 +63,20 @@ struct RenderOptions {
     bool storedOrientation = false;
     std::string compression;
     std::optional<int> quality;
+
+    std::optional<FrameNumbers> frames;
+    std::optional<int> start;
+    std::optional<int> intensityStart;
+    Missing missing = Missing::Error;
+    bool keepGoing = false;
+    bool skipExisting = false;
+    bool update = false;
+    bool createFolders = false;
+    bool dryRun = false;
+    std::optional<int> jobs;
+    ProgressForm progress = ProgressForm::Auto;
+    std::string report;
+    std::string verify;
 };
 
 Point parseOffset(const std::string& text) {
@@ -74,18 +99,6 @@ bool worksOnAlpha(const host::Host& host, const host::ParameterValues& values) {
     });
 }
 
-/// A world for what is rendered of `input`, whose picture came from `file`.
-host::World worldLike(const host::World& input, const std::string& file) {
-    try {
-        host::World world(input.depth(), input.width(), input.height());
-        putPagesInPlace(world.memory());
-        return world;
-    } catch (const std::bad_alloc&) {
-        throw memoryFailure(file, input.width(), input.height(),
-                            static_cast<double>(input.width()) * input.height() * host::pixelBytes(input.depth()));
-    }
-}
-
 class RenderCommand {
 public:
     /// Must outlive the parsing of the command line.
@@ -94,17 +107,26 @@ public:
 
 private:
     void checkOptions() const;
+    void addFrameOptions(CLI::App& command);
+    FramePlan plan() const;
+    WriteSettings writeSettings() const;
+    RenderJob jobFor(const FramePlan& plan, const host::ParameterValues& values) const;
+    void checkOutputs(const FramePlan& plan) const;
+    void printPlan(const FramePlan& plan, Rerun rerun) const;
+    void renderPlan(const RenderJob& job) const;
 
     RenderOptions options_;
     PictureCommand shared_;
 };
 
 CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>& arguments) {
-    CLI::App* command = program.add_subcommand("render", "Render a picture through the effect");
-    expectFile(command->add_option("INPUT", options_.input,
-                                   "The picture: PNG, JPEG, TIFF, OpenEXR, DPX, ...; - for the standard input"))
+    CLI::App* command = program.add_subcommand("render", "Render a picture or a sequence through the effect");
+    expectFile(
+        command->add_option("INPUT", options_.input,
+                            "The picture, or a sequence such as shot.####.exr; - for a picture on the standard input"))
         ->required();
-    shared_.addTo(*command, arguments);
+    shared_.addTo(*command, arguments,
+                  "The picture or sequence to write, such as out.####.png; - for PNG on the standard output");
     using host::Depth;
     expectChoice(
         command->add_option("--depth", options_.depth,
@@ -136,6 +158,7 @@ CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>
     expectWholeNumber(command->add_option("--quality", options_.quality, "JPEG and WebP: 1 to 100 (default 95)"), 1,
                       100)
         ->type_name("N");
+    addFrameOptions(*command);
     command->footer(kRenderExamples);
     return command;
 }
@@ -146,49 +169,204 @@ void RenderCommand::checkOptions() const {
     }
 }
 
-void RenderCommand::run() const {
-    checkOptions();
-    host::Host& host = shared_.effect().host();
-    host::ParameterValues values = shared_.effect().parameters().values();
-    shared_.checkOutput();
+void RenderCommand::addFrameOptions(CLI::App& command) {
+    const char* const group = "Sequences";
+    const auto grouped = [group](CLI::Option* option) { return option->group(group); };
+    grouped(command
+                .add_option_function<std::string>(
+                    "--frames",
+                    [this](const std::string& text) { options_.frames = FrameNumbers::parse("--frames", text); },
+                    "The frames to render, such as 7, 1-10, 1-10x3 or 1-5,8 (default: all there are)")
+                ->type_name("LIST"));
+    grouped(expectWholeNumber(command.add_option("--start", options_.start,
+                                                 "Number the outputs from N on instead of as their inputs"),
+                              kLowestFrame, kHighestFrame)
+                ->type_name("N"));
+    grouped(expectWholeNumber(command.add_option("--intensity-start", options_.intensityStart,
+                                                 "The intensity source's frame for the input's first frame "
+                                                 "(default: the one of the same number)"),
+                              kLowestFrame, kHighestFrame)
+                ->type_name("N"));
+    grouped(
+        expectChoice(
+            command.add_option("--missing", options_.missing, "What to do about frames without a file"),
+            std::vector<std::pair<std::string, Missing>>{
+                {"error", Missing::Error}, {"skip", Missing::Skip}, {"hold", Missing::Hold}, {"black", Missing::Black}})
+            ->type_name("CHOICE"));
+    grouped(command.add_flag("--keep-going", options_.keepGoing, "Render the other frames when one fails"));
+    CLI::Option* const skip =
+        grouped(command.add_flag("--skip-existing", options_.skipExisting, "Skip frames whose output exists"));
+    grouped(command.add_flag("--update", options_.update, "Skip frames whose output is newer than what it is made of"))
+        ->excludes(skip);
+    grouped(command.add_flag("--create-dir", options_.createFolders, "Make the output's folder where it is missing"));
+    grouped(command.add_flag("--dry-run", options_.dryRun, "Print what would be rendered, and render nothing"));
+    grouped(expectWholeNumber(command.add_option("--jobs", options_.jobs,
+                                                 "Frames in work at once (default: as many as there are processors)"),
+                              1, kMostJobs)
+                ->type_name("N"));
+    grouped(expectChoice(command.add_option("--progress", options_.progress, "How to say how far it is"),
+                         std::vector<std::pair<std::string, ProgressForm>>{{"auto", ProgressForm::Auto},
+                                                                           {"bar", ProgressForm::Bar},
+                                                                           {"lines", ProgressForm::Lines},
+                                                                           {"openjd", ProgressForm::OpenJd},
+                                                                           {"json", ProgressForm::Json},
+                                                                           {"none", ProgressForm::None}})
+                ->type_name("FORM"));
+    grouped(expectFile(command.add_option("--report", options_.report,
+                                          "Write a JSON file of what became of each frame, with times and digests")));
+    grouped(expectFile(command.add_option("--verify", options_.verify,
+                                          "Compare the rendered frames with a report; needs no --output")));
+}
+
+RenderJob RenderCommand::jobFor(const FramePlan& plan, const host::ParameterValues& values) const {
+    RenderJob job{.host = shared_.effect().host(), .plan = plan, .values = values};
+    for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
+        job.layerIds.push_back(id);
+    }
+    job.readLayer.depth = options_.depth;
+    job.readLayer.downsample = options_.downsample;
+    job.readLayer.storedOrientation = options_.storedOrientation;
+    job.readInput = job.readLayer;
+    job.readInput.part = options_.part;
+    job.readInput.layer = options_.layer;
+    job.readInput.keepFurtherChannels = !shared_.output().empty() && pictures().holdsFurtherChannels(shared_.output());
+    job.write = writeSettings();
+    job.write.alpha = worksOnAlpha(job.host, values);
+    job.write.clobber = shared_.replacesFiles();
+    const Point offset = options_.intensityOffset.value_or(Point{});
+    job.offsetX = offset.x;
+    job.offsetY = offset.y;
+    job.rerun = options_.skipExisting ? Rerun::SkipExisting : options_.update ? Rerun::Update : Rerun::All;
+    job.createFolders = options_.createFolders;
+    job.keepGoing = options_.keepGoing;
+    job.jobs = options_.jobs.value_or(
+        static_cast<int>(std::min<std::size_t>(plan.count(), static_cast<std::size_t>(availableProcessors()))));
+    job.digests = !options_.report.empty();
+    return job;
+}
+
+WriteSettings RenderCommand::writeSettings() const {
     WriteSettings settings;
     settings.fullPrecision = options_.depth.has_value();
     settings.compression = options_.compression;
     settings.quality = options_.quality;
-    pictures().checkCompression(shared_.output(), settings);
+    return settings;
+}
 
-    const int downsample = options_.downsample;
-    ReadSettings reading;
-    reading.depth = options_.depth;
-    reading.downsample = downsample;
-    reading.storedOrientation = options_.storedOrientation;
-    ReadSettings readingInput = reading;
-    readingInput.part = options_.part;
-    readingInput.layer = options_.layer;
-    readingInput.keepFurtherChannels = pictures().holdsFurtherChannels(shared_.output());
-    Picture picture = pictures().readPicture(options_.input, readingInput);
-    reading.depth = picture.world.depth();
-    std::vector<std::string> notes = picture.notes;
-    std::list<Picture> layers;
+FramePlan RenderCommand::plan() const {
+    PlanRequest request;
+    request.input = options_.input;
+    request.output = shared_.output();
     for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
-        const Picture& layer = layers.emplace_back(pictures().readPicture(file, reading));
-        notes.insert(notes.end(), layer.notes.begin(), layer.notes.end());
-        values.setLayer(id, &layer.world);
+        request.layers.emplace_back(file);
     }
-    host::World output = worldLike(picture.world, shared_.output());
-    const Point offset = options_.intensityOffset.value_or(Point{});
-    picture.world.setOrigin(offset.x / downsample, offset.y / downsample);
-    output.setOrigin(offset.x / downsample, offset.y / downsample);
+    request.frames = options_.frames;
+    request.start = options_.start;
+    request.layerStart = options_.intensityStart;
+    request.missing = options_.missing;
+    request.keepGoing = options_.keepGoing;
+    return FramePlan(request);
+}
 
-    host::FrameRequest request;
-    request.input = &picture.world;
-    request.output = &output;
-    request.values = &values;
-    request.downsampleX = request.downsampleY = {1, static_cast<A_u_long>(downsample)};
-    withInstance(host, [&](host::Instance& instance) { require(instance.render(request), "render", host); });
+void RenderCommand::checkOutputs(const FramePlan& plan) const {
+    if (shared_.output() == "-" || shared_.output().empty()) {
+        return;
+    }
+    for (const PlannedFrame& frame : plan.frames()) {
+        if (!options_.createFolders || std::filesystem::exists(plan.outputFile(frame).parent_path())) {
+            shared_.checkTarget(plan.outputFile(frame));
+        }
+        // One stands for all of them, unless each may be there already.
+        if (shared_.replacesFiles() || options_.skipExisting || options_.update) {
+            return;
+        }
+    }
+}
 
-    settings.alpha = picture.hasAlpha || worksOnAlpha(host, values);
-    shared_.write(output, *picture.traits, settings, std::move(notes));
+void RenderCommand::printPlan(const FramePlan& plan, Rerun rerun) const {
+    for (const PlannedFrame& frame : plan.frames()) {
+        const std::string skipped = reasonToSkip(plan, frame, rerun);
+        const std::string from = plan.inputFile(frame).string();
+        const std::string to = plan.outputFile(frame).string();
+        std::cout << printable(!frame.missing.empty() ? from + ": missing: " + frame.missing
+                               : !skipped.empty()     ? "skip " + skipped
+                               : to.empty()           ? from
+                                                      : from + " -> " + to)
+                  << '\n';
+    }
+}
+
+void RenderCommand::run() const {
+    checkOptions();
+    if (shared_.output().empty() && options_.verify.empty()) {
+        throw UsageError("--output is required; see quorvel render --help");
+    }
+    if (shared_.output() == "-" && usesStandardOutput(options_.progress)) {
+        throw UsageError("--progress: the standard output is taken by --output -");
+    }
+    const host::ParameterValues values = shared_.effect().parameters().values();
+    if (!shared_.output().empty()) {
+        shared_.checkOutputName();
+        pictures().checkCompression(shared_.output(), writeSettings());
+    }
+    const std::map<int, std::string> expected =
+        options_.verify.empty() ? std::map<int, std::string>() : readReportedDigests(options_.verify);
+    const FramePlan frames = plan();
+    checkOutputs(frames);
+    if (!options_.report.empty()) {
+        cli::checkTarget(options_.report, Existing::Replace);
+    }
+    RenderJob job = jobFor(frames, values);
+    if (options_.dryRun) {
+        printPlan(frames, job.rerun);
+        return;
+    }
+    if (!options_.verify.empty()) {
+        job.expected = &expected;
+        job.expectedFrom = options_.verify;
+    }
+    renderPlan(job);
+}
+
+void RenderCommand::renderPlan(const RenderJob& job) const {
+    const FramePlan& frames = job.plan;
+    // A picture alone is done before anybody could ask for an end in good order.
+    std::optional<Interruption> interruption;
+    if (frames.isNumbered()) {
+        (void)pictures();  // whose own handlers the second signal then meets
+        interruption.emplace();
+    }
+    std::vector<FrameOutcome> outcomes;
+    std::vector<int> failed;
+    std::map<int, std::string> reasons;
+    std::size_t ended = 0;
+    {
+        Progress progress(options_.progress, frames.count(), shared_.isQuiet(), options_.keepGoing);
+        renderFrames(job, [&](FrameOutcome outcome) {
+            progress.done(outcome);
+            ++ended;
+            if (outcome.state == FrameOutcome::State::Failed) {
+                failed.push_back(outcome.number);
+                reasons[outcome.number] = outcome.reason;
+            }
+            if (!options_.report.empty()) {
+                outcomes.push_back(std::move(outcome));
+            }
+        });
+    }
+    if (!options_.report.empty()) {
+        writeReport(options_.report, std::move(outcomes));
+    }
+    if (const int signal = Interruption::signal(); interruption && signal != 0) {
+        throw Interrupted(signal,
+                          fmt::format("interrupted; {} of {} frames are done", ended - failed.size(), frames.count()));
+    }
+    if (!failed.empty()) {
+        std::sort(failed.begin(), failed.end());
+        throw Failure(options_.keepGoing && frames.isNumbered()
+                          ? fmt::format("{} of {} frames failed: {}", failed.size(), frames.count(), framesText(failed))
+                          : reasons.begin()->second);
+    }
 }
 
 }  // namespace

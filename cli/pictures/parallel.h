@@ -13,7 +13,14 @@
 
 namespace quorvel::cli {
 
-/// Calls `work(i)` once for each i below `count`, on as many threads as the machine has processors. Rethrows the first
+/// The most threads that work is spread over; at first as many as the machine has processors. The program and its
+/// picture library have a number each.
+inline std::atomic<std::size_t>& parallelThreads() {
+    static std::atomic<std::size_t> threads = std::max(1U, std::thread::hardware_concurrency());
+    return threads;
+}
+
+/// Calls `work(i)` once for each i below `count`, on up to `parallelThreads()` threads. Rethrows the first
 /// exception when all threads have ended.
 template <typename Work>
 void inParallel(std::size_t count, const Work& work) {
@@ -32,7 +39,7 @@ void inParallel(std::size_t count, const Work& work) {
         }
     };
     std::vector<std::thread> threads;
-    const std::size_t wanted = std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), count);
+    const std::size_t wanted = std::min<std::size_t>(parallelThreads(), count);
     try {
         while (threads.size() + 1 < wanted) {
             threads.emplace_back(run);
@@ -49,10 +56,10 @@ void inParallel(std::size_t count, const Work& work) {
     }
 }
 
-/// Calls `work(begin, end)` for runs of about equal length that together are 0 up to `count`, one for each processor.
+/// Calls `work(begin, end)` for runs of about equal length that together are 0 up to `count`, one for each thread.
 template <typename Work>
 void inParallelRuns(int count, const Work& work) {
-    const int runs = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, std::max(count, 1));
+    const int runs = std::clamp(static_cast<int>(parallelThreads()), 1, std::max(count, 1));
     const auto begin = [&](std::size_t run) {
         return static_cast<int>(static_cast<std::size_t>(count) * run / static_cast<std::size_t>(runs));
     };

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#include "cli/frames/frame_plan.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "cli/exit_status.h"
+
+namespace quorvel::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Of one run.
+constexpr std::size_t kMostFrames = 1'000'000;
+/// What a picture's layers count from where it has no first frame of its own.
+constexpr int kFirstOfPicture = 1;
+
+/// Where a layer's or the input's frame comes from; nothing leaves the frame out.
+std::optional<PlannedSource> sourceOf(const FrameFiles& files, int number, Missing missing, std::string& lacking) {
+    if (!files.isSequence() || files.has(number)) {
+        return PlannedSource{number, false};
+    }
+    switch (missing) {
+        case Missing::Error:
+            lacking = lacking.empty() ? files.file(number).string() : lacking;
+            return PlannedSource{number, false};
+        case Missing::Skip:
+            return std::nullopt;
+        case Missing::Hold:
+            return PlannedSource{files.held(number), false};
+        case Missing::Black:
+            return PlannedSource{files.held(number), true};
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+FrameFiles::FrameFiles(const fs::path& name) : name_(name) {
+    std::error_code error;
+    if (name != "-" && !fs::exists(fs::symlink_status(name, error))) {
+        pattern_ = FilePattern::parse(name);
+    }
+    if (pattern_) {
+        existing_ = pattern_->existing();
+        if (existing_.empty()) {
+            throw Failure("{}: no file has such a name", name.string());
+        }
+    }
+}
+
+bool FrameFiles::has(int frame) const {
+    return std::binary_search(existing_.begin(), existing_.end(), frame);
+}
+
+int FrameFiles::held(int frame) const {
+    const auto after = std::upper_bound(existing_.begin(), existing_.end(), frame);
+    return after == existing_.begin() ? existing_.front() : *(after - 1);
+}
+
+FramePlan::FramePlan(const PlanRequest& request)
+    : input_(request.input),
+      layers_(request.layers.begin(), request.layers.end()),
+      output_(request.output),
+      numbered_(input_.isSequence() || request.frames) {
+    if (!numbered_) {
+        add(kFirstOfPicture, request);
+    } else {
+        outputPattern_ = FilePattern::parse(output_);
+        for (const int number : wantedFrames(request)) {
+            add(number, request);
+        }
+    }
+    if (frames_.empty()) {
+        throw Failure("{}: every frame is left out, because files are missing", request.input.string());
+    }
+    if (!request.keepGoing) {
+        refuseMissing();
+    }
+    if (numbered_ && !output_.empty() && !outputPattern_ && frames_.size() > 1) {
+        throw badValue("--output", output_.string(),
+                       fmt::format("a place for the frame's number, such as {}.####{}, since there are {} frames",
+                                   output_.stem().string(), output_.extension().string(), frames_.size()));
+    }
+    refuseToReplaceInputs();
+}
+
+std::vector<int> FramePlan::wantedFrames(const PlanRequest& request) const {
+    const FrameNumbers wanted = request.frames.value_or(FrameNumbers::all());
+    if (!input_.isSequence()) {
+        return wanted.within(kLowestFrame, kHighestFrame, kMostFrames);
+    }
+    const int first = input_.existing().front();
+    const int last = input_.existing().back();
+    // Holes count as frames; only what lies outside of the sequence is cut off.
+    std::vector<int> frames = wanted.within(first, last, kMostFrames);
+    if (frames.empty()) {
+        throw Failure("--frames {}: {} has the frames {}", wanted.text(), input_.name().string(),
+                      framesText(input_.existing()));
+    }
+    return frames;
+}
+
+void FramePlan::add(int number, const PlanRequest& request) {
+    PlannedFrame frame;
+    frame.number = number;
+    frame.outputNumber = request.start ? *request.start + static_cast<int>(frames_.size()) : number;
+    const auto input = sourceOf(input_, number, request.missing, frame.missing);
+    if (!input) {
+        return;
+    }
+    frame.input = *input;
+    const int first = input_.isSequence() ? input_.existing().front() : kFirstOfPicture;
+    for (const FrameFiles& layer : layers_) {
+        const int layerNumber = request.layerStart ? *request.layerStart + (number - first) : number;
+        const auto source = sourceOf(layer, layerNumber, request.missing, frame.missing);
+        if (!source) {
+            return;
+        }
+        frame.layers.push_back(*source);
+    }
+    frames_.push_back(std::move(frame));
+}
+
+void FramePlan::refuseMissing() const {
+    std::vector<int> lacking;
+    for (const PlannedFrame& frame : frames_) {
+        if (!frame.missing.empty()) {
+            lacking.push_back(frame.number);
+        }
+    }
+    if (!lacking.empty()) {
+        const auto first =
+            std::find_if(frames_.begin(), frames_.end(), [](const auto& f) { return !f.missing.empty(); });
+        throw Failure("{}: missing, so frame {} cannot be rendered (missing for: {}); --missing skip, hold or black",
+                      first->missing, first->number, framesText(lacking));
+    }
+}
+
+/// A frame may replace its own input, which has been read by then, but not one that another frame still needs.
+void FramePlan::refuseToReplaceInputs() const {
+    if (!outputPattern_) {
+        return;
+    }
+    const auto refuse = [&](const FrameFiles& files, const auto& sourceIn, bool layer) {
+        if (!files.isSequence() || files.file(0).lexically_normal() != outputPattern_->file(0).lexically_normal()) {
+            return;
+        }
+        for (const PlannedFrame& frame : frames_) {
+            const PlannedSource source = sourceIn(frame);
+            if (layer || source.number != frame.outputNumber) {
+                throw Failure("{}: would replace files that are read for other frames", output_.string());
+            }
+        }
+    };
+    refuse(
+        input_, [](const PlannedFrame& frame) { return frame.input; }, false);
+    for (std::size_t i = 0; i < layers_.size(); ++i) {
+        refuse(
+            layers_[i], [i](const PlannedFrame& frame) { return frame.layers[i]; }, true);
+    }
+}
+
+fs::path FramePlan::outputFile(const PlannedFrame& frame) const {
+    return outputPattern_ ? outputPattern_->file(frame.outputNumber) : output_;
+}
+
+fs::path FramePlan::layerFile(const PlannedFrame& frame, std::size_t layer) const {
+    return layers_[layer].file(frame.layers[layer].number);
+}
+
+}  // namespace quorvel::cli

@@ -1,0 +1,324 @@
+// SPDX-License-Identifier: MIT
+#include "cli/frames/render_frames.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <exception>
+#include <filesystem>
+#include <list>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "cli/exit_status.h"
+#include "cli/frames/frame_digest.h"
+#include "cli/frames/interruption.h"
+#include "cli/module_options.h"
+#include "cli/pages_in_place.h"
+#include "cli/picture_library.h"
+#include "cli/pictures/parallel.h"
+
+namespace quorvel::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using State = FrameOutcome::State;
+
+/// Seconds since the last call, or since this was made.
+class Stopwatch {
+public:
+    double lap() {
+        const Clock::time_point now = Clock::now();
+        return std::chrono::duration<double>(now - std::exchange(last_, now)).count();
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point last_ = Clock::now();
+};
+
+std::string sizeText(const host::World& world) {
+    return fmt::format("{} x {} with {} bits", world.width(), world.height(), world.bitsPerChannel());
+}
+
+/// A world for what is rendered of `input`, whose picture came from `file`.
+host::World worldLike(const host::World& input, const std::string& file) {
+    try {
+        host::World world(input.depth(), input.width(), input.height());
+        putPagesInPlace(world.memory());
+        return world;
+    } catch (const std::bad_alloc&) {
+        throw memoryFailure(file, input.width(), input.height(),
+                            static_cast<double>(input.width()) * input.height() * host::pixelBytes(input.depth()));
+    }
+}
+
+void makeBlack(host::World& world) {
+    std::fill(world.memory().begin(), world.memory().end(), std::byte{0});
+}
+
+/// One run over a job's frames.
+class Run {
+public:
+    Run(const RenderJob& job, host::Instance& instance, const std::function<void(FrameOutcome)>& done)
+        : job_(job), instance_(instance), done_(done) {}
+
+    void all();
+
+private:
+    /// What one thread keeps from frame to frame.
+    struct Worker {
+        std::optional<host::World> output;
+    };
+
+    void work();
+    void finish(std::size_t i, Worker& worker);
+    void renderInto(FrameOutcome& outcome, const PlannedFrame& frame, Worker& worker);
+    Picture readInput(const PlannedFrame& frame);
+    /// Shared between all frames where the layer is one picture.
+    const Picture& readLayer(const PlannedFrame& frame, std::size_t layer, std::list<Picture>& own);
+    void compare(const PlannedFrame& frame, const std::string& digest) const;
+    void store(FrameOutcome& outcome, const PlannedFrame& frame, const Picture& input, const host::World& output) const;
+    bool stopped() const { return failed_ || Interruption::signal() != 0; }
+
+    const RenderJob& job_;
+    host::Instance& instance_;
+    const std::function<void(FrameOutcome)>& done_;
+
+    std::atomic<std::size_t> next_ = 0;
+    std::atomic<bool> failed_ = false;
+    std::mutex reporting_;
+
+    /// The first frame that was read: the others must be like it.
+    struct Like {
+        int number, width, height;
+        host::Depth depth;
+    };
+    std::optional<Like> like_;
+    std::mutex stillLayersMutex_;
+    std::map<std::size_t, Picture> stillLayers_;
+};
+
+void Run::all() {
+    // Alone, until one frame has said what all of them are like.
+    Worker first;
+    while (!like_ && !stopped() && next_ < job_.plan.count()) {
+        finish(next_++, first);
+    }
+    std::vector<std::thread> threads;
+    const auto wanted = std::min(static_cast<std::size_t>(job_.jobs), job_.plan.count() - next_);
+    try {
+        while (threads.size() + 1 < wanted) {
+            threads.emplace_back([this] { work(); });
+        }
+    } catch (const std::system_error&) {
+        // Fewer threads do the same work.
+    }
+    work();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+void Run::work() {
+    Worker worker;
+    while (!stopped()) {
+        const std::size_t i = next_++;
+        if (i >= job_.plan.count()) {
+            break;
+        }
+        finish(i, worker);
+    }
+}
+
+void Run::finish(std::size_t i, Worker& worker) {
+    const PlannedFrame& frame = job_.plan.frame(i);
+    FrameOutcome outcome;
+    outcome.number = job_.plan.isNumbered() ? frame.number : 0;
+    outcome.input = job_.plan.inputFile(frame).string();
+    outcome.output = job_.plan.outputFile(frame).string();
+    try {
+        outcome.reason = reasonToSkip(job_.plan, frame, job_.rerun);
+        if (outcome.reason.empty()) {
+            renderInto(outcome, frame, worker);
+        } else {
+            outcome.state = State::Skipped;
+        }
+    } catch (const std::bad_alloc&) {
+        outcome.state = State::Failed;
+        outcome.reason = outcome.input + ": not enough memory";
+    } catch (const std::exception& error) {
+        outcome.state = State::Failed;
+        outcome.reason = error.what();
+    }
+    if (outcome.state == State::Failed) {
+        if (job_.plan.isNumbered()) {
+            outcome.reason = fmt::format("frame {}: {}", frame.number, outcome.reason);
+        }
+        failed_ = failed_ || !job_.keepGoing;
+    }
+    const std::lock_guard lock(reporting_);
+    done_(std::move(outcome));
+}
+
+void Run::renderInto(FrameOutcome& outcome, const PlannedFrame& frame, Worker& worker) {
+    if (!frame.missing.empty()) {
+        throw Failure("{}: missing", frame.missing);
+    }
+    Stopwatch stopwatch;
+    Picture input = readInput(frame);
+    outcome.notes = input.notes;
+    host::ParameterValues values = job_.values;
+    std::list<Picture> ownLayers;
+    for (std::size_t i = 0; i < job_.layerIds.size(); ++i) {
+        const Picture& layer = readLayer(frame, i, ownLayers);
+        outcome.notes.insert(outcome.notes.end(), layer.notes.begin(), layer.notes.end());
+        values.setLayer(job_.layerIds[i], &layer.world);
+    }
+    outcome.readSeconds = stopwatch.lap();
+
+    if (!worker.output) {
+        worker.output.emplace(worldLike(input.world, outcome.output.empty() ? outcome.input : outcome.output));
+    }
+    host::World& output = *worker.output;
+    const int downsample = job_.readInput.downsample;
+    input.world.setOrigin(job_.offsetX / downsample, job_.offsetY / downsample);
+    output.setOrigin(job_.offsetX / downsample, job_.offsetY / downsample);
+    host::FrameRequest request;
+    request.input = &input.world;
+    request.output = &output;
+    request.values = &values;
+    request.downsampleX = request.downsampleY = {1, static_cast<A_u_long>(downsample)};
+    require(instance_.render(request), "render", job_.host);
+    outcome.renderSeconds = stopwatch.lap();
+
+    outcome.width = output.width();
+    outcome.height = output.height();
+    outcome.bits = output.bitsPerChannel();
+    if (job_.digests || job_.expected != nullptr) {
+        outcome.digest = frameDigest(output);
+        compare(frame, outcome.digest);
+    }
+    stopwatch.lap();
+    if (!outcome.output.empty()) {
+        store(outcome, frame, input, output);
+    }
+    outcome.writeSeconds = stopwatch.lap();
+}
+
+Picture Run::readInput(const PlannedFrame& frame) {
+    const fs::path file = job_.plan.inputFile(frame);
+    Picture picture = pictures().readPicture(file, job_.readInput);
+    const host::World& world = picture.world;
+    if (!like_) {
+        like_ = Like{frame.number, world.width(), world.height(), world.depth()};
+    } else if (world.width() != like_->width || world.height() != like_->height || world.depth() != like_->depth) {
+        throw Failure("{}: is {}, unlike frame {}: {} x {} with {} bits", file.string(), sizeText(world), like_->number,
+                      like_->width, like_->height, 2 * host::pixelBytes(like_->depth));
+    }
+    if (frame.input.black) {
+        makeBlack(picture.world);
+    }
+    return picture;
+}
+
+const Picture& Run::readLayer(const PlannedFrame& frame, std::size_t layer, std::list<Picture>& own) {
+    const fs::path file = job_.plan.layerFile(frame, layer);
+    ReadSettings settings = job_.readLayer;
+    settings.depth = like_->depth;
+    if (job_.plan.isStillLayer(layer)) {
+        const std::lock_guard lock(stillLayersMutex_);
+        auto found = stillLayers_.find(layer);
+        if (found == stillLayers_.end()) {
+            found = stillLayers_.emplace(layer, pictures().readPicture(file, settings)).first;
+        }
+        return found->second;
+    }
+    Picture& picture = own.emplace_back(pictures().readPicture(file, settings));
+    if (frame.layers[layer].black) {
+        makeBlack(picture.world);
+    }
+    return picture;
+}
+
+void Run::compare(const PlannedFrame& frame, const std::string& digest) const {
+    if (job_.expected == nullptr) {
+        return;
+    }
+    const auto expected = job_.expected->find(job_.plan.isNumbered() ? frame.number : 0);
+    if (expected == job_.expected->end()) {
+        throw Failure("{}: has no rendered frame of that number", job_.expectedFrom);
+    }
+    if (expected->second != digest) {
+        throw Failure("differs from {}: digest {}, expected {}", job_.expectedFrom, digest, expected->second);
+    }
+}
+
+void Run::store(FrameOutcome& outcome, const PlannedFrame& frame, const Picture& input,
+                const host::World& output) const {
+    const fs::path file = job_.plan.outputFile(frame);
+    WriteSettings settings = job_.write;
+    settings.alpha = settings.alpha || input.hasAlpha;
+    if (file == "-") {
+        const auto notes = pictures().writePictureToStandardOutput(output, *input.traits, settings);
+        outcome.notes.insert(outcome.notes.end(), notes.begin(), notes.end());
+        return;
+    }
+    if (job_.createFolders && file.has_parent_path()) {
+        std::error_code error;
+        fs::create_directories(file.parent_path(), error);
+        if (error) {
+            throw Failure("{}: {}", file.parent_path().string(), error.message());
+        }
+    }
+    const auto notes = pictures().writePicture(file, output, *input.traits, settings);
+    outcome.notes.insert(outcome.notes.end(), notes.begin(), notes.end());
+}
+
+/// Throws Failure when there is no such file.
+fs::file_time_type changed(const fs::path& file) {
+    std::error_code error;
+    const fs::file_time_type time = fs::last_write_time(file, error);
+    if (error) {
+        throw Failure("{}: {}", file.string(), error.message());
+    }
+    return time;
+}
+
+}  // namespace
+
+std::string reasonToSkip(const FramePlan& plan, const PlannedFrame& frame, Rerun rerun) {
+    const fs::path output = plan.outputFile(frame);
+    std::error_code error;
+    if (rerun == Rerun::All || !frame.missing.empty() || !fs::is_regular_file(output, error)) {
+        return {};
+    }
+    if (rerun == Rerun::SkipExisting) {
+        return output.string() + ": already exists";
+    }
+    const fs::file_time_type made = changed(output);
+    bool older = made < changed(plan.inputFile(frame));
+    for (std::size_t i = 0; i < plan.layerCount(); ++i) {
+        older = older || made < changed(plan.layerFile(frame, i));
+    }
+    return older ? std::string() : output.string() + ": is up to date";
+}
+
+void renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>& done) {
+    const int processors = availableProcessors();
+    const int side = std::min(job.jobs, static_cast<int>(std::min<std::size_t>(job.plan.count(), 1U << 16U)));
+    const int threads = job.jobs == 1 && job.plan.isNumbered() ? 1 : std::max(processors / side, 1);
+    parallelThreads() = static_cast<std::size_t>(threads);
+    pictures().limitThreads(threads);
+    withInstance(job.host, [&](host::Instance& instance) { Run(job, instance, done).all(); });
+}
+
+int availableProcessors() {
+    return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+}
+
+}  // namespace quorvel::cli
