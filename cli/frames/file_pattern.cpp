@@ -24,14 +24,14 @@ struct Place {
     int digits;
 };
 
-constexpr std::size_t kMostDigits = 16;
+constexpr int kMostDigits = 16;
 
 /// `%d`, `%4d` or `%04d` that begins at `at`.
 std::optional<Place> percentPlace(std::string_view name, std::size_t at) {
     const std::size_t end = std::min(name.find_first_not_of("0123456789", at + 1), name.size());
     const std::string_view width = name.substr(at + 1, end - at - 1);
-    const int digits = width.empty() ? 1 : parseInteger(width).value_or(0);
-    if (end == name.size() || name[end] != 'd' || digits < 1 || digits > static_cast<int>(kMostDigits)) {
+    const int digits = width.empty() ? 1 : std::max(parseInteger(width).value_or(kMostDigits + 1), 1);
+    if (end == name.size() || name[end] != 'd' || digits > kMostDigits) {
         return std::nullopt;
     }
     return Place{at, end + 1, digits};
@@ -43,7 +43,7 @@ std::optional<Place> lastPlace(std::string_view name) {
         std::optional<Place> place;
         if (name[i] == '#' || name[i] == '@') {
             const std::size_t end = std::min(name.find_first_not_of(name[i], i), name.size());
-            if (end - i <= kMostDigits) {
+            if (end - i <= std::size_t{kMostDigits}) {
                 place = Place{i, end, static_cast<int>(end - i)};
             }
         } else if (name[i] == '%') {

@@ -60,8 +60,12 @@ std::vector<std::string> ProgramTest::filesLeft() const {
     return names;
 }
 
+std::string ProgramTest::program() {
+    return QUORVEL_PROGRAM;
+}
+
 Outcome ProgramTest::run(std::vector<std::string> arguments, const std::function<void()>& prepare) const {
-    return runFile(QUORVEL_PROGRAM, std::move(arguments), prepare);
+    return runFile(program(), std::move(arguments), prepare);
 }
 
 Outcome ProgramTest::runFile(const std::string& program, std::vector<std::string> arguments,

@@ -49,6 +49,8 @@ protected:
     /// The names of all files in the test's folder, sorted.
     std::vector<std::string> filesLeft() const;
 
+    /// The program that was built.
+    static std::string program();
     /// Runs any program; `prepare` is called in the new process before the program starts.
     Outcome runFile(
         const std::string& program, std::vector<std::string> arguments,
