@@ -8,7 +8,6 @@
 #include <map>
 #include <numeric>
 #include <string>
-#include <thread>
 
 #include "cli/pictures/bytes.h"
 #include "cli/pictures/deflate.h"
@@ -162,7 +161,7 @@ std::vector<unsigned char> encodeOpenExr(const EncodeRequest& request) {
 
     std::vector<Bytes> chunks(static_cast<std::size_t>((spec.height + chunkRows - 1) / chunkRows));
     std::atomic<std::size_t> next = 0;
-    inParallel(std::max(1u, std::thread::hardware_concurrency()), [&](std::size_t) {
+    inParallel(parallelThreads(), [&](std::size_t) {
         ChunkPacker packer(request, chunkRows);
         for (std::size_t i = next++; i < chunks.size(); i = next++) {
             chunks[i] = packer.pack(i);
