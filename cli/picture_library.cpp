@@ -10,7 +10,7 @@
 #include <initializer_list>
 
 #include "cli/exit_status.h"
-#include "cli/program_file.h"
+#include "cli/shared_object.h"
 
 namespace quorvel::cli {
 namespace {
@@ -59,14 +59,9 @@ const Pictures& load() {
     }
     const LoadingGuard guard;
     loadLargeLibraries();
-    const std::string file = companionFile("quorvel_pictures.so").string();
-    // Lazily: the libraries have thousands of symbols, of which a run uses few.
-    void* const library = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
-    void* const factory = library != nullptr ? dlsym(library, kPicturesFactory) : nullptr;
-    if (factory == nullptr) {
-        throw Failure("cannot load the picture libraries: {}", dlerror());
-    }
-    return *reinterpret_cast<PicturesFactory*>(factory)();
+    auto* const factory = reinterpret_cast<PicturesFactory*>(
+        loadCompanion("quorvel_pictures.so", kPicturesFactory, "cannot load the picture libraries"));
+    return *factory();
 }
 
 }  // namespace

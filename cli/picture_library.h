@@ -6,6 +6,7 @@
 #include "cli/panel_drawing.h"
 #include "cli/pictures/read.h"
 #include "cli/pictures/write.h"
+#include "cli/staged_names.h"
 
 namespace quorvel::cli {
 
@@ -28,6 +29,8 @@ struct Pictures {
     decltype(&cli::drawPanel) drawPanel;
     decltype(&cli::pictureLibraryVersions) describeLibraries;
     decltype(&cli::limitThreads) limitThreads;
+    decltype(&cli::isPictureFile) isPictureFile;
+    decltype(&cli::stagedNames) stagedNames;
 };
 
 /// Loads the shared object at the first call; it stays until the program ends. Throws Failure when that is impossible.

@@ -33,7 +33,9 @@ extern "C" __attribute__((visibility("default"))) const Pictures* quorvelPicture
                                         checkCompression,
                                         drawPanel,
                                         pictureLibraryVersions,
-                                        limitThreads};
+                                        limitThreads,
+                                        isPictureFile,
+                                        stagedNames};
     // Here, because the staged file that a signal removes is known to this copy of the code.
     removeStagedFilesOnSignals();
     return &functions;

@@ -9,16 +9,23 @@
 #include <csignal>
 
 namespace quorvel::cli {
-namespace {
 
 /// Static memory: a handler may read a name while the thread that registered it is on its way to take it back.
-struct Slot {
-    std::atomic<bool> taken = false;
-    std::atomic<bool> complete = false;  ///< `name` may be read
-    char name[4096];
+struct StagedNames {
+    struct Slot {
+        std::atomic<bool> taken = false;
+        std::atomic<bool> complete = false;  ///< `name` may be read
+        char name[4096];
+    };
+    std::array<Slot, 64> slots;
 };
+
+namespace {
+
+using Slot = StagedNames::Slot;
 static_assert(std::atomic<bool>::is_always_lock_free, "read by a signal handler");
-std::array<Slot, 64> slots;
+StagedNames own;
+StagedNames* used = &own;
 
 /// Every signal whose default action ends the program, but for SIGKILL, which nobody can handle, and SIGXFSZ.
 constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,    SIGQUIT, SIGILL,  SIGTRAP, SIGABRT, SIGBUS,
@@ -28,7 +35,7 @@ constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,    SIGQUIT, SIGILL,  SIGTRAP,
 /// Two signals may arrive at once, on two threads: each handler removes what is there itself, and a file that is
 /// already gone is no error.
 extern "C" void removeStagedFilesAndEnd(int signal) {
-    for (Slot& slot : slots) {
+    for (Slot& slot : used->slots) {
         if (slot.complete.load()) {
             ::unlink(slot.name);
         }
@@ -39,7 +46,16 @@ extern "C" void removeStagedFilesAndEnd(int signal) {
 
 }  // namespace
 
-StagedName::StagedName(std::string_view name) : slot_(slots.size()) {
+StagedNames& stagedNames() {
+    return *used;
+}
+
+void useStagedNames(StagedNames& names) {
+    used = &names;
+}
+
+StagedName::StagedName(std::string_view name) : slot_(used->slots.size()) {
+    auto& slots = used->slots;
     if (name.size() >= sizeof Slot::name) {
         return;
     }
@@ -54,6 +70,7 @@ StagedName::StagedName(std::string_view name) : slot_(slots.size()) {
 }
 
 StagedName::~StagedName() {
+    auto& slots = used->slots;
     if (slot_ < slots.size()) {
         slots[slot_].complete = false;
         slots[slot_].taken = false;

@@ -315,6 +315,10 @@ Picture readPart(const Part& part, const ReadSettings& settings, std::vector<std
 
 }  // namespace
 
+bool isPictureFile(const std::filesystem::path& file) {
+    return hasPictureContent(file);
+}
+
 Picture readPicture(const std::filesystem::path& file, const ReadSettings& settings) {
     try {
         Source source = openSource(file);

@@ -27,6 +27,10 @@ struct ReadSettings {
     bool keepFurtherChannels = false;
 };
 
+/// Whether the content of an existing file, or for want of a mark its name, is that of a picture format. The standard
+/// input and pipes are always taken for pictures.
+bool isPictureFile(const std::filesystem::path& file);
+
 /// Reads a picture: a regular file, a pipe, or the standard input when `file` is "-". Grey is spread to R, G and B; a
 /// missing alpha is full. The world is the picture as shown: turned upright, and for OpenEXR the display window, with
 /// transparent pixels outside the data window. Throws Failure with one line naming the file and the reason when it is

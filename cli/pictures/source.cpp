@@ -68,6 +68,18 @@ std::string bytesAt(int file, off_t offset, std::size_t count) {
     return bytes;
 }
 
+/// Null when nothing recognises it.
+const Format* formatOf(int file, off_t size, const fs::path& path) {
+    const Format* format = formatOfContent(bytesAt(file, 0, kFirstBytes),
+                                           bytesAt(file, size - static_cast<off_t>(kLastBytes), kLastBytes));
+    if (format == nullptr) {
+        // A TGA file of the first version has no mark at all.
+        const Format* named = formatOfEnding(path);
+        format = named != nullptr && named->name == "targa" ? named : nullptr;
+    }
+    return format;
+}
+
 const Format& recognise(int file, const std::string& name, const fs::path& path) {
     struct stat status {};
     if (::fstat(file, &status) != 0) {
@@ -76,13 +88,7 @@ const Format& recognise(int file, const std::string& name, const fs::path& path)
     if (status.st_size == 0) {
         throw pictureFailure(name, "is empty");
     }
-    const Format* format = formatOfContent(bytesAt(file, 0, kFirstBytes),
-                                           bytesAt(file, status.st_size - static_cast<off_t>(kLastBytes), kLastBytes));
-    if (format == nullptr) {
-        // A TGA file of the first version has no mark at all.
-        const Format* named = formatOfEnding(path);
-        format = named != nullptr && named->name == "targa" ? named : nullptr;
-    }
+    const Format* format = formatOf(file, status.st_size, path);
     if (format == nullptr) {
         throw pictureFailure(name, "not a readable picture: is not " + formatTitles());
     }
@@ -171,6 +177,16 @@ Descriptor memoryFile(const std::string& user) {
 void QuietClose::operator()(OIIO::ImageInput* input) const {
     const QuietLibraries quiet;
     delete input;
+}
+
+bool hasPictureContent(const fs::path& file) {
+    std::error_code error;
+    if (file == "-" || !fs::is_regular_file(file, error)) {
+        return true;
+    }
+    const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const auto size = static_cast<off_t>(fs::file_size(file, error));
+    return opened.number() < 0 || size == 0 || formatOf(opened.number(), size, file) != nullptr;
 }
 
 Source openSource(const fs::path& file) {

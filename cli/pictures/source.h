@@ -46,6 +46,10 @@ struct Source {
     OpenInput input;  ///< at the file's first part
 };
 
+/// Whether a regular file's content, or for want of a mark its name, is that of a picture format. True for anything
+/// else, which only reading can tell.
+bool hasPictureContent(const std::filesystem::path& file);
+
 /// Opens a regular file, a pipe, or the standard input when `file` is "-". The format is recognised by the content.
 /// Throws Failure with the reason.
 Source openSource(const std::filesystem::path& file);

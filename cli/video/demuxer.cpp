@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#include "cli/video/demuxer.h"
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <string_view>
+#include <vector>
+
+namespace quorvel::cli {
+namespace {
+
+/// How much of a file its recognition looks at.
+constexpr std::size_t kProbeBytes = std::size_t{1} << 18;
+
+/// Containers that only name other files, which a video is not supposed to do, and pictures.
+bool isAllowed(const AVInputFormat& format) {
+    constexpr std::array<std::string_view, 7> refused{"concat", "hls", "dash", "sdp", "rtsp", "imf", "image2"};
+    const std::string_view name = format.name;
+    return (format.flags & AVFMT_NOFILE) == 0 && std::find(refused.begin(), refused.end(), name) == refused.end() &&
+           name.find("_pipe") == std::string_view::npos;
+}
+
+/// Null when nothing recognises the content.
+const AVInputFormat* recognised(const std::filesystem::path& file) {
+    std::vector<char> bytes(kProbeBytes + AVPROBE_PADDING_SIZE, 0);
+    std::ifstream stream(file, std::ios::binary);
+    stream.read(bytes.data(), kProbeBytes);
+    const std::string name = file.filename().string();
+    AVProbeData probe{};
+    probe.filename = name.c_str();
+    probe.buf = reinterpret_cast<unsigned char*>(bytes.data());
+    probe.buf_size = static_cast<int>(stream.gcount());
+    int score = 0;
+    const AVInputFormat* format = probe.buf_size > 0 ? av_probe_input_format3(&probe, 1, &score) : nullptr;
+    return format != nullptr && score > AVPROBE_SCORE_RETRY && isAllowed(*format) ? format : nullptr;
+}
+
+}  // namespace
+
+std::string urlOf(const std::filesystem::path& file) {
+    return "file:" + file.string();
+}
+
+bool isMediaFile(const std::filesystem::path& file) {
+    return recognised(file) != nullptr;
+}
+
+Demuxer::Demuxer(const std::filesystem::path& file) : name_(file.string()) {
+    const AVInputFormat* format = recognised(file);
+    if (format == nullptr) {
+        throw Failure("{}: is no video that this build of FFmpeg reads", name_);
+    }
+    av::Options options;
+    // Nothing but this file, whatever it refers to.
+    options.set("protocol_whitelist", "file");
+    av::forgetMessages();
+    AVFormatContext* context = nullptr;
+    const int opened = avformat_open_input(&context, urlOf(file).c_str(), format, options.get());
+    if (opened < 0) {
+        throw av::failure(name_, "damaged or cut off", opened);
+    }
+    context_.reset(context);
+    const int found = avformat_find_stream_info(context, nullptr);
+    if (found < 0) {
+        throw av::failure(name_, "damaged or cut off", found);
+    }
+    av::forgetMessages();
+}
+
+int Demuxer::videoStream() const {
+    const int best = av_find_best_stream(context_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (best < 0 || (stream(best).disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
+        throw Failure("{}: has no video stream", name_);
+    }
+    return best;
+}
+
+bool Demuxer::read(AVPacket& packet) {
+    av_packet_unref(&packet);
+    const int result = av_read_frame(context_.get(), &packet);
+    if (result >= 0) {
+        return true;
+    }
+    const int error = result != AVERROR_EOF ? result : context_->pb != nullptr ? context_->pb->error : 0;
+    if (error < 0) {
+        throw av::failure(name_, "damaged or cut off", error);
+    }
+    return false;
+}
+
+}  // namespace quorvel::cli

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// A media file that is read packet by packet.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "cli/video/av.h"
+
+namespace quorvel::cli {
+
+class Demuxer {
+public:
+    /// Opens the file and finds out what its streams are. Throws Failure naming the file.
+    explicit Demuxer(const std::filesystem::path& file);
+
+    const std::string& name() const { return name_; }
+    AVFormatContext& context() const { return *context_; }
+    AVStream& stream(int index) const { return *context_->streams[index]; }
+    int streamCount() const { return static_cast<int>(context_->nb_streams); }
+    /// The stream to render: the one that a player would choose. Throws Failure when there is none.
+    int videoStream() const;
+    /// The streams of which `read` delivers nothing.
+    void ignore(int stream) const { context_->streams[stream]->discard = AVDISCARD_ALL; }
+
+    /// The next packet; false at the end. Throws Failure, which ends with the reason, when the file is cut off.
+    bool read(AVPacket& packet);
+
+private:
+    std::string name_;
+    av::InputPtr context_;
+};
+
+/// Whether the content is one that FFmpeg's containers recognise.
+bool isMediaFile(const std::filesystem::path& file);
+
+/// The name under which the libraries open a file, whatever characters it has.
+std::string urlOf(const std::filesystem::path& file);
+
+}  // namespace quorvel::cli

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// What a video file says besides its frames, on its way into another.
+#pragma once
+
+#include "cli/video/av.h"
+#include "cli/video/input.h"
+
+namespace quorvel::cli {
+
+/// Title, dates and the like; chapters too, unless only a part is kept, whose times they would not fit.
+void copyMetadata(const Input& source, bool part, AVFormatContext& to);
+
+/// Language, time code, HDR's mastering display and light levels.
+void copyStreamMetadata(const Input& source, AVStream& to);
+
+}  // namespace quorvel::cli

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// Sound and subtitles of a video on their way into another, packet by packet.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "cli/video/av.h"
+#include "cli/video/demuxer.h"
+#include "cli/video/input.h"
+#include "cli/video/video_settings.h"
+
+namespace quorvel::cli {
+
+/// A moment, in the unit that it is counted in.
+struct Moment {
+    std::int64_t time = 0;
+    AVRational base{1, AV_TIME_BASE};
+};
+
+class Tracks {
+public:
+    /// Adds a stream to the output for each of the source's that is kept. Throws Failure naming what the output cannot
+    /// hold. Notes name what is left out.
+    Tracks(const Input& source, AVFormatContext& output, const VideoWriteSettings& settings, const char* container,
+           const std::string& outputName, std::vector<std::string>& notes);
+
+    /// The source's moment that is 0 in the output. What ends before it is left out when the tracks are cut.
+    void begin(Moment zero) { zero_ = zero; }
+    /// Writes what begins before `end`, a moment of the output; nothing: everything. Throws Failure.
+    void copyUntil(std::optional<Moment> end);
+
+private:
+    void keep(int stream, AVFormatContext& output);
+    /// False when the packet is left out.
+    bool toOutputTime(AVPacket& packet, const AVStream& from) const;
+
+    Demuxer demuxer_;
+    AVFormatContext& output_;
+    std::string outputName_;
+    bool cut_;
+    std::vector<int> outputStream_;  ///< of each of the source's streams; -1 for none
+    Moment zero_;
+    av::PacketPtr packet_ = av::newPacket();
+    bool waiting_ = false;  ///< the packet has been read and not been written yet
+    bool ended_ = false;
+};
+
+}  // namespace quorvel::cli
