@@ -23,6 +23,7 @@
 #include "cli/picture_library.h"
 #include "cli/staged_file.h"
 #include "cli/text.h"
+#include "cli/video_library.h"
 #include "effect/settings.h"
 
 namespace quorvel::cli {
@@ -77,6 +78,15 @@ struct RenderOptions {
     ProgressForm progress = ProgressForm::Auto;
     std::string report;
     std::string verify;
+
+    VideoWriteSettings video;
+    std::optional<FrameRate> rate;
+};
+
+/// The videos that a run reads; null where the input or a layer is none.
+struct InputVideos {
+    std::unique_ptr<VideoInput> input;
+    std::vector<std::unique_ptr<VideoInput>> layers;
 };
 
 Point parseOffset(const std::string& text) {
@@ -108,9 +118,16 @@ public:
 private:
     void checkOptions() const;
     void addFrameOptions(CLI::App& command);
-    FramePlan plan() const;
+    void addVideoOptions(CLI::App& command);
+    bool writesVideo() const;
+    void checkOutputKind() const;
+    bool onOneThread() const { return options_.jobs.value_or(availableProcessors()) == 1; }
+    std::unique_ptr<VideoInput> openIfVideo(const std::string& file, VideoReadSettings settings) const;
+    InputVideos openVideos() const;
+    FramePlan plan(const InputVideos& videos) const;
     WriteSettings writeSettings() const;
-    RenderJob jobFor(const FramePlan& plan, const host::ParameterValues& values) const;
+    VideoWriteSettings videoSettings() const;
+    RenderJob jobFor(const FramePlan& plan, const InputVideos& videos, const host::ParameterValues& values) const;
     void checkOutputs(const FramePlan& plan) const;
     void printPlan(const FramePlan& plan, Rerun rerun) const;
     void renderPlan(const RenderJob& job) const;
@@ -159,6 +176,7 @@ CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>
                       100)
         ->type_name("N");
     addFrameOptions(*command);
+    addVideoOptions(*command);
     command->footer(kRenderExamples);
     return command;
 }
@@ -218,7 +236,111 @@ void RenderCommand::addFrameOptions(CLI::App& command) {
                                           "Compare the rendered frames with a report; needs no --output")));
 }
 
-RenderJob RenderCommand::jobFor(const FramePlan& plan, const host::ParameterValues& values) const {
+void RenderCommand::addVideoOptions(CLI::App& command) {
+    const char* const group = "Video";
+    CLI::Option* const codec = command.add_option("--codec", options_.video.codec,
+                                                  "The codec to write (default: mp4 h264; mov h264, or prores4444 with "
+                                                  "alpha or more than 8 bits; mkv and nut ffv1; webm vp9)");
+    std::vector<std::pair<std::string, std::string>> codecs;
+    for (const std::string& name : videoCodecs()) {
+        codecs.emplace_back(name, name);
+    }
+    expectChoice(codec, codecs)->type_name("NAME")->group(group);
+    command
+        .add_option_function<std::string>(
+            "--rate", [this](const std::string& text) { options_.rate = parseFrameRate("--rate", text); },
+            "Frames a second of a video made from pictures, such as 25 or 30000/1001 (default 25)")
+        ->type_name("RATE")
+        ->group(group);
+    expectChoice(
+        command.add_option("--audio", options_.video.audio, "What becomes of the input video's sound (default copy)"),
+        std::vector<std::pair<std::string, AudioChoice>>{{"copy", AudioChoice::Copy}, {"none", AudioChoice::None}})
+        ->type_name("CHOICE")
+        ->group(group);
+    expectChoice(command.add_option("--subtitles", options_.video.subtitles,
+                                    "What becomes of the input video's subtitles (default copy)"),
+                 std::vector<std::pair<std::string, SubtitleChoice>>{{"copy", SubtitleChoice::Copy},
+                                                                     {"none", SubtitleChoice::None}})
+        ->type_name("CHOICE")
+        ->group(group);
+    expectChoice(command.add_option("--format", options_.video.container,
+                                    "What goes to the standard output with -o - (default png)"),
+                 std::vector<std::pair<std::string, std::string>>{{"png", ""}, {"nut", "nut"}, {"y4m", "y4m"}})
+        ->type_name("NAME")
+        ->group(group);
+}
+
+bool RenderCommand::writesVideo() const {
+    return shared_.output() == "-" ? !options_.video.container.empty() : isVideoName(shared_.output());
+}
+
+/// Refuses options that the kind of output has no use for.
+void RenderCommand::checkOutputKind() const {
+    if (!options_.video.container.empty() && shared_.output() != "-") {
+        throw UsageError("--format: requires --output -; elsewhere the name's ending decides");
+    }
+    if (writesVideo()) {
+        const std::pair<bool, const char*> refused[] = {{options_.start.has_value(), "--start"},
+                                                        {options_.keepGoing, "--keep-going"},
+                                                        {options_.skipExisting, "--skip-existing"},
+                                                        {options_.update, "--update"},
+                                                        {!options_.compression.empty(), "--compression"}};
+        for (const auto& [given, option] : refused) {
+            if (given) {
+                throw UsageError("{}: is for pictures, and the output is a video", option);
+            }
+        }
+        videos().checkSettings(shared_.output(), videoSettings());
+        return;
+    }
+    const std::pair<bool, const char*> refused[] = {{!options_.video.codec.empty(), "--codec"},
+                                                    {options_.rate.has_value(), "--rate"},
+                                                    {options_.video.audio != AudioChoice::Copy, "--audio"},
+                                                    {options_.video.subtitles != SubtitleChoice::Copy, "--subtitles"}};
+    for (const auto& [given, option] : refused) {
+        if (given) {
+            throw UsageError("{}: is for videos, and the output is none", option);
+        }
+    }
+    shared_.checkOutputName();
+    pictures().checkCompression(shared_.output(), writeSettings());
+}
+
+VideoWriteSettings RenderCommand::videoSettings() const {
+    VideoWriteSettings settings = options_.video;
+    settings.quality = options_.quality;
+    settings.rate = options_.rate.value_or(FrameRate{});
+    settings.cutTracks = options_.frames.has_value();
+    settings.clobber = shared_.replacesFiles();
+    settings.oneThread = onOneThread();
+    return settings;
+}
+
+std::unique_ptr<VideoInput> RenderCommand::openIfVideo(const std::string& file, VideoReadSettings settings) const {
+    std::error_code error;
+    if (file == "-" || !std::filesystem::is_regular_file(file, error) || pictures().isPictureFile(file) ||
+        !videos().isVideoFile(file)) {
+        return nullptr;
+    }
+    settings.downsample = options_.downsample;
+    settings.storedOrientation = options_.storedOrientation;
+    settings.oneThread = onOneThread();
+    return videos().openVideo(file, settings);
+}
+
+InputVideos RenderCommand::openVideos() const {
+    InputVideos opened;
+    VideoReadSettings settings;
+    settings.depth = options_.depth;
+    opened.input = openIfVideo(options_.input, settings);
+    for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
+        opened.layers.push_back(openIfVideo(file, {}));
+    }
+    return opened;
+}
+
+RenderJob RenderCommand::jobFor(const FramePlan& plan, const InputVideos& videos,
+                                const host::ParameterValues& values) const {
     RenderJob job{.host = shared_.effect().host(), .plan = plan, .values = values};
     for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
         job.layerIds.push_back(id);
@@ -229,7 +351,13 @@ RenderJob RenderCommand::jobFor(const FramePlan& plan, const host::ParameterValu
     job.readInput = job.readLayer;
     job.readInput.part = options_.part;
     job.readInput.layer = options_.layer;
-    job.readInput.keepFurtherChannels = !shared_.output().empty() && pictures().holdsFurtherChannels(shared_.output());
+    job.readInput.keepFurtherChannels = !shared_.output().empty() && !writesVideo() && pictures().holdsFurtherChannels(shared_.output());
+    job.inputVideo = videos.input.get();
+    for (const auto& layer : videos.layers) {
+        job.layerVideos.push_back(layer.get());
+    }
+    job.missing = options_.missing;
+    job.writeVideo = videoSettings();
     job.write = writeSettings();
     job.write.alpha = worksOnAlpha(job.host, values);
     job.write.clobber = shared_.replacesFiles();
@@ -240,7 +368,8 @@ RenderJob RenderCommand::jobFor(const FramePlan& plan, const host::ParameterValu
     job.createFolders = options_.createFolders;
     job.keepGoing = options_.keepGoing;
     job.jobs = options_.jobs.value_or(
-        static_cast<int>(std::min<std::size_t>(plan.count(), static_cast<std::size_t>(availableProcessors()))));
+        plan.isVideo() ? availableProcessors()
+                       : static_cast<int>(std::min(plan.count(), static_cast<std::size_t>(availableProcessors()))));
     job.digests = !options_.report.empty();
     return job;
 }
@@ -253,7 +382,7 @@ WriteSettings RenderCommand::writeSettings() const {
     return settings;
 }
 
-FramePlan RenderCommand::plan() const {
+FramePlan RenderCommand::plan(const InputVideos& videos) const {
     PlanRequest request;
     request.input = options_.input;
     request.output = shared_.output();
@@ -265,11 +394,27 @@ FramePlan RenderCommand::plan() const {
     request.layerStart = options_.intensityStart;
     request.missing = options_.missing;
     request.keepGoing = options_.keepGoing;
+    if (videos.input) {
+        request.inputVideoFrames = videos.input->expectedFrames();
+    }
+    for (const auto& layer : videos.layers) {
+        request.layerVideos.push_back(layer != nullptr);
+    }
+    request.outputVideo = writesVideo();
     return FramePlan(request);
 }
 
 void RenderCommand::checkOutputs(const FramePlan& plan) const {
     if (shared_.output() == "-" || shared_.output().empty()) {
+        return;
+    }
+    if (plan.isVideoOutput() || plan.isVideo()) {
+        const std::filesystem::path file =
+            plan.isVideoOutput() ? plan.outputName() : plan.outputFile(plan.videoFrame(0, 0).value_or(PlannedFrame{}));
+        const bool lacksFolder = options_.createFolders && !std::filesystem::exists(file.parent_path());
+        if (!lacksFolder && (plan.isVideoOutput() || shared_.replacesFiles())) {
+            shared_.checkTarget(file);
+        }
         return;
     }
     for (const PlannedFrame& frame : plan.frames()) {
@@ -284,7 +429,13 @@ void RenderCommand::checkOutputs(const FramePlan& plan) const {
 }
 
 void RenderCommand::printPlan(const FramePlan& plan, Rerun rerun) const {
-    for (const PlannedFrame& frame : plan.frames()) {
+    std::vector<PlannedFrame> frames = plan.frames();
+    for (const int number : plan.expected()) {
+        if (const auto frame = plan.videoFrame(number, frames.size())) {
+            frames.push_back(*frame);
+        }
+    }
+    for (const PlannedFrame& frame : frames) {
         const std::string skipped = reasonToSkip(plan, frame, rerun);
         const std::string from = plan.inputFile(frame).string();
         const std::string to = plan.outputFile(frame).string();
@@ -306,17 +457,17 @@ void RenderCommand::run() const {
     }
     const host::ParameterValues values = shared_.effect().parameters().values();
     if (!shared_.output().empty()) {
-        shared_.checkOutputName();
-        pictures().checkCompression(shared_.output(), writeSettings());
+        checkOutputKind();
     }
     const std::map<int, std::string> expected =
         options_.verify.empty() ? std::map<int, std::string>() : readReportedDigests(options_.verify);
-    const FramePlan frames = plan();
+    const InputVideos inputVideos = openVideos();
+    const FramePlan frames = plan(inputVideos);
     checkOutputs(frames);
     if (!options_.report.empty()) {
         cli::checkTarget(options_.report, Existing::Replace);
     }
-    RenderJob job = jobFor(frames, values);
+    RenderJob job = jobFor(frames, inputVideos, values);
     if (options_.dryRun) {
         printPlan(frames, job.rerun);
         return;

@@ -88,6 +88,18 @@ std::vector<int> FrameNumbers::within(int first, int last, std::size_t most) con
     return frames;
 }
 
+bool FrameNumbers::contains(int frame) const {
+    return std::any_of(ranges_.begin(), ranges_.end(), [&](const Range& range) {
+        return frame >= range.first && frame <= range.last && (frame - range.first) % range.step == 0;
+    });
+}
+
+int FrameNumbers::last() const {
+    return std::max_element(ranges_.begin(), ranges_.end(),
+                            [](const Range& one, const Range& other) { return one.last < other.last; })
+        ->last;
+}
+
 std::string framesText(const std::vector<int>& frames) {
     std::string text;
     for (std::size_t i = 0; i < frames.size();) {

@@ -24,6 +24,10 @@ public:
     /// The frames of the set from `first` to `last`, each once, ascending. Throws UsageError for more than `most`.
     std::vector<int> within(int first, int last, std::size_t most) const;
 
+    bool contains(int frame) const;
+    /// The highest frame of the set.
+    int last() const;
+
     /// As the user wrote it; empty for all.
     const std::string& text() const { return text_; }
 

@@ -14,6 +14,8 @@ namespace fs = std::filesystem;
 
 /// Of one run.
 constexpr std::size_t kMostFrames = 1'000'000;
+/// Of a video, which is read as it goes.
+constexpr std::size_t kMostVideoFrames = 100'000'000;
 /// What a picture's layers count from where it has no first frame of its own.
 constexpr int kFirstOfPicture = 1;
 
@@ -64,64 +66,94 @@ FramePlan::FramePlan(const PlanRequest& request)
     : input_(request.input),
       layers_(request.layers.begin(), request.layers.end()),
       output_(request.output),
-      numbered_(input_.isSequence() || request.frames) {
-    if (!numbered_) {
-        add(kFirstOfPicture, request);
-    } else {
+      numbered_(input_.isSequence() || request.frames || request.inputVideoFrames || request.outputVideo),
+      wanted_(request.frames.value_or(FrameNumbers::all())),
+      start_(request.start),
+      layerStart_(request.layerStart),
+      missing_(request.missing),
+      video_(request.inputVideoFrames.has_value()),
+      videoOutput_(request.outputVideo),
+      layerVideos_(request.layerVideos) {
+    if (numbered_ && !videoOutput_) {
         outputPattern_ = FilePattern::parse(output_);
-        for (const int number : wantedFrames(request)) {
-            add(number, request);
-        }
     }
-    if (frames_.empty()) {
-        throw Failure("{}: every frame is left out, because files are missing", request.input.string());
+    if (video_) {
+        if (*request.inputVideoFrames > 0) {
+            expected_ = wanted_.within(0, *request.inputVideoFrames - 1, kMostVideoFrames);
+        }
+    } else {
+        const bool alone = input_.name() == "-" || (!input_.isSequence() && !request.frames);
+        for (const int number : alone ? std::vector{kFirstOfPicture} : wantedFrames()) {
+            if (auto frame = planned(number, frames_.size())) {
+                frames_.push_back(std::move(*frame));
+            }
+        }
+        if (frames_.empty()) {
+            throw Failure("{}: every frame is left out, because files are missing", request.input.string());
+        }
     }
     if (!request.keepGoing) {
         refuseMissing();
     }
-    if (numbered_ && !output_.empty() && !outputPattern_ && frames_.size() > 1) {
+    if (numbered_ && !videoOutput_ && !output_.empty() && !outputPattern_ && count() != 1) {
         throw badValue("--output", output_.string(),
                        fmt::format("a place for the frame's number, such as {}.####{}, since there are {} frames",
-                                   output_.stem().string(), output_.extension().string(), frames_.size()));
+                                   output_.stem().string(), output_.extension().string(),
+                                   count() == 0 ? std::string("many") : std::to_string(count())));
     }
     refuseToReplaceInputs();
 }
 
-std::vector<int> FramePlan::wantedFrames(const PlanRequest& request) const {
-    const FrameNumbers wanted = request.frames.value_or(FrameNumbers::all());
+std::vector<int> FramePlan::wantedFrames() const {
     if (!input_.isSequence()) {
-        return wanted.within(kLowestFrame, kHighestFrame, kMostFrames);
+        return wanted_.within(kLowestFrame, kHighestFrame, kMostFrames);
     }
     const int first = input_.existing().front();
     const int last = input_.existing().back();
     // Holes count as frames; only what lies outside of the sequence is cut off.
-    std::vector<int> frames = wanted.within(first, last, kMostFrames);
+    std::vector<int> frames = wanted_.within(first, last, kMostFrames);
     if (frames.empty()) {
-        throw Failure("--frames {}: {} has the frames {}", wanted.text(), input_.name().string(),
+        throw Failure("--frames {}: {} has the frames {}", wanted_.text(), input_.name().string(),
                       framesText(input_.existing()));
     }
     return frames;
 }
 
-void FramePlan::add(int number, const PlanRequest& request) {
+/// Frames count from different numbers in a video and in a sequence: there the first belongs to the first.
+int FramePlan::layerNumber(std::size_t layer, int number) const {
+    const int first = input_.isSequence() ? input_.existing().front() : video_ ? 0 : kFirstOfPicture;
+    const FrameFiles& files = layers_[layer];
+    if (layerStart_) {
+        return *layerStart_ + (number - first);
+    }
+    if (isVideoLayer(layer) != video_) {
+        const int layerFirst = files.isSequence() ? files.existing().front() : 0;
+        return layerFirst + (number - first);
+    }
+    return number;
+}
+
+std::optional<PlannedFrame> FramePlan::planned(int number, std::size_t before) const {
     PlannedFrame frame;
     frame.number = number;
-    frame.outputNumber = request.start ? *request.start + static_cast<int>(frames_.size()) : number;
-    const auto input = sourceOf(input_, number, request.missing, frame.missing);
+    frame.outputNumber = start_ ? *start_ + static_cast<int>(before) : number;
+    const auto input = sourceOf(input_, number, missing_, frame.missing);
     if (!input) {
-        return;
+        return std::nullopt;
     }
     frame.input = *input;
-    const int first = input_.isSequence() ? input_.existing().front() : kFirstOfPicture;
-    for (const FrameFiles& layer : layers_) {
-        const int layerNumber = request.layerStart ? *request.layerStart + (number - first) : number;
-        const auto source = sourceOf(layer, layerNumber, request.missing, frame.missing);
+    for (std::size_t i = 0; i < layers_.size(); ++i) {
+        const auto source = sourceOf(layers_[i], layerNumber(i, number), missing_, frame.missing);
         if (!source) {
-            return;
+            return std::nullopt;
         }
         frame.layers.push_back(*source);
     }
-    frames_.push_back(std::move(frame));
+    return frame;
+}
+
+std::optional<PlannedFrame> FramePlan::videoFrame(int number, std::size_t before) const {
+    return planned(number, before);
 }
 
 void FramePlan::refuseMissing() const {

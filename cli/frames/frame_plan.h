@@ -44,9 +44,9 @@ private:
     std::vector<int> existing_;
 };
 
-/// One source of a frame: the file of that number, or zeros in its place.
+/// One source of a frame: the file, or the frame of a video, of that number, or zeros in its place.
 struct PlannedSource {
-    int number = 0;  ///< of the file to read
+    int number = 0;  ///< of what is to be read
     bool black = false;
 };
 
@@ -67,6 +67,10 @@ struct PlanRequest {
     std::optional<int> layerStart;       ///< the layers' frame that belongs to the input's first
     Missing missing = Missing::Error;
     bool keepGoing = false;
+    /// The input is a video with about so many frames, or with an unknown number of them when it is 0.
+    std::optional<int> inputVideoFrames;
+    std::vector<bool> layerVideos;  ///< which layers are videos; empty for none
+    bool outputVideo = false;       ///< all frames go into one file
 };
 
 class FramePlan {
@@ -77,23 +81,38 @@ public:
 
     /// Whether frames have numbers; a picture alone has none.
     bool isNumbered() const { return numbered_; }
-    std::size_t count() const { return frames_.size(); }
+    /// How many there are. Of a video this is what to expect; only reading it tells. 0 when there is nothing to go by.
+    std::size_t count() const { return isVideo() ? expected_.size() : frames_.size(); }
     const PlannedFrame& frame(std::size_t i) const { return frames_[i]; }
+    /// Empty for a video.
     const std::vector<PlannedFrame>& frames() const { return frames_; }
+
+    /// Whether the input is a video, whose frames have numbers from 0 and are planned as they are read.
+    bool isVideo() const { return video_; }
+    bool isVideoOutput() const { return videoOutput_; }
+    bool isVideoLayer(std::size_t layer) const { return layer < layerVideos_.size() && layerVideos_[layer]; }
+    /// The video's frames that are asked for, of those to expect.
+    const std::vector<int>& expected() const { return expected_; }
+    const FrameNumbers& wanted() const { return wanted_; }
+    /// The frame of that number of a video as the one after `before` others; nothing when it is left out.
+    std::optional<PlannedFrame> videoFrame(int number, std::size_t before) const;
+    const std::filesystem::path& inputName() const { return input_.name(); }
+    const std::filesystem::path& outputName() const { return output_; }
 
     std::filesystem::path inputFile(const PlannedFrame& frame) const { return input_.file(frame.input.number); }
     /// Empty when nothing is written.
     std::filesystem::path outputFile(const PlannedFrame& frame) const;
     std::filesystem::path layerFile(const PlannedFrame& frame, std::size_t layer) const;
     /// Whether every frame reads the same file.
-    bool isStill() const { return !input_.isSequence(); }
-    bool isStillLayer(std::size_t layer) const { return !layers_[layer].isSequence(); }
+    bool isStill() const { return !input_.isSequence() && !video_; }
+    bool isStillLayer(std::size_t layer) const { return !layers_[layer].isSequence() && !isVideoLayer(layer); }
     std::size_t layerCount() const { return layers_.size(); }
 
 private:
-    std::vector<int> wantedFrames(const PlanRequest& request) const;
-    /// Adds a frame, or leaves it out.
-    void add(int number, const PlanRequest& request);
+    std::vector<int> wantedFrames() const;
+    /// Nothing when the frame is left out.
+    std::optional<PlannedFrame> planned(int number, std::size_t before) const;
+    int layerNumber(std::size_t layer, int number) const;
     void refuseMissing() const;
     void refuseToReplaceInputs() const;
 
@@ -102,7 +121,13 @@ private:
     std::filesystem::path output_;
     std::optional<FilePattern> outputPattern_;
     bool numbered_ = false;
+    FrameNumbers wanted_;
+    std::optional<int> start_, layerStart_;
+    Missing missing_;
+    bool video_, videoOutput_;
+    std::vector<bool> layerVideos_;
     std::vector<PlannedFrame> frames_;
+    std::vector<int> expected_;
 };
 
 }  // namespace quorvel::cli

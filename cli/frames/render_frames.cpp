@@ -16,11 +16,14 @@
 
 #include "cli/exit_status.h"
 #include "cli/frames/frame_digest.h"
+#include "cli/frames/frame_supply.h"
 #include "cli/frames/interruption.h"
+#include "cli/frames/ordered_video.h"
 #include "cli/module_options.h"
 #include "cli/pages_in_place.h"
 #include "cli/picture_library.h"
 #include "cli/pictures/parallel.h"
+#include "cli/video_library.h"
 
 namespace quorvel::cli {
 namespace {
@@ -65,7 +68,10 @@ void makeBlack(host::World& world) {
 class Run {
 public:
     Run(const RenderJob& job, host::Instance& instance, const std::function<void(FrameOutcome)>& done)
-        : job_(job), instance_(instance), done_(done) {}
+        : job_(job),
+          instance_(instance),
+          done_(done),
+          supply_(job.plan, job.missing, job.inputVideo, job.layerVideos) {}
 
     void all();
 
@@ -76,11 +82,15 @@ private:
     };
 
     void work();
-    void finish(std::size_t i, Worker& worker);
-    void renderInto(FrameOutcome& outcome, const PlannedFrame& frame, Worker& worker);
-    Picture readInput(const PlannedFrame& frame);
+    void finish(const SuppliedFrame& supplied, Worker& worker);
+    void renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worker& worker);
+    Picture readInput(const SuppliedFrame& supplied);
     /// Shared between all frames where the layer is one picture.
-    const Picture& readLayer(const PlannedFrame& frame, std::size_t layer, std::list<Picture>& own);
+    const Picture& readLayer(const SuppliedFrame& supplied, std::size_t layer, std::list<Picture>& own);
+    /// Makes the output video, and adds what is to be said of the videos to the outcome.
+    void beginVideos(FrameOutcome& outcome, const Picture& input);
+    void endVideo();
+    void createFolder(const fs::path& file) const;
     void compare(const PlannedFrame& frame, const std::string& digest) const;
     void store(FrameOutcome& outcome, const PlannedFrame& frame, const Picture& input, const host::World& output) const;
     bool stopped() const { return failed_ || Interruption::signal() != 0; }
@@ -89,8 +99,11 @@ private:
     host::Instance& instance_;
     const std::function<void(FrameOutcome)>& done_;
 
-    std::atomic<std::size_t> next_ = 0;
+    FrameSupply supply_;
+    std::optional<OrderedVideo> video_;  ///< the output
+    std::atomic<std::size_t> ended_ = 0;
     std::atomic<bool> failed_ = false;
+    bool begun_ = false;  ///< set while one thread is alone
     std::mutex reporting_;
 
     /// The first frame that was read: the others must be like it.
@@ -103,14 +116,23 @@ private:
     std::map<std::size_t, Picture> stillLayers_;
 };
 
+/// Another thread has ended the run; what this one has rendered goes nowhere.
+struct GivenUp {};
+
 void Run::all() {
     // Alone, until one frame has said what all of them are like.
     Worker first;
-    while (!like_ && !stopped() && next_ < job_.plan.count()) {
-        finish(next_++, first);
+    while (!like_ && !stopped()) {
+        const auto supplied = supply_.next();
+        if (!supplied) {
+            break;
+        }
+        finish(*supplied, first);
     }
     std::vector<std::thread> threads;
-    const auto wanted = std::min(static_cast<std::size_t>(job_.jobs), job_.plan.count() - next_);
+    const bool openEnded = job_.plan.isVideo();
+    const auto wanted = openEnded ? static_cast<std::size_t>(job_.jobs)
+                                  : std::min(static_cast<std::size_t>(job_.jobs), job_.plan.count() - ended_);
     try {
         while (threads.size() + 1 < wanted) {
             threads.emplace_back([this] { work(); });
@@ -122,38 +144,61 @@ void Run::all() {
     for (std::thread& thread : threads) {
         thread.join();
     }
+    endVideo();
+}
+
+void Run::endVideo() {
+    if (stopped()) {
+        return;
+    }
+    if (job_.plan.isVideo() && ended_ == 0) {
+        throw Failure("--frames {}: {} has the frames 0-{}", job_.plan.wanted().text(), job_.plan.inputName().string(),
+                      supply_.framesRead() - 1);
+    }
+    if (video_) {
+        video_->output().finish();
+    }
 }
 
 void Run::work() {
     Worker worker;
     while (!stopped()) {
-        const std::size_t i = next_++;
-        if (i >= job_.plan.count()) {
+        const auto supplied = supply_.next();
+        if (!supplied) {
             break;
         }
-        finish(i, worker);
+        finish(*supplied, worker);
     }
 }
 
-void Run::finish(std::size_t i, Worker& worker) {
-    const PlannedFrame& frame = job_.plan.frame(i);
+void Run::finish(const SuppliedFrame& supplied, Worker& worker) {
+    const PlannedFrame& frame = supplied.plan;
     FrameOutcome outcome;
     outcome.number = job_.plan.isNumbered() ? frame.number : 0;
     outcome.input = job_.plan.inputFile(frame).string();
     outcome.output = job_.plan.outputFile(frame).string();
     try {
+        if (!supplied.failure.empty()) {
+            throw Failure(supplied.failure);
+        }
         outcome.reason = reasonToSkip(job_.plan, frame, job_.rerun);
         if (outcome.reason.empty()) {
-            renderInto(outcome, frame, worker);
+            renderInto(outcome, supplied, worker);
         } else {
             outcome.state = State::Skipped;
         }
+    } catch (const GivenUp&) {
+        return;
     } catch (const std::bad_alloc&) {
         outcome.state = State::Failed;
         outcome.reason = outcome.input + ": not enough memory";
     } catch (const std::exception& error) {
         outcome.state = State::Failed;
         outcome.reason = error.what();
+    }
+    ++ended_;
+    if (outcome.state == State::Failed && video_) {
+        video_->giveUp();
     }
     if (outcome.state == State::Failed) {
         if (job_.plan.isNumbered()) {
@@ -165,17 +210,22 @@ void Run::finish(std::size_t i, Worker& worker) {
     done_(std::move(outcome));
 }
 
-void Run::renderInto(FrameOutcome& outcome, const PlannedFrame& frame, Worker& worker) {
+void Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worker& worker) {
+    const PlannedFrame& frame = supplied.plan;
     if (!frame.missing.empty()) {
         throw Failure("{}: missing", frame.missing);
     }
     Stopwatch stopwatch;
-    Picture input = readInput(frame);
+    Picture input = readInput(supplied);
     outcome.notes = input.notes;
+    if (!begun_) {
+        begun_ = true;
+        beginVideos(outcome, input);
+    }
     host::ParameterValues values = job_.values;
     std::list<Picture> ownLayers;
     for (std::size_t i = 0; i < job_.layerIds.size(); ++i) {
-        const Picture& layer = readLayer(frame, i, ownLayers);
+        const Picture& layer = readLayer(supplied, i, ownLayers);
         outcome.notes.insert(outcome.notes.end(), layer.notes.begin(), layer.notes.end());
         values.setLayer(job_.layerIds[i], &layer.world);
     }
@@ -204,15 +254,55 @@ void Run::renderInto(FrameOutcome& outcome, const PlannedFrame& frame, Worker& w
         compare(frame, outcome.digest);
     }
     stopwatch.lap();
-    if (!outcome.output.empty()) {
+    if (video_) {
+        if (!video_->put(supplied.place, output, supplied.input.get())) {
+            throw GivenUp();
+        }
+    } else if (!outcome.output.empty()) {
         store(outcome, frame, input, output);
     }
     outcome.writeSeconds = stopwatch.lap();
 }
 
-Picture Run::readInput(const PlannedFrame& frame) {
+void Run::beginVideos(FrameOutcome& outcome, const Picture& input) {
+    const auto addNotes = [&](const std::vector<std::string>& notes) {
+        outcome.notes.insert(outcome.notes.end(), notes.begin(), notes.end());
+    };
+    if (job_.inputVideo != nullptr) {
+        addNotes(job_.inputVideo->notes());
+    }
+    for (VideoInput* layer : job_.layerVideos) {
+        if (layer != nullptr) {
+            layer->setDepth(like_->depth);
+            addNotes(layer->notes());
+        }
+    }
+    if (!job_.plan.isVideoOutput()) {
+        return;
+    }
+    createFolder(job_.plan.outputName());
+    VideoDescription description;
+    description.width = like_->width;
+    description.height = like_->height;
+    description.depth = like_->depth;
+    description.alpha = job_.write.alpha || input.hasAlpha;
+    description.source = job_.inputVideo;
+    video_.emplace(videos().createVideo(job_.plan.outputName(), description, job_.writeVideo));
+    addNotes(video_->output().notes());
+}
+
+/// What a video's frame is to the rest of the program.
+Picture pictureOf(const VideoInput& video, const CodedFrame& frame) {
+    host::World world = video.world(frame);
+    auto traits = pictures().plainTraits(world);
+    return {std::move(world), video.hasAlpha(), std::move(traits), {}};
+}
+
+Picture Run::readInput(const SuppliedFrame& supplied) {
+    const PlannedFrame& frame = supplied.plan;
     const fs::path file = job_.plan.inputFile(frame);
-    Picture picture = pictures().readPicture(file, job_.readInput);
+    Picture picture =
+        supplied.input ? pictureOf(*job_.inputVideo, *supplied.input) : pictures().readPicture(file, job_.readInput);
     const host::World& world = picture.world;
     if (!like_) {
         like_ = Like{frame.number, world.width(), world.height(), world.depth()};
@@ -226,7 +316,9 @@ Picture Run::readInput(const PlannedFrame& frame) {
     return picture;
 }
 
-const Picture& Run::readLayer(const PlannedFrame& frame, std::size_t layer, std::list<Picture>& own) {
+const Picture& Run::readLayer(const SuppliedFrame& supplied, std::size_t layer, std::list<Picture>& own) {
+    const PlannedFrame& frame = supplied.plan;
+    const bool ofVideo = layer < supplied.layers.size() && supplied.layers[layer] != nullptr;
     const fs::path file = job_.plan.layerFile(frame, layer);
     ReadSettings settings = job_.readLayer;
     settings.depth = like_->depth;
@@ -238,11 +330,23 @@ const Picture& Run::readLayer(const PlannedFrame& frame, std::size_t layer, std:
         }
         return found->second;
     }
-    Picture& picture = own.emplace_back(pictures().readPicture(file, settings));
+    Picture& picture = own.emplace_back(ofVideo ? pictureOf(*job_.layerVideos[layer], *supplied.layers[layer])
+                                                : pictures().readPicture(file, settings));
     if (frame.layers[layer].black) {
         makeBlack(picture.world);
     }
     return picture;
+}
+
+void Run::createFolder(const fs::path& file) const {
+    if (!job_.createFolders || !file.has_parent_path()) {
+        return;
+    }
+    std::error_code error;
+    fs::create_directories(file.parent_path(), error);
+    if (error) {
+        throw Failure("{}: {}", file.parent_path().string(), error.message());
+    }
 }
 
 void Run::compare(const PlannedFrame& frame, const std::string& digest) const {
@@ -268,13 +372,7 @@ void Run::store(FrameOutcome& outcome, const PlannedFrame& frame, const Picture&
         outcome.notes.insert(outcome.notes.end(), notes.begin(), notes.end());
         return;
     }
-    if (job_.createFolders && file.has_parent_path()) {
-        std::error_code error;
-        fs::create_directories(file.parent_path(), error);
-        if (error) {
-            throw Failure("{}: {}", file.parent_path().string(), error.message());
-        }
-    }
+    createFolder(file);
     const auto notes = pictures().writePicture(file, output, *input.traits, settings);
     outcome.notes.insert(outcome.notes.end(), notes.begin(), notes.end());
 }
@@ -310,7 +408,8 @@ std::string reasonToSkip(const FramePlan& plan, const PlannedFrame& frame, Rerun
 
 void renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>& done) {
     const int processors = availableProcessors();
-    const int side = std::min(job.jobs, static_cast<int>(std::min<std::size_t>(job.plan.count(), 1U << 16U)));
+    const std::size_t frames = job.plan.isVideo() ? 1U << 16U : std::min<std::size_t>(job.plan.count(), 1U << 16U);
+    const int side = std::min(job.jobs, static_cast<int>(frames));
     const int threads = job.jobs == 1 && job.plan.isNumbered() ? 1 : std::max(processors / side, 1);
     parallelThreads() = static_cast<std::size_t>(threads);
     pictures().limitThreads(threads);

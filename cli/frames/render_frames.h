@@ -12,6 +12,7 @@
 #include "cli/frames/frame_plan.h"
 #include "cli/pictures/read.h"
 #include "cli/pictures/write_settings.h"
+#include "cli/video/video.h"
 #include "host/host.h"
 #include "host/parameter.h"
 
@@ -32,6 +33,10 @@ struct RenderJob {
     ReadSettings readInput{};
     ReadSettings readLayer{};  ///< its depth is that of the input
     WriteSettings write{};     ///< alpha is written where the input has it, too
+    VideoInput* inputVideo = nullptr;         ///< at its beginning; null for pictures
+    std::vector<VideoInput*> layerVideos{};   ///< the same for each layer
+    Missing missing = Missing::Error;         ///< what to do when a layer's video ends
+    VideoWriteSettings writeVideo{};   ///< of an output that is a video
     int offsetX = 0, offsetY = 0;
     Rerun rerun = Rerun::All;
     bool createFolders = false;

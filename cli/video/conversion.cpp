@@ -114,8 +114,10 @@ Conversion::Graph::Graph(const End& from, const End& to, int width, int height) 
     }
     AVFilterContext* const convert = addFilter(*graph_, "zscale", arguments);
     sink_ = addFilter(*graph_, "buffersink", "");
-    const AVPixelFormat formats[] = {to.format, AV_PIX_FMT_NONE};
-    require(av_opt_set_int_list(sink_, "pix_fmts", formats, AV_PIX_FMT_NONE, AV_OPT_SEARCH_CHILDREN), "buffersink");
+    const AVPixelFormat format = to.format;
+    require(av_opt_set_bin(sink_, "pix_fmts", reinterpret_cast<const std::uint8_t*>(&format), sizeof format,
+                           AV_OPT_SEARCH_CHILDREN),
+            "buffersink");
     require(avfilter_link(source_, 0, convert, 0), "zscale");
     require(avfilter_link(convert, 0, sink_, 0), "zscale");
     // Another converter would be put in silently, with its own rounding.

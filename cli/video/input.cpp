@@ -54,7 +54,6 @@ Input::Input(const std::filesystem::path& file, const VideoReadSettings& setting
     }
     first_ = av::sharedFrame(*decodedFirst_->frame);
     const auto format = static_cast<AVPixelFormat>(first_->format);
-    depth_ = settings.depth.value_or(depthOf(format));
     alpha_ = quorvel::cli::hasAlpha(format);
     Colour tagged = Colour::of(*first_);
     if (isJpegRange(format)) {
@@ -66,6 +65,11 @@ Input::Input(const std::filesystem::path& file, const VideoReadSettings& setting
     }
     placeFrames(settings);
     colour_.applyTo(*first_);
+    setDepth(settings.depth.value_or(depthOf(format)));
+}
+
+void Input::setDepth(host::Depth depth) {
+    depth_ = depth;
     const Planes planes = separated(*first_);
     if (!isRgb(*planes.colours)) {
         conversion_ = std::make_unique<Conversion>(
@@ -152,7 +156,7 @@ CodedFramePtr Input::next() {
 
 void Input::refuseDamage(const AVFrame& frame) const {
     if (frame.decode_error_flags != 0) {
-        throw Failure("{}: frame {}: damaged or cut off", demuxer_.name(), number_);
+        throw Failure("{}: damaged or cut off", demuxer_.name());
     }
 }
 
@@ -160,20 +164,16 @@ void Input::refuseDamage(const AVFrame& frame) const {
 void Input::feedDecoder() {
     bool more = true;
     do {
-        try {
-            more = demuxer_.read(*packet_);
-        } catch (const Failure& failure) {
-            throw Failure("{} (at frame {})", failure.what(), number_);
-        }
+        more = demuxer_.read(*packet_);
     } while (more && packet_->stream_index != index_);
     if (more && (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) {
-        throw Failure("{}: frame {}: damaged or cut off", demuxer_.name(), number_);
+        throw Failure("{}: damaged or cut off", demuxer_.name());
     }
     const int sent = avcodec_send_packet(decoder_.get(), more ? packet_.get() : nullptr);
     // A recording may begin between two frames that can be decoded alone.
     const bool atBeginning = number_ == 0 && sent == AVERROR_INVALIDDATA;
     if (sent < 0 && !atBeginning) {
-        throw av::failure(demuxer_.name(), fmt::format("frame {}: damaged or cut off", number_), sent);
+        throw av::failure(demuxer_.name(), "damaged or cut off", sent);
     }
 }
 
@@ -190,7 +190,7 @@ std::shared_ptr<CodedFrame> Input::decode() {
             continue;
         }
         if (received < 0) {
-            throw av::failure(demuxer_.name(), fmt::format("frame {}: damaged or cut off", number_), received);
+            throw av::failure(demuxer_.name(), "damaged or cut off", received);
         }
         break;
     }
@@ -220,7 +220,7 @@ host::World Input::world(const CodedFrame& coded) const {
         }
         return worldOf(planes, *placement_, depth_);
     } catch (const Failure& failure) {
-        throw Failure("{}: frame {}: {}", demuxer_.name(), coded.number, failure.what());
+        throw Failure("{}: {}", demuxer_.name(), failure.what());
     }
 }
 

@@ -25,6 +25,7 @@ public:
     int height() const override { return placement_->worldHeight(); }
     host::Depth depth() const override { return depth_; }
     bool hasAlpha() const override { return alpha_; }
+    void setDepth(host::Depth depth) override;
     int expectedFrames() const override;
     const std::vector<std::string>& notes() const override { return notes_; }
     CodedFramePtr next() override;

@@ -2,6 +2,7 @@
 #include "cli/video/output.h"
 
 extern "C" {
+#include <libavutil/mem.h>
 #include <libavutil/timecode.h>
 }
 
@@ -131,6 +132,8 @@ void Output::openFile(const std::filesystem::path& file) {
         staged_.emplace(file, settings_.clobber ? Existing::Replace : Existing::Keep);
         url = urlOf(staged_->path());
     }
+    // Which a container that moves its index to the front opens once more.
+    context_->url = av_strdup(url.c_str());
     av::forgetMessages();
     const int opened = avio_open(&context_->pb, url.c_str(), AVIO_FLAG_WRITE);
     if (opened < 0) {

@@ -36,6 +36,9 @@ public:
     /// What the user may want to know, such as assumptions about untagged colours.
     virtual const std::vector<std::string>& notes() const = 0;
 
+    /// Of the worlds from now on, before the first of them is made.
+    virtual void setDepth(host::Depth depth) = 0;
+
     /// The next frame in the order in which they are shown; null at the end. One thread at a time. Throws Failure
     /// naming file and frame when the video is damaged or cut off.
     virtual CodedFramePtr next() = 0;
