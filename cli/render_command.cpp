@@ -24,6 +24,7 @@
 #include "cli/staged_file.h"
 #include "cli/text.h"
 #include "cli/video_library.h"
+#include "cli/video_options.h"
 #include "effect/settings.h"
 
 namespace quorvel::cli {
@@ -35,6 +36,9 @@ constexpr int kMostJobs = 1024;
 constexpr char kRenderExamples[] =
     "Examples:\n"
     "  quorvel render shot.####.exr -o mosaic.####.exr --mosaic-intensity 0.5\n"
+    "  quorvel render clip.mov -o mosaic.mp4 --mosaic-intensity 0.5\n"
+    "  quorvel render clip.mp4 -o frames.####.png --frames 0-99\n"
+    "  quorvel render shot.####.png -o shot.mov --codec prores4444 --rate 24\n"
     "  quorvel render shot.%04d.png -o small.@.jpg --frames 1-100x2 --start 1\n"
     "  quorvel render photo.jpg -o mosaic.png --mosaic-intensity 0.5\n"
     "  quorvel render photo.jpg -o coarse.png --grid-width 8 --grid-height 6\n"
@@ -43,7 +47,7 @@ constexpr char kRenderExamples[] =
     "  quorvel render photo.png -o - | display -\n"
     "\n"
     "In the names of a sequence, #### or %04d stands for the frame's number with at\n"
-    "least four digits, @ for the number alone.\n"
+    "least four digits, @ for the number alone. The frames of a video count from 0.\n"
     "Values go from file to file as stored, without colour management; metadata is\n"
     "kept. The output has the depth that was rendered, or the nearest that its\n"
     "format holds. Each output file appears complete or not at all.\n"
@@ -79,8 +83,7 @@ struct RenderOptions {
     std::string report;
     std::string verify;
 
-    VideoWriteSettings video;
-    std::optional<FrameRate> rate;
+    VideoOptions video;
 };
 
 /// The videos that a run reads; null where the input or a layer is none.
@@ -118,8 +121,7 @@ public:
 private:
     void checkOptions() const;
     void addFrameOptions(CLI::App& command);
-    void addVideoOptions(CLI::App& command);
-    bool writesVideo() const;
+    bool writesVideo() const { return options_.video.makeVideoOf(shared_.output()); }
     void checkOutputKind() const;
     bool onOneThread() const { return options_.jobs.value_or(availableProcessors()) == 1; }
     std::unique_ptr<VideoInput> openIfVideo(const std::string& file, VideoReadSettings settings) const;
@@ -137,13 +139,14 @@ private:
 };
 
 CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>& arguments) {
-    CLI::App* command = program.add_subcommand("render", "Render a picture or a sequence through the effect");
-    expectFile(
-        command->add_option("INPUT", options_.input,
-                            "The picture, or a sequence such as shot.####.exr; - for a picture on the standard input"))
+    CLI::App* command = program.add_subcommand("render", "Render a picture, a sequence or a video through the effect");
+    expectFile(command->add_option(
+                   "INPUT", options_.input,
+                   "The picture, a sequence such as shot.####.exr, or a video; - for a picture on the standard input"))
         ->required();
     shared_.addTo(*command, arguments,
-                  "The picture or sequence to write, such as out.####.png; - for PNG on the standard output");
+                  "The picture, sequence (out.####.png) or video (.mp4, .mov, .mkv, .webm, .nut, .y4m) to write; - for "
+                  "the standard output");
     using host::Depth;
     expectChoice(
         command->add_option("--depth", options_.depth,
@@ -172,11 +175,15 @@ CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>
                      "PNG: 0 to 9. TIFF: none, lzw, packbits or zip. OpenEXR: none, rle, zip, zips, piz, pxr24, b44, "
                      "b44a, dwaa or dwab. WebP: lossy or lossless")
         ->type_name("NAME|LEVEL");
-    expectWholeNumber(command->add_option("--quality", options_.quality, "JPEG and WebP: 1 to 100 (default 95)"), 1,
-                      100)
+    expectWholeNumber(
+        command->add_option(
+            "--quality", options_.quality,
+            "JPEG and WebP: 1 to 100 (default 95). h264, h265 and vp9: 1 to 100, the higher the better (default: "
+            "about 56, 46 and 52)"),
+        1, 100)
         ->type_name("N");
     addFrameOptions(*command);
-    addVideoOptions(*command);
+    options_.video.addTo(*command);
     command->footer(kRenderExamples);
     return command;
 }
@@ -236,49 +243,8 @@ void RenderCommand::addFrameOptions(CLI::App& command) {
                                           "Compare the rendered frames with a report; needs no --output")));
 }
 
-void RenderCommand::addVideoOptions(CLI::App& command) {
-    const char* const group = "Video";
-    CLI::Option* const codec = command.add_option("--codec", options_.video.codec,
-                                                  "The codec to write (default: mp4 h264; mov h264, or prores4444 with "
-                                                  "alpha or more than 8 bits; mkv and nut ffv1; webm vp9)");
-    std::vector<std::pair<std::string, std::string>> codecs;
-    for (const std::string& name : videoCodecs()) {
-        codecs.emplace_back(name, name);
-    }
-    expectChoice(codec, codecs)->type_name("NAME")->group(group);
-    command
-        .add_option_function<std::string>(
-            "--rate", [this](const std::string& text) { options_.rate = parseFrameRate("--rate", text); },
-            "Frames a second of a video made from pictures, such as 25 or 30000/1001 (default 25)")
-        ->type_name("RATE")
-        ->group(group);
-    expectChoice(
-        command.add_option("--audio", options_.video.audio, "What becomes of the input video's sound (default copy)"),
-        std::vector<std::pair<std::string, AudioChoice>>{{"copy", AudioChoice::Copy}, {"none", AudioChoice::None}})
-        ->type_name("CHOICE")
-        ->group(group);
-    expectChoice(command.add_option("--subtitles", options_.video.subtitles,
-                                    "What becomes of the input video's subtitles (default copy)"),
-                 std::vector<std::pair<std::string, SubtitleChoice>>{{"copy", SubtitleChoice::Copy},
-                                                                     {"none", SubtitleChoice::None}})
-        ->type_name("CHOICE")
-        ->group(group);
-    expectChoice(command.add_option("--format", options_.video.container,
-                                    "What goes to the standard output with -o - (default png)"),
-                 std::vector<std::pair<std::string, std::string>>{{"png", ""}, {"nut", "nut"}, {"y4m", "y4m"}})
-        ->type_name("NAME")
-        ->group(group);
-}
-
-bool RenderCommand::writesVideo() const {
-    return shared_.output() == "-" ? !options_.video.container.empty() : isVideoName(shared_.output());
-}
-
 /// Refuses options that the kind of output has no use for.
 void RenderCommand::checkOutputKind() const {
-    if (!options_.video.container.empty() && shared_.output() != "-") {
-        throw UsageError("--format: requires --output -; elsewhere the name's ending decides");
-    }
     if (writesVideo()) {
         const std::pair<bool, const char*> refused[] = {{options_.start.has_value(), "--start"},
                                                         {options_.keepGoing, "--keep-going"},
@@ -293,23 +259,17 @@ void RenderCommand::checkOutputKind() const {
         videos().checkSettings(shared_.output(), videoSettings());
         return;
     }
-    const std::pair<bool, const char*> refused[] = {{!options_.video.codec.empty(), "--codec"},
-                                                    {options_.rate.has_value(), "--rate"},
-                                                    {options_.video.audio != AudioChoice::Copy, "--audio"},
-                                                    {options_.video.subtitles != SubtitleChoice::Copy, "--subtitles"}};
-    for (const auto& [given, option] : refused) {
-        if (given) {
-            throw UsageError("{}: is for videos, and the output is none", option);
-        }
+    options_.video.refuseAll();
+    if (shared_.output() != "-" && !pictures().isWritableFormat(shared_.output())) {
+        throw badValue("--output", shared_.output(),
+                       fmt::format("{}, or for a video {}", pictures().writableFormats(), videoEndings()));
     }
-    shared_.checkOutputName();
     pictures().checkCompression(shared_.output(), writeSettings());
 }
 
 VideoWriteSettings RenderCommand::videoSettings() const {
-    VideoWriteSettings settings = options_.video;
+    VideoWriteSettings settings = options_.video.settings();
     settings.quality = options_.quality;
-    settings.rate = options_.rate.value_or(FrameRate{});
     settings.cutTracks = options_.frames.has_value();
     settings.clobber = shared_.replacesFiles();
     settings.oneThread = onOneThread();
@@ -351,7 +311,8 @@ RenderJob RenderCommand::jobFor(const FramePlan& plan, const InputVideos& videos
     job.readInput = job.readLayer;
     job.readInput.part = options_.part;
     job.readInput.layer = options_.layer;
-    job.readInput.keepFurtherChannels = !shared_.output().empty() && !writesVideo() && pictures().holdsFurtherChannels(shared_.output());
+    job.readInput.keepFurtherChannels =
+        !shared_.output().empty() && !writesVideo() && pictures().holdsFurtherChannels(shared_.output());
     job.inputVideo = videos.input.get();
     for (const auto& layer : videos.layers) {
         job.layerVideos.push_back(layer.get());
@@ -509,8 +470,10 @@ void RenderCommand::renderPlan(const RenderJob& job) const {
         writeReport(options_.report, std::move(outcomes));
     }
     if (const int signal = Interruption::signal(); interruption && signal != 0) {
-        throw Interrupted(signal,
-                          fmt::format("interrupted; {} of {} frames are done", ended - failed.size(), frames.count()));
+        throw Interrupted(
+            signal, frames.isVideoOutput()
+                        ? fmt::format("interrupted; {} is not written", frames.outputName().string())
+                        : fmt::format("interrupted; {} of {} frames are done", ended - failed.size(), frames.count()));
     }
     if (!failed.empty()) {
         std::sort(failed.begin(), failed.end());

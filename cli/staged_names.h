@@ -26,9 +26,9 @@ private:
     std::size_t slot_;
 };
 
-/// From now on every signal that ends the program, a crash included, removes the files registered here first. The program
-/// then ends with that signal's own status. Signals that were ignored or handled before stay so. Going over a file-size
-/// limit becomes an error of the write instead of a signal. Called once, from the main thread.
+/// From now on every signal that ends the program, a crash included, removes the files registered here first. The
+/// program then ends with that signal's own status. Signals that were ignored or handled before stay so. Going over a
+/// file-size limit becomes an error of the write instead of a signal. Called once, from the main thread.
 void removeStagedFilesOnSignals();
 
 }  // namespace quorvel::cli

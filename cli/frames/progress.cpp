@@ -69,7 +69,7 @@ Progress::Progress(ProgressForm form, std::size_t total, bool quiet, bool prints
       printsFailures_(printsFailures),
       errorOutput_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
     if (form_ == ProgressForm::Auto) {
-        form_ = total_ > 1 && isTerminal() ? ProgressForm::Bar : ProgressForm::None;
+        form_ = total_ != 1 && isTerminal() ? ProgressForm::Bar : ProgressForm::None;
     }
 }
 
@@ -81,6 +81,7 @@ Progress::~Progress() {
 void Progress::done(const FrameOutcome& outcome) {
     using State = FrameOutcome::State;
     ++done_;
+    total_ = total_ > 0 ? std::max(total_, done_) : 0;  // a video may have more frames than it says
     rendered_ += outcome.state == State::Rendered ? 1 : 0;
     for (const std::string& text : outcome.notes) {
         note(text);
@@ -91,12 +92,16 @@ void Progress::done(const FrameOutcome& outcome) {
     switch (form_) {
         case ProgressForm::Lines:
             printLine(fmt::format("FRAME: {}", outcome.number));
-            printLine(fmt::format("PROGRESS: {}%", percent()));
+            if (total_ > 0) {
+                printLine(fmt::format("PROGRESS: {}%", percent()));
+            }
             break;
         case ProgressForm::OpenJd:
-            printLine(fmt::format("openjd_status: frame {}, {} of {}", outcome.number, done_, total_));
-            printLine(fmt::format("openjd_progress: {:.1f}",
-                                  100.0 * static_cast<double>(done_) / static_cast<double>(total_)));
+            printLine(fmt::format("openjd_status: frame {}, {}", outcome.number, ofTotal()));
+            if (total_ > 0) {
+                printLine(fmt::format("openjd_progress: {:.1f}",
+                                      100.0 * static_cast<double>(done_) / static_cast<double>(total_)));
+            }
             break;
         case ProgressForm::Json: {
             nlohmann::ordered_json line{
@@ -139,7 +144,7 @@ void Progress::printMessage(const std::string& line) {
 
 void Progress::drawBar(const FrameOutcome& outcome) {
     const Clock::time_point now = Clock::now();
-    if (done_ < total_ && now - drawn_ < kBarInterval) {
+    if (done_ != total_ && now - drawn_ < kBarInterval) {
         return;
     }
     drawn_ = now;
@@ -147,10 +152,15 @@ void Progress::drawBar(const FrameOutcome& outcome) {
     const double seconds = std::chrono::duration<double>(now - begin_).count();
     const double rate = seconds > 0 ? static_cast<double>(rendered_) / seconds : 0;
     const auto full = static_cast<std::size_t>(percent() * kBarCells / 100);
-    std::string line = fmt::format("frame {}  {} of {}  [{}{}] {:3}%", outcome.number, done_, total_,
-                                   std::string(full, '#'), std::string(kBarCells - full, '.'), percent());
+    std::string line = fmt::format("frame {}  {}", outcome.number, ofTotal());
+    if (total_ > 0) {
+        line += fmt::format("  [{}{}] {:3}%", std::string(full, '#'), std::string(kBarCells - full, '.'), percent());
+    }
     if (rate > 0) {
-        line += fmt::format("  {:.1f} frames/s  {} left", rate, clockText(static_cast<double>(total_ - done_) / rate));
+        line += fmt::format("  {:.1f} frames/s", rate);
+    }
+    if (rate > 0 && total_ > 0) {
+        line += fmt::format("  {} left", clockText(static_cast<double>(total_ - done_) / rate));
     }
     // A line as wide as the terminal would wrap.
     line.resize(std::min(line.size(), static_cast<std::size_t>(columnsOf(errorOutput_) - 1)));
@@ -173,6 +183,10 @@ void Progress::writeToErrorOutput(const std::string& text) const {
         }
         rest.remove_prefix(static_cast<std::size_t>(written));
     }
+}
+
+std::string Progress::ofTotal() const {
+    return total_ > 0 ? fmt::format("{} of {}", done_, total_) : fmt::format("{} done", done_);
 }
 
 int Progress::percent() const {

@@ -27,8 +27,8 @@ bool usesStandardOutput(ProgressForm form);
 /// error output even while a library's own are kept from it. For one thread at a time.
 class Progress {
 public:
-    /// `total` is the number of frames. A `quiet` one prints no notes; one that does not print failures leaves them to
-    /// its caller.
+    /// `total` is the number of frames, or what is expected of it; 0 when nobody knows. A `quiet` one prints no notes;
+    /// one that does not print failures leaves them to its caller.
     Progress(ProgressForm form, std::size_t total, bool quiet, bool printsFailures);
     /// Erases the bar.
     ~Progress();
@@ -47,6 +47,8 @@ private:
     void eraseBar();
     void writeToErrorOutput(const std::string& text) const;
     int percent() const;
+    /// "7 of 24".
+    std::string ofTotal() const;
 
     using Clock = std::chrono::steady_clock;
 

@@ -29,14 +29,14 @@ struct RenderJob {
     host::Host& host;
     const FramePlan& plan;
     const host::ParameterValues& values;  ///< the layers are set frame by frame
-    std::vector<A_long> layerIds{};         ///< in the plan's order
+    std::vector<A_long> layerIds{};       ///< in the plan's order
     ReadSettings readInput{};
-    ReadSettings readLayer{};  ///< its depth is that of the input
-    WriteSettings write{};     ///< alpha is written where the input has it, too
-    VideoInput* inputVideo = nullptr;         ///< at its beginning; null for pictures
-    std::vector<VideoInput*> layerVideos{};   ///< the same for each layer
-    Missing missing = Missing::Error;         ///< what to do when a layer's video ends
-    VideoWriteSettings writeVideo{};   ///< of an output that is a video
+    ReadSettings readLayer{};                ///< its depth is that of the input
+    WriteSettings write{};                   ///< alpha is written where the input has it, too
+    VideoInput* inputVideo = nullptr;        ///< at its beginning; null for pictures
+    std::vector<VideoInput*> layerVideos{};  ///< the same for each layer
+    Missing missing = Missing::Error;        ///< what to do when a layer's video ends
+    VideoWriteSettings writeVideo{};         ///< of an output that is a video
     int offsetX = 0, offsetY = 0;
     Rerun rerun = Rerun::All;
     bool createFolders = false;

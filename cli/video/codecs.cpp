@@ -53,9 +53,11 @@ int rateFactor(const Codec& codec, const std::optional<int>& quality) {
 AVPixelFormat rgbCodecFormat(const Codec& codec, bool alpha, bool deep) {
     switch (codec.id) {
         case AV_CODEC_ID_FFV1:
-            return deep ? (alpha ? AV_PIX_FMT_GBRAP16 : AV_PIX_FMT_GBRP16) : (alpha ? AV_PIX_FMT_BGRA : AV_PIX_FMT_BGR0);
+            return deep ? (alpha ? AV_PIX_FMT_GBRAP16 : AV_PIX_FMT_GBRP16)
+                        : (alpha ? AV_PIX_FMT_BGRA : AV_PIX_FMT_BGR0);
         case AV_CODEC_ID_PNG:
-            return deep ? (alpha ? AV_PIX_FMT_RGBA64BE : AV_PIX_FMT_RGB48BE) : (alpha ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24);
+            return deep ? (alpha ? AV_PIX_FMT_RGBA64BE : AV_PIX_FMT_RGB48BE)
+                        : (alpha ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24);
         default:
             return alpha ? AV_PIX_FMT_ARGB : AV_PIX_FMT_RGB24;
     }
@@ -114,7 +116,8 @@ const Container& containerOf(const std::filesystem::path& file, const VideoWrite
     const bool streamed = file == "-";
     const std::string ending = streamed ? "." + settings.container : lowerCase(file.extension().string());
     for (const Container& container : containers()) {
-        const bool named = std::find(container.endings.begin(), container.endings.end(), ending) != container.endings.end();
+        const bool named =
+            std::find(container.endings.begin(), container.endings.end(), ending) != container.endings.end();
         if (named && (container.streamed || !streamed)) {
             return container;
         }
@@ -169,14 +172,16 @@ AVPixelFormat pixelFormatFor(const Codec& codec, const VideoDescription& descrip
     const int across = 1 << chosen.log2_chroma_w;
     const int down = 1 << chosen.log2_chroma_h;
     if (codec.form == Form::Subsampled && (description.width % across != 0 || description.height % down != 0)) {
-        throw Failure("{}: {} as {} needs an even width and height, and the frames are {} x {}; --codec prores4444, "
-                      "ffv1 or png takes any",
-                      name, codec.name, chosen.name, description.width, description.height);
+        throw Failure(
+            "{}: {} as {} needs an even width and height, and the frames are {} x {}; --codec prores4444, "
+            "ffv1 or png takes any",
+            name, codec.name, chosen.name, description.width, description.height);
     }
     const int bits = codec.form == Form::Rgb ? (deep ? 16 : 8) : chosen.comp[0].depth;
     const int rendered = description.depth == Depth::Bits8 ? 8 : description.depth == Depth::Bits16 ? 16 : 32;
     if (codec.form == Form::Rgb && bits < rendered) {
-        notes.push_back(fmt::format("{}: written with {} bits a channel, the most that {} holds", name, bits, codec.name));
+        notes.push_back(
+            fmt::format("{}: written with {} bits a channel, the most that {} holds", name, bits, codec.name));
     }
     return format;
 }
@@ -190,7 +195,8 @@ Colour colourFor(const Codec& codec, AVPixelFormat format, int height, const Inp
         colour.siting = AVCHROMA_LOC_UNSPECIFIED;
         return colour;
     }
-    const bool sameSampling = source != nullptr && av::describe(source->firstFrame()).log2_chroma_w == chosen.log2_chroma_w &&
+    const bool sameSampling = source != nullptr &&
+                              av::describe(source->firstFrame()).log2_chroma_w == chosen.log2_chroma_w &&
                               av::describe(source->firstFrame()).log2_chroma_h == chosen.log2_chroma_h;
     if (!sameSampling) {
         colour.siting = AVCHROMA_LOC_UNSPECIFIED;

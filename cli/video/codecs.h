@@ -25,7 +25,7 @@ struct Codec {
     AVCodecID id;
     Form form;
     bool alpha = false;
-    int mostBits = 8;                    ///< of a sample; below 16 for Y'CbCr
+    int mostBits = 8;                     ///< of a sample; below 16 for Y'CbCr
     int worstFactor = 0, bestFactor = 0;  ///< the constant rate factors of quality 1 and 100; equal for no quality
     int usualFactor = 0;
 };
@@ -34,9 +34,9 @@ struct Container {
     const char* muxer;  ///< FFmpeg's name of it
     const char* title;  ///< for messages
     std::vector<std::string> endings;
-    const char* codec;       ///< the default
-    const char* richCodec;   ///< the default for alpha, and for more than 8 bits
-    bool streamed = false;   ///< can go to the standard output
+    const char* codec;      ///< the default
+    const char* richCodec;  ///< the default for alpha, and for more than 8 bits
+    bool streamed = false;  ///< can go to the standard output
 };
 
 /// By the file's ending or, for the standard output, by the settings. Throws UsageError.

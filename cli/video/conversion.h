@@ -33,7 +33,7 @@ private:
     std::unique_ptr<Graph> take() const;
 
     End from_, to_;
-    int width_, height_;        ///< of the frames
+    int width_, height_;          ///< of the frames
     int evenWidth_, evenHeight_;  ///< the same, but whole chroma samples
     mutable std::mutex mutex_;
     mutable std::vector<std::unique_ptr<Graph>> idle_;

@@ -72,9 +72,9 @@ void Input::setDepth(host::Depth depth) {
     depth_ = depth;
     const Planes planes = separated(*first_);
     if (!isRgb(*planes.colours)) {
-        conversion_ = std::make_unique<Conversion>(
-            Conversion::End{static_cast<AVPixelFormat>(planes.colours->format), colour_},
-            Conversion::End{rgbFormat(depth_), {}}, first_->width, first_->height);
+        conversion_ =
+            std::make_unique<Conversion>(Conversion::End{static_cast<AVPixelFormat>(planes.colours->format), colour_},
+                                         Conversion::End{rgbFormat(depth_), {}}, first_->width, first_->height);
     }
 }
 
@@ -121,7 +121,7 @@ AVRational Input::sampleAspect() const {
     AVRational aspect = first_->sample_aspect_ratio;
     if (aspect.num <= 0) {
         aspect = stream().sample_aspect_ratio.num > 0 ? stream().sample_aspect_ratio
-                                                       : stream().codecpar->sample_aspect_ratio;
+                                                      : stream().codecpar->sample_aspect_ratio;
     }
     if (aspect.num <= 0 || aspect.den <= 0) {
         return {0, 1};
@@ -195,8 +195,7 @@ std::shared_ptr<CodedFrame> Input::decode() {
         break;
     }
     refuseDamage(*coded->frame);
-    const std::int64_t usual = std::max<std::int64_t>(
-        av_rescale_q(1, av_inv_q(rate_), stream().time_base), 1);
+    const std::int64_t usual = std::max<std::int64_t>(av_rescale_q(1, av_inv_q(rate_), stream().time_base), 1);
     const std::int64_t time = coded->frame->best_effort_timestamp;
     coded->duration = coded->frame->pkt_duration;
     coded->time = time != AV_NOPTS_VALUE ? time : number_ == 0 ? 0 : lastTime_ + usual;

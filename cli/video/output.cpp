@@ -36,11 +36,10 @@ Output::Output(const std::filesystem::path& file, const VideoDescription& descri
     colour_ = colourFor(codec_, format_, description.height, source_);
     if ((av::describe(format_).flags & AV_PIX_FMT_FLAG_RGB) == 0) {
         const AVPixFmtDescriptor& chosen = av::describe(format_);
-        const AVPixelFormat opaque =
-            yuvFormat(chosen.log2_chroma_w, chosen.log2_chroma_h, chosen.comp[0].depth);
-        conversion_ = std::make_unique<Conversion>(Conversion::End{rgbFormat(description.depth), {}},
-                                                   Conversion::End{opaque, colour_}, description.width,
-                                                   description.height);
+        const AVPixelFormat opaque = yuvFormat(chosen.log2_chroma_w, chosen.log2_chroma_h, chosen.comp[0].depth);
+        conversion_ =
+            std::make_unique<Conversion>(Conversion::End{rgbFormat(description.depth), {}},
+                                         Conversion::End{opaque, colour_}, description.width, description.height);
     }
     openContainer();
     openEncoder(description);
@@ -73,7 +72,8 @@ void Output::openEncoder(const VideoDescription& description) {
         throw std::bad_alloc();
     }
     AVCodecContext& encoder = *encoder_;
-    rate_ = source_ != nullptr ? source_->frameRate() : AVRational{settings_.rate.numerator, settings_.rate.denominator};
+    rate_ =
+        source_ != nullptr ? source_->frameRate() : AVRational{settings_.rate.numerator, settings_.rate.denominator};
     encoder.width = description.width;
     encoder.height = description.height;
     encoder.pix_fmt = format_;
@@ -93,8 +93,9 @@ void Output::openEncoder(const VideoDescription& description) {
     av::forgetMessages();
     const int opened = avcodec_open2(&encoder, codec, options.get());
     if (opened < 0) {
-        throw av::failure(name_, fmt::format("{} cannot encode {} x {} as {}", codec_.name, encoder.width,
-                                             encoder.height, av::describe(format_).name),
+        throw av::failure(name_,
+                          fmt::format("{} cannot encode {} x {} as {}", codec_.name, encoder.width, encoder.height,
+                                      av::describe(format_).name),
                           opened);
     }
 }

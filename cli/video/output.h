@@ -58,8 +58,8 @@ private:
     av::PacketPtr packet_ = av::newPacket();
 
     std::int64_t written_ = 0;
-    std::int64_t zero_ = 0;                          ///< in the source's time
-    std::int64_t lastTime_ = 0, end_ = 0;            ///< in the output's
+    std::int64_t zero_ = 0;                           ///< in the source's time
+    std::int64_t lastTime_ = 0, end_ = 0;             ///< in the output's
     std::map<std::int64_t, std::int64_t> durations_;  ///< of the frames in the encoder
 };
 

@@ -243,9 +243,7 @@ void alphaRow(const AVFrame& alpha, int y, std::vector<Sample>& to) {
     const int bits = bitsOf(av::describe(alpha));
     if (bits == 32) {
         const float* from = rowOf<float>(alpha, 0, y);
-        std::transform(from, from + to.size(), to.begin(), [](float value) {
-            return toFile<Sample>(value);
-        });
+        std::transform(from, from + to.size(), to.begin(), [](float value) { return toFile<Sample>(value); });
         return;
     }
     const auto copy = [&](const auto* from) {
@@ -392,9 +390,7 @@ host::World worldOf(const Planes& planes, const Placement& placement, Depth dept
 }
 
 AVPixelFormat rgbFormat(Depth depth) {
-    return depth == Depth::Bits8    ? AV_PIX_FMT_GBRP
-           : depth == Depth::Bits16 ? AV_PIX_FMT_GBRP16
-                                    : AV_PIX_FMT_GBRPF32;
+    return depth == Depth::Bits8 ? AV_PIX_FMT_GBRP : depth == Depth::Bits16 ? AV_PIX_FMT_GBRP16 : AV_PIX_FMT_GBRPF32;
 }
 
 AVPixelFormat yuvFormat(int log2ChromaWidth, int log2ChromaHeight, int bits) {
@@ -438,7 +434,8 @@ av::FramePtr withAlpha(const AVFrame& colours, AVPixelFormat pixelFormat, const 
     av::FramePtr frame = relabelled(colours, pixelFormat, {0, 1, 2});
     const int bits = format.comp[3].depth;
     const std::size_t lineBytes = static_cast<std::size_t>(world.width()) * (bits > 8 ? 2 : 1);
-    AVBufferRef* buffer = av_buffer_alloc(lineBytes * static_cast<std::size_t>(world.height()) + AV_INPUT_BUFFER_PADDING_SIZE);
+    AVBufferRef* buffer =
+        av_buffer_alloc(lineBytes * static_cast<std::size_t>(world.height()) + AV_INPUT_BUFFER_PADDING_SIZE);
     const auto free = std::find(std::begin(frame->buf), std::end(frame->buf), nullptr);
     if (buffer == nullptr || free == std::end(frame->buf)) {
         av_buffer_unref(&buffer);

@@ -22,8 +22,8 @@ host::Depth depthOf(AVPixelFormat format);
 bool hasAlpha(AVPixelFormat format);
 bool isRgb(const AVFrame& frame);
 
-/// Shares the frame's pixels where they lie in planes already. Grey becomes R'G'B', or Y'CbCr when its range is limited.
-/// Throws Failure, which names no file, for a format that is not supported.
+/// Shares the frame's pixels where they lie in planes already. Grey becomes R'G'B', or Y'CbCr when its range is
+/// limited. Throws Failure, which names no file, for a format that is not supported.
 Planes separated(const AVFrame& frame);
 
 /// `planes.colours` is R'G'B'.
