@@ -15,6 +15,7 @@
 #include "host/base/path_text.h"
 #if defined(QUORVEL_PICTURES)
 #include "cli/picture_library.h"
+#include "cli/video_library.h"
 #endif
 
 namespace quorvel::cli {
@@ -45,17 +46,35 @@ std::string moduleText(const fs::path& file) {
     }
 }
 
-std::string pictureLibraries() {
 #if defined(QUORVEL_PICTURES)
+/// What `load` delivers says of itself, or why it cannot be loaded.
+template <typename Load>
+std::string versionsOf(const Load& load) {
     try {
-        return pictures().describeLibraries();
+        return load().describeLibraries();
     } catch (const Failure& error) {
         return error.what();
     }
-#else
-    return "none; built without render and panel";
-#endif
 }
+
+std::string pictureLibraries() {
+    return versionsOf(pictures);
+}
+
+std::string videoLibraries() {
+    return versionsOf(videos);
+}
+#else
+constexpr char kNoLibraries[] = "none; built without render and panel";
+
+std::string pictureLibraries() {
+    return kNoLibraries;
+}
+
+std::string videoLibraries() {
+    return kNoLibraries;
+}
+#endif
 
 }  // namespace
 
@@ -79,6 +98,7 @@ std::string buildInfo() {
                                  FMT_VERSION / 100 % 100, FMT_VERSION % 100, NLOHMANN_JSON_VERSION_MAJOR,
                                  NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH));
     add("picture libraries", pictureLibraries());
+    add("video libraries", videoLibraries());
     return text;
 }
 

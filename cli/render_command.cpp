@@ -319,6 +319,7 @@ RenderJob RenderCommand::jobFor(const FramePlan& plan, const InputVideos& videos
     }
     job.missing = options_.missing;
     job.writeVideo = videoSettings();
+    job.writeVideo.firstFrame = plan.expected().empty() ? 0 : plan.expected().front();
     job.write = writeSettings();
     job.write.alpha = worksOnAlpha(job.host, values);
     job.write.clobber = shared_.replacesFiles();

@@ -13,7 +13,7 @@ struct Videos {
     decltype(&cli::openVideo) openVideo;
     decltype(&cli::checkVideoSettings) checkSettings;
     decltype(&cli::createVideo) createVideo;
-    decltype(&cli::videoLibraryVersions) libraryVersions;
+    decltype(&cli::videoLibraryVersions) describeLibraries;
 };
 
 /// Loads the shared object at the first call; it stays until the program ends. Throws Failure when that is impossible.

@@ -167,6 +167,7 @@ TEST_F(Videos, KeepTimesTagsSoundAndMetadata) {
     recipe.range = AVCOL_RANGE_MPEG;
     recipe.primaries = AVCOL_PRI_BT2020;
     recipe.transfer = AVCOL_TRC_SMPTE2084;
+    recipe.width = 48;  // of which Matroska can hold the shown width as a whole number
     recipe.aspectNumerator = 4;
     recipe.aspectDenominator = 3;
     recipe.sound = recipe.hdr = true;

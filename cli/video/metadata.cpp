@@ -3,8 +3,10 @@
 
 extern "C" {
 #include <libavutil/mem.h>
+#include <libavutil/timecode.h>
 }
 
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -23,6 +25,18 @@ void copyEntries(const AVDictionary* from, AVDictionary** to) {
     for (const char* own : kOwnEntries) {
         av_dict_set(to, own, nullptr, 0);
     }
+}
+
+/// The time code of a later frame.
+void advanceTimecode(AVDictionary** entries, AVRational rate, int frames) {
+    const AVDictionaryEntry* entry = av_dict_get(*entries, "timecode", nullptr, 0);
+    AVTimecode timecode;
+    if (frames == 0 || entry == nullptr || av_timecode_init_from_string(&timecode, rate, entry->value, nullptr) < 0) {
+        return;
+    }
+    std::array<char, AV_TIMECODE_STR_SIZE> text{};
+    av_timecode_make_string(&timecode, text.data(), frames);
+    av_dict_set(entries, "timecode", text.data(), 0);
 }
 
 void copyChapter(const AVChapter& from, std::int64_t start, AVFormatContext& to) {
@@ -50,17 +64,19 @@ void copySideData(AVPacketSideDataType type, const std::uint8_t* data, std::size
 
 }  // namespace
 
-void copyMetadata(const Input& source, bool part, AVFormatContext& to) {
+void copyMetadata(const Input& source, bool part, int firstFrame, AVFormatContext& to) {
     const AVFormatContext& from = source.demuxer().context();
     copyEntries(from.metadata, &to.metadata);
+    advanceTimecode(&to.metadata, source.frameRate(), firstFrame);
     const std::int64_t start = from.start_time != AV_NOPTS_VALUE ? from.start_time : 0;
     for (unsigned i = 0; i < from.nb_chapters && !part; ++i) {
         copyChapter(*from.chapters[i], start, to);
     }
 }
 
-void copyStreamMetadata(const Input& source, AVStream& to) {
+void copyStreamMetadata(const Input& source, int firstFrame, AVStream& to) {
     copyEntries(source.stream().metadata, &to.metadata);
+    advanceTimecode(&to.metadata, source.frameRate(), firstFrame);
     to.disposition = source.stream().disposition;
     constexpr struct {
         AVPacketSideDataType ofStream;

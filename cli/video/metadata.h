@@ -7,10 +7,11 @@
 
 namespace quorvel::cli {
 
-/// Title, dates and the like; chapters too, unless only a part is kept, whose times they would not fit.
-void copyMetadata(const Input& source, bool part, AVFormatContext& to);
+/// Title, dates and the like; chapters too, unless only a part is kept, whose times they would not fit. The time code
+/// becomes that of the source's frame `firstFrame`.
+void copyMetadata(const Input& source, bool part, int firstFrame, AVFormatContext& to);
 
 /// Language, time code, HDR's mastering display and light levels.
-void copyStreamMetadata(const Input& source, AVStream& to);
+void copyStreamMetadata(const Input& source, int firstFrame, AVStream& to);
 
 }  // namespace quorvel::cli

@@ -3,12 +3,9 @@
 
 extern "C" {
 #include <libavutil/mem.h>
-#include <libavutil/timecode.h>
 }
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -45,7 +42,7 @@ Output::Output(const std::filesystem::path& file, const VideoDescription& descri
     openEncoder(description);
     addVideoStream();
     if (source_ != nullptr) {
-        copyMetadata(*source_, settings_.cutTracks, *context_);
+        copyMetadata(*source_, settings_.cutTracks, settings_.firstFrame, *context_);
         tracks_ = std::make_unique<Tracks>(*source_, *context_, settings_, container_.title, name_, notes_);
     }
     // Only now, so that whatever is refused leaves no trace.
@@ -59,7 +56,9 @@ void Output::openContainer() {
         throw Failure("{}: this build of FFmpeg cannot write {}", name_, container_.title);
     }
     context_.reset(context);
-    context_->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;  // Y4M with more than 8 bits
+    if (codec_.form == Codec::Form::Raw) {
+        context_->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;  // Y4M with more than 8 bits
+    }
 }
 
 void Output::openEncoder(const VideoDescription& description) {
@@ -123,7 +122,7 @@ void Output::addVideoStream() {
         stream_->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');  // the one that Apple's players take
     }
     if (source_ != nullptr) {
-        copyStreamMetadata(*source_, *stream_);
+        copyStreamMetadata(*source_, settings_.firstFrame, *stream_);
     }
 }
 
@@ -244,7 +243,7 @@ void Output::encode(const AVFrame* frame) {
 void Output::finish() {
     encode(nullptr);
     if (tracks_) {
-        tracks_->copyUntil(settings_.cutTracks ? std::optional(Moment{end_, encoder_->time_base}) : std::nullopt);
+        tracks_->copyRest(settings_.cutTracks ? std::optional(Moment{end_, encoder_->time_base}) : std::nullopt);
     }
     const int ended = av_write_trailer(context_.get());
     const int closed = avio_closep(&context_->pb);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "cli/video/tracks.h"
 
-#include <algorithm>
 #include <new>
 
 namespace quorvel::cli {
@@ -32,8 +31,9 @@ Tracks::Tracks(const Input& source, AVFormatContext& output, const VideoWriteSet
         const AVCodecParameters& parameters = *demuxer_.stream(i).codecpar;
         const bool audio = parameters.codec_type == AVMEDIA_TYPE_AUDIO;
         const bool subtitles = parameters.codec_type == AVMEDIA_TYPE_SUBTITLE;
+        const bool chapters = demuxer_.stream(i).discard == AVDISCARD_ALL;  // a track of titles, which has been read
         demuxer_.ignore(i);
-        if (i == source.streamIndex() || (audio && settings.audio == AudioChoice::None) ||
+        if (i == source.streamIndex() || chapters || (audio && settings.audio == AudioChoice::None) ||
             (subtitles && settings.subtitles == SubtitleChoice::None)) {
             continue;
         }
@@ -66,6 +66,7 @@ void Tracks::keep(int index, AVFormatContext& output) {
     av_dict_copy(&to->metadata, from.metadata, 0);
     from.discard = AVDISCARD_DEFAULT;
     outputStream_[static_cast<std::size_t>(index)] = to->index;
+    ++kept_;
 }
 
 bool Tracks::toOutputTime(AVPacket& packet, const AVStream& from) const {
@@ -92,35 +93,54 @@ bool Tracks::toOutputTime(AVPacket& packet, const AVStream& from) const {
     return true;
 }
 
-void Tracks::copyUntil(std::optional<Moment> end) {
-    const bool any = std::any_of(outputStream_.begin(), outputStream_.end(), [](int stream) { return stream >= 0; });
-    while (any && !ended_) {
-        if (!waiting_) {
-            if (!demuxer_.read(*packet_)) {
-                ended_ = true;
-                return;
-            }
-            const int to = outputStream_[static_cast<std::size_t>(packet_->stream_index)];
-            if (to < 0 || !toOutputTime(*packet_, demuxer_.stream(packet_->stream_index))) {
-                continue;
-            }
-            waiting_ = true;
+/// Makes the next packet the one that waits; false at the end.
+bool Tracks::readPacket() {
+    while (!waiting_) {
+        if (kept_ == 0 || !demuxer_.read(*packet_)) {
+            return false;
         }
-        const AVStream& from = demuxer_.stream(packet_->stream_index);
-        if (end && packet_->pts != AV_NOPTS_VALUE &&
-            av_compare_ts(packet_->pts, from.time_base, end->time, end->base) >= 0) {
-            return;
+        const int to = outputStream_[static_cast<std::size_t>(packet_->stream_index)];
+        waiting_ = to >= 0 && toOutputTime(*packet_, demuxer_.stream(packet_->stream_index));
+    }
+    return true;
+}
+
+bool Tracks::beginsBefore(const Moment& end) const {
+    const AVRational base = demuxer_.stream(packet_->stream_index).time_base;
+    return packet_->pts == AV_NOPTS_VALUE || av_compare_ts(packet_->pts, base, end.time, end.base) < 0;
+}
+
+void Tracks::writePacket() {
+    const AVStream& from = demuxer_.stream(packet_->stream_index);
+    const AVStream& to = *output_.streams[outputStream_[static_cast<std::size_t>(packet_->stream_index)]];
+    av_packet_rescale_ts(packet_.get(), from.time_base, to.time_base);
+    packet_->stream_index = to.index;
+    packet_->pos = -1;
+    waiting_ = false;
+    av::forgetMessages();
+    const int written = av_interleaved_write_frame(&output_, packet_.get());
+    if (written < 0) {
+        throw av::failure(outputName_, "cannot be written", written);
+    }
+}
+
+void Tracks::copyUntil(Moment end) {
+    while (readPacket() && beginsBefore(end)) {
+        writePacket();
+    }
+}
+
+void Tracks::copyRest(std::optional<Moment> end) {
+    while (readPacket()) {
+        if (!end || beginsBefore(*end)) {
+            writePacket();
+            continue;
         }
-        AVStream& to = *output_.streams[outputStream_[static_cast<std::size_t>(packet_->stream_index)]];
-        av_packet_rescale_ts(packet_.get(), from.time_base, to.time_base);
-        packet_->stream_index = to.index;
-        packet_->pos = -1;
+        // Tracks are interleaved only roughly: others may have packets before the end after this one.
+        int& to = outputStream_[static_cast<std::size_t>(packet_->stream_index)];
+        to = -1;
+        --kept_;
         waiting_ = false;
-        av::forgetMessages();
-        const int written = av_interleaved_write_frame(&output_, packet_.get());
-        if (written < 0) {
-            throw av::failure(outputName_, "cannot be written", written);
-        }
     }
 }
 

@@ -28,13 +28,18 @@ public:
 
     /// The source's moment that is 0 in the output. What ends before it is left out when the tracks are cut.
     void begin(Moment zero) { zero_ = zero; }
-    /// Writes what begins before `end`, a moment of the output; nothing: everything. Throws Failure.
-    void copyUntil(std::optional<Moment> end);
+    /// Writes what begins before `end`, a moment of the output. Throws Failure.
+    void copyUntil(Moment end);
+    /// Writes all that is left, or only what begins before `end`. Throws Failure.
+    void copyRest(std::optional<Moment> end);
 
 private:
     void keep(int stream, AVFormatContext& output);
     /// False when the packet is left out.
     bool toOutputTime(AVPacket& packet, const AVStream& from) const;
+    bool readPacket();
+    bool beginsBefore(const Moment& end) const;
+    void writePacket();
 
     Demuxer demuxer_;
     AVFormatContext& output_;
@@ -44,7 +49,7 @@ private:
     Moment zero_;
     av::PacketPtr packet_ = av::newPacket();
     bool waiting_ = false;  ///< the packet has been read and not been written yet
-    bool ended_ = false;
+    int kept_ = 0;          ///< how many tracks there are to copy
 };
 
 }  // namespace quorvel::cli

@@ -44,6 +44,7 @@ struct VideoWriteSettings {
     FrameRate rate;
     /// Cut sound and subtitles to the time from the first frame written to the end of the last.
     bool cutTracks = false;
+    int firstFrame = 0;      ///< the number of the source's frame that is written first, for the time code
     bool clobber = true;     ///< replace a file that is there
     bool oneThread = false;  ///< encode on the calling thread alone
 };

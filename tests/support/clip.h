@@ -35,7 +35,7 @@ struct ClipRecipe {
     std::string title;
 };
 
-/// Writes a clip whose container follows the name's ending. A failure fails the test.
+/// Writes a clip whose container follows the name's ending. Throws std::runtime_error.
 void makeClip(const std::string& file, const ClipRecipe& recipe);
 
 struct ClipPacket {
