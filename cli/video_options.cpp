@@ -27,10 +27,11 @@ void VideoOptions::addTo(CLI::App& command) {
                     "--rate", [this](const std::string& text) { rate_ = parseFrameRate("--rate", text); },
                     "Frames a second of a video made from pictures, such as 25 or 30000/1001 (default 25)")
                 ->type_name("RATE"));
-    grouped(expectChoice(command.add_option("--audio", audio_, "The input video's sound: copy or none (default copy)"),
-                         std::vector<std::pair<std::string, AudioChoice>>{{"copy", AudioChoice::Copy},
-                                                                          {"none", AudioChoice::None}})
-                ->type_name("CHOICE"));
+    grouped(
+        expectChoice(command.add_option("--audio", audio_, "The input video's sound: copy, aac or none (default copy)"),
+                     std::vector<std::pair<std::string, AudioChoice>>{
+                         {"copy", AudioChoice::Copy}, {"aac", AudioChoice::Aac}, {"none", AudioChoice::None}})
+            ->type_name("CHOICE"));
     grouped(expectChoice(command.add_option("--subtitles", subtitles_, "Its subtitles: copy or none (default copy)"),
                          std::vector<std::pair<std::string, SubtitleChoice>>{{"copy", SubtitleChoice::Copy},
                                                                              {"none", SubtitleChoice::None}})

@@ -209,8 +209,7 @@ TEST_F(Describe, TheInstalledProgramFindsItsParts) {
     ASSERT_EQ(installed.status, 0) << installed.err;
     for (const std::string file :
          {"bin/quorvel", "lib/quorvel/Quorvel.so", "lib/quorvel/Quorvel.rsrc", "lib/quorvel/quorvel_pictures.so",
-          "lib/quorvel/quorvel_video.so",
-          "share/man/man1/quorvel.1", "share/bash-completion/completions/quorvel",
+          "lib/quorvel/quorvel_video.so", "share/man/man1/quorvel.1", "share/bash-completion/completions/quorvel",
           "share/zsh/vendor-completions/_quorvel", "share/doc/quorvel/copyright"}) {
         EXPECT_GT(contents(prefix / file).size(), 0u) << file;
     }

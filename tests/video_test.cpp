@@ -73,7 +73,8 @@ protected:
     }
     std::vector<std::string> digests(const std::string& report) const {
         std::vector<std::string> list;
-        for (const auto& frame : nlohmann::json::parse(contents(path(report))).at("frames")) {
+        const nlohmann::json parsed = nlohmann::json::parse(contents(path(report)));
+        for (const auto& frame : parsed.at("frames")) {
             list.push_back(frame.at("digest"));
         }
         return list;
@@ -187,18 +188,24 @@ TEST_F(Videos, KeepTimesTagsSoundAndMetadata) {
         EXPECT_EQ(video.aspectNumerator * 3, video.aspectDenominator * 4) << name;
         EXPECT_EQ(video.brightest, 1000) << name;
         EXPECT_EQ(after.metadata.at("title"), recipe.title) << name;
-        ASSERT_EQ(after.streams[1].packets.size(), before.streams[1].packets.size()) << name;
-        for (std::size_t i = 0; i < before.streams[1].packets.size(); ++i) {
-            EXPECT_EQ(after.streams[1].packets[i].bytes, before.streams[1].packets[i].bytes) << name << i;
-        }
+        // QuickTime's reader cuts PCM into packets of its own.
+        EXPECT_TRUE(after.streams[1].bytes() == before.streams[1].bytes()) << name;
+        EXPECT_EQ(after.streams[1].packets.front().time, 0) << name;
     }
     EXPECT_EQ(readClip(path("h265.mkv")).streams[0].pixelFormat, "yuv420p10le");
     expectDone(render(path("in.mkv"), path("silent.mkv"), {"--audio", "none", "-q"}));
     EXPECT_EQ(readClip(path("silent.mkv")).streams.size(), 1U);
     const std::vector<std::string> files = filesLeft();
     expectFailure(render(path("in.mkv"), path("no.mp4"), {"-q"}), kExitFailure,
-                  "no.mp4: MP4 cannot hold audio track 1 (pcm_s16le) of " + path("in.mkv") + "; --audio none");
+                  "no.mp4: MP4 cannot hold audio track 1 (pcm_s16le) of " + path("in.mkv") +
+                      "; --audio aac encodes it, --audio none leaves it out");
     EXPECT_EQ(filesLeft(), files);
+    expectDone(render(path("in.mkv"), path("aac.mp4"), {"--audio", "aac", "-q"}));
+    const ClipStream encoded = readClip(path("aac.mp4")).streams.at(1);
+    EXPECT_EQ(encoded.codec, "aac");
+    // 1024 samples a packet, of which the first is the encoder's run-up.
+    EXPECT_EQ(encoded.packets.front().time, -21333);
+    EXPECT_EQ(encoded.packets.size(), 20U) << "400 ms";
 }
 
 TEST_F(Videos, CutSoundToTheFramesAskedFor) {
@@ -213,8 +220,8 @@ TEST_F(Videos, CutSoundToTheFramesAskedFor) {
     // Frames 2 and 4 are shown from 80 to 200 ms.
     ASSERT_EQ(after.streams.at(1).packets.size(), 6U);
     EXPECT_EQ(after.streams[1].packets.front().time, 0);
-    EXPECT_EQ(after.streams[1].packets.front().bytes, before.streams[1].packets[4].bytes);
-    EXPECT_EQ(after.streams[1].packets.back().bytes, before.streams[1].packets[9].bytes);
+    EXPECT_TRUE(after.streams[1].packets.front().bytes == before.streams[1].packets[4].bytes);
+    EXPECT_TRUE(after.streams[1].packets.back().bytes == before.streams[1].packets[9].bytes);
     expectFailure(render(path("in.mkv"), path("no.mkv"), {"--frames", "20-30", "-q"}), kExitFailure,
                   "--frames 20-30: " + path("in.mkv") + " has the frames 0-7");
     EXPECT_FALSE(fs::exists(path("no.mkv")));
@@ -341,7 +348,7 @@ TEST_F(Videos, LeaveNothingWhenTheInputOrTheDiskEnds) {
         const std::string cut = "cut" + name.substr(5);
         std::ofstream(path(cut), std::ios::binary) << bytes.substr(0, bytes.size() * 3 / 5);
         const Outcome outcome = render(path(cut), path("out.mkv"), {"-q"});
-        expectFailure(outcome, kExitFailure, cut + ": damaged or cut off");
+        expectFailure(outcome, kExitFailure, cut + ": damaged or cut short");
         EXPECT_FALSE(fs::exists(path("out.mkv")));
     }
     // The frames before the damage are whole.

@@ -3,12 +3,14 @@
 
 extern "C" {
 #include <libavutil/mastering_display_metadata.h>
+#include <libavutil/mem.h>
 }
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <iterator>
+#include <new>
 
 #include "cli/text.h"
 
@@ -27,6 +29,9 @@ constexpr std::array kCodecs{
     Codec{"qtrle", "qtrle", AV_CODEC_ID_QTRLE, Form::Rgb, true, 8},
     Codec{"vp9", "libvpx-vp9", AV_CODEC_ID_VP9, Form::Subsampled, false, 12, 63, 1, 31},
 };
+/// Of a stream without one.
+constexpr int kAnyRate = 1000;
+
 constexpr Codec kRaw{"y4m", "wrapped_avframe", AV_CODEC_ID_WRAPPED_AVFRAME, Form::Raw, false, 12};
 
 const std::array<Container, 6>& containers() {
@@ -99,6 +104,14 @@ AVPixelFormat subsampledFormat(const Codec& codec, Depth depth, const Input* sou
     return yuvFormat(1, 1, bits);
 }
 
+bool holdsFrames(const Container& container, const Codec& codec) {
+    const AVOutputFormat* muxer = av_guess_format(container.muxer, nullptr, nullptr);
+    if (muxer == nullptr) {
+        throw Failure("this build of FFmpeg cannot write {}", container.title);
+    }
+    return muxer->video_codec == codec.id || avformat_query_codec(muxer, codec.id, FF_COMPLIANCE_NORMAL) == 1;
+}
+
 /// "--codec prores4444, ffv1, png or qtrle".
 std::string codecsWithAlpha() {
     std::vector<std::string> names;
@@ -139,14 +152,34 @@ const Codec& codecOf(const Container& container, const VideoWriteSettings& setti
     if (found == kCodecs.end()) {
         throw badValue("--codec", wanted, listText(videoCodecs()));
     }
-    const AVOutputFormat* muxer = av_guess_format(container.muxer, nullptr, nullptr);
-    if (muxer == nullptr) {
-        throw Failure("this build of FFmpeg cannot write {}", container.title);
-    }
-    if (avformat_query_codec(muxer, found->id, FF_COMPLIANCE_NORMAL) != 1) {
+    if (!holdsFrames(container, *found)) {
         throw UsageError("--codec {}: {} cannot hold it", wanted, container.title);
     }
     return *found;
+}
+
+bool holds(const Container& container, const AVCodecParameters& parameters) {
+    AVFormatContext* context = nullptr;
+    if (avformat_alloc_output_context2(&context, nullptr, container.muxer, nullptr) < 0) {
+        throw Failure("this build of FFmpeg cannot write {}", container.title);
+    }
+    const av::OutputPtr owner(context);
+    AVStream* stream = avformat_new_stream(context, nullptr);
+    if (stream == nullptr || avcodec_parameters_copy(stream->codecpar, &parameters) < 0) {
+        throw std::bad_alloc();
+    }
+    stream->codecpar->codec_tag = 0;
+    stream->time_base = {1, parameters.sample_rate > 0 ? parameters.sample_rate : kAnyRate};
+    // Only writing the beginning of a file brings out all that a container refuses.
+    if (avio_open_dyn_buf(&context->pb) < 0) {
+        throw std::bad_alloc();
+    }
+    const bool begun = avformat_write_header(context, nullptr) >= 0;
+    std::uint8_t* bytes = nullptr;
+    (void)avio_close_dyn_buf(context->pb, &bytes);
+    av_free(bytes);
+    context->pb = nullptr;
+    return begun;
 }
 
 AVPixelFormat pixelFormatFor(const Codec& codec, const VideoDescription& description, const Input* source,

@@ -45,6 +45,9 @@ const Container& containerOf(const std::filesystem::path& file, const VideoWrite
 /// The one that is asked for, or the container's default. Throws UsageError when the container cannot hold it.
 const Codec& codecOf(const Container& container, const VideoWriteSettings& settings, bool alpha, host::Depth depth);
 
+/// Whether the container can hold such a stream. Sets FFmpeg's last message otherwise.
+bool holds(const Container& container, const AVCodecParameters& parameters);
+
 /// What the frames become. Throws Failure when the codec holds no such frames; `name` is the output's.
 AVPixelFormat pixelFormatFor(const Codec& codec, const VideoDescription& description, const Input* source,
                              const std::string& name, std::vector<std::string>& notes);

@@ -31,7 +31,7 @@ void Colour::applyTo(AVCodecContext& encoder) const {
 
 Colour completed(Colour colour, const AVPixFmtDescriptor& format, int height, const std::string& file,
                  std::vector<std::string>& notes) {
-    if ((format.flags & AV_PIX_FMT_FLAG_RGB) != 0) {
+    if ((format.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0) {
         return colour;
     }
     const bool grey = format.nb_components < 3;

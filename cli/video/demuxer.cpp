@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/video/completeness.h"
+
 namespace quorvel::cli {
 namespace {
 
@@ -46,9 +48,8 @@ bool isMediaFile(const std::filesystem::path& file) {
     return recognised(file) != nullptr;
 }
 
-Demuxer::Demuxer(const std::filesystem::path& file) : name_(file.string()) {
-    const AVInputFormat* format = recognised(file);
-    if (format == nullptr) {
+Demuxer::Demuxer(const std::filesystem::path& file) : file_(file), name_(file.string()), format_(recognised(file)) {
+    if (format_ == nullptr) {
         throw Failure("{}: is no video that this build of FFmpeg reads", name_);
     }
     av::Options options;
@@ -56,14 +57,14 @@ Demuxer::Demuxer(const std::filesystem::path& file) : name_(file.string()) {
     options.set("protocol_whitelist", "file");
     av::forgetMessages();
     AVFormatContext* context = nullptr;
-    const int opened = avformat_open_input(&context, urlOf(file).c_str(), format, options.get());
+    const int opened = avformat_open_input(&context, urlOf(file).c_str(), format_, options.get());
     if (opened < 0) {
-        throw av::failure(name_, "damaged or cut off", opened);
+        throw damage(opened);
     }
     context_.reset(context);
     const int found = avformat_find_stream_info(context, nullptr);
     if (found < 0) {
-        throw av::failure(name_, "damaged or cut off", found);
+        throw damage(found);
     }
     av::forgetMessages();
 }
@@ -83,10 +84,18 @@ bool Demuxer::read(AVPacket& packet) {
         return true;
     }
     const int error = result != AVERROR_EOF ? result : context_->pb != nullptr ? context_->pb->error : 0;
-    if (error < 0) {
-        throw av::failure(name_, "damaged or cut off", error);
+    // For most containers the end of the file is just an end.
+    if (error < 0 || missingBytes(file_, format_->name) > 0) {
+        throw damage(error);
     }
     return false;
+}
+
+Failure Demuxer::damage(int error) const {
+    if (const std::uint64_t missing = missingBytes(file_, format_->name)) {
+        return Failure("{}: damaged or cut short: {} bytes are missing", name_, missing);
+    }
+    return error < 0 ? av::failure(name_, "damaged or cut short", error) : Failure("{}: damaged or cut short", name_);
 }
 
 }  // namespace quorvel::cli

@@ -23,11 +23,15 @@ public:
     /// The streams of which `read` delivers nothing.
     void ignore(int stream) const { context_->streams[stream]->discard = AVDISCARD_ALL; }
 
-    /// The next packet; false at the end. Throws Failure, which ends with the reason, when the file is cut off.
+    /// The next packet; false at the end. Throws Failure when the file is damaged or cut off.
     bool read(AVPacket& packet);
+    /// What is to be said when the file cannot be read on: how much of it is missing, or else what the error means.
+    Failure damage(int error) const;
 
 private:
+    std::filesystem::path file_;
     std::string name_;
+    const AVInputFormat* format_;
     av::InputPtr context_;
 };
 

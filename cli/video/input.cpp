@@ -48,7 +48,11 @@ Input::Input(const std::filesystem::path& file, const VideoReadSettings& setting
         rate_ = kAssumedRate;
     }
     openDecoder(settings.oneThread);
-    decodedFirst_ = decode();
+    try {
+        decodedFirst_ = decode();
+    } catch (const Failure& failure) {
+        throw Failure("frame 0: {}", failure.what());
+    }
     if (!decodedFirst_) {
         throw Failure("{}: has no frame that can be decoded", demuxer_.name());
     }
@@ -117,6 +121,12 @@ void Input::placeFrames(const VideoReadSettings& settings) {
                        orientation, settings.downsample);
 }
 
+std::int64_t Input::startTime() const {
+    const AVFormatContext& context = demuxer_.context();
+    const bool arbitrary = (context.iformat->flags & AVFMT_TS_DISCONT) != 0;
+    return arbitrary && context.start_time != AV_NOPTS_VALUE ? context.start_time : 0;
+}
+
 AVRational Input::sampleAspect() const {
     AVRational aspect = first_->sample_aspect_ratio;
     if (aspect.num <= 0) {
@@ -156,7 +166,7 @@ CodedFramePtr Input::next() {
 
 void Input::refuseDamage(const AVFrame& frame) const {
     if (frame.decode_error_flags != 0) {
-        throw Failure("{}: damaged or cut off", demuxer_.name());
+        throw demuxer_.damage(0);
     }
 }
 
@@ -167,13 +177,13 @@ void Input::feedDecoder() {
         more = demuxer_.read(*packet_);
     } while (more && packet_->stream_index != index_);
     if (more && (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) {
-        throw Failure("{}: damaged or cut off", demuxer_.name());
+        throw demuxer_.damage(0);
     }
     const int sent = avcodec_send_packet(decoder_.get(), more ? packet_.get() : nullptr);
     // A recording may begin between two frames that can be decoded alone.
     const bool atBeginning = number_ == 0 && sent == AVERROR_INVALIDDATA;
     if (sent < 0 && !atBeginning) {
-        throw av::failure(demuxer_.name(), "damaged or cut off", sent);
+        throw demuxer_.damage(sent);
     }
 }
 
@@ -190,7 +200,7 @@ std::shared_ptr<CodedFrame> Input::decode() {
             continue;
         }
         if (received < 0) {
-            throw av::failure(demuxer_.name(), "damaged or cut off", received);
+            throw demuxer_.damage(received);
         }
         break;
     }

@@ -41,6 +41,8 @@ public:
     /// As tagged, with assumptions where tags are missing.
     const Colour& colour() const { return colour_; }
     AVRational frameRate() const { return rate_; }
+    /// The moment that is 0 in a copy, in units of 1 / AV_TIME_BASE: transport streams count from anywhere.
+    std::int64_t startTime() const;
     /// Of the frames as shown.
     AVRational sampleAspect() const;
     /// What stream or first frame say besides, such as the mastering display; null when neither does.

@@ -68,9 +68,8 @@ void copyMetadata(const Input& source, bool part, int firstFrame, AVFormatContex
     const AVFormatContext& from = source.demuxer().context();
     copyEntries(from.metadata, &to.metadata);
     advanceTimecode(&to.metadata, source.frameRate(), firstFrame);
-    const std::int64_t start = from.start_time != AV_NOPTS_VALUE ? from.start_time : 0;
     for (unsigned i = 0; i < from.nb_chapters && !part; ++i) {
-        copyChapter(*from.chapters[i], start, to);
+        copyChapter(*from.chapters[i], source.startTime(), to);
     }
 }
 

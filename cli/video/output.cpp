@@ -43,7 +43,7 @@ Output::Output(const std::filesystem::path& file, const VideoDescription& descri
     addVideoStream();
     if (source_ != nullptr) {
         copyMetadata(*source_, settings_.cutTracks, settings_.firstFrame, *context_);
-        tracks_ = std::make_unique<Tracks>(*source_, *context_, settings_, container_.title, name_, notes_);
+        tracks_ = std::make_unique<Tracks>(*source_, *context_, settings_, container_, name_, notes_);
     }
     // Only now, so that whatever is refused leaves no trace.
     openFile(file);
@@ -58,6 +58,11 @@ void Output::openContainer() {
     context_.reset(context);
     if (codec_.form == Codec::Form::Raw) {
         context_->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;  // Y4M with more than 8 bits
+    }
+    const std::string_view muxer = container_.muxer;
+    if (muxer == "matroska" || muxer == "webm") {
+        // Sound that begins before the first frame, as most coded sound does, must not move the frames.
+        context_->avoid_negative_ts = 0;
     }
 }
 
@@ -77,7 +82,9 @@ void Output::openEncoder(const VideoDescription& description) {
     encoder.height = description.height;
     encoder.pix_fmt = format_;
     encoder.framerate = rate_;
-    encoder.time_base = source_ != nullptr ? source_->stream().time_base : av_inv_q(rate_);
+    keepsTimes_ =
+        source_ != nullptr && (context_->oformat->flags & AVFMT_NOTIMESTAMPS) == 0 && codec_.form != Codec::Form::Raw;
+    encoder.time_base = keepsTimes_ ? source_->stream().time_base : av_inv_q(rate_);
     if (source_ != nullptr) {
         encoder.sample_aspect_ratio = source_->sampleAspect();
         keepFieldOrder(encoder);
@@ -175,8 +182,10 @@ void Output::write(const CodedFrame& coded, const CodedFrame* source) {
         if (written_ == 0) {
             beginAt(*source);
         }
-        time = source->time - zero_;
-        duration = source->duration;
+        if (keepsTimes_) {
+            time = source->time - zero_;
+            duration = source->duration;
+        }
         frame->interlaced_frame = source->frame->interlaced_frame;
         frame->top_field_first = source->frame->top_field_first;
     }
@@ -200,8 +209,7 @@ void Output::beginAt(const CodedFrame& first) {
     const AVRational base = source_->stream().time_base;
     Moment zero{first.time, base};
     if (!settings_.cutTracks) {
-        const std::int64_t start = source_->demuxer().context().start_time;
-        zero = {start != AV_NOPTS_VALUE ? start : 0, {1, AV_TIME_BASE}};
+        zero = {source_->startTime(), {1, AV_TIME_BASE}};
     }
     zero_ = av_rescale_q(zero.time, zero.base, base);
     if (tracks_) {

@@ -48,6 +48,7 @@ private:
     Colour colour_;
     std::unique_ptr<Conversion> conversion_;  ///< null for R'G'B'
     AVRational rate_{25, 1};
+    bool keepsTimes_ = false;  ///< the frames have the source's times; otherwise they follow the rate
 
     // In this order, so that what is open is closed before the file is removed.
     std::optional<StagedFile> staged_;

@@ -23,8 +23,8 @@ const char* kindOf(AVMediaType type) {
 
 }  // namespace
 
-Tracks::Tracks(const Input& source, AVFormatContext& output, const VideoWriteSettings& settings, const char* container,
-               const std::string& outputName, std::vector<std::string>& notes)
+Tracks::Tracks(const Input& source, AVFormatContext& output, const VideoWriteSettings& settings,
+               const Container& container, const std::string& outputName, std::vector<std::string>& notes)
     : demuxer_(source.file()), output_(output), outputName_(outputName), cut_(settings.cutTracks) {
     for (int i = 0; i < demuxer_.streamCount(); ++i) {
         outputStream_.push_back(-1);
@@ -37,31 +37,53 @@ Tracks::Tracks(const Input& source, AVFormatContext& output, const VideoWriteSet
             (subtitles && settings.subtitles == SubtitleChoice::None)) {
             continue;
         }
-        const std::string track =
-            fmt::format("{} track {} ({})", kindOf(parameters.codec_type), i, avcodec_get_name(parameters.codec_id));
         if (!audio && !subtitles) {
             // The time code's track is made anew from what it says.
             if (parameters.codec_tag != MKTAG('t', 'm', 'c', 'd')) {
-                notes.push_back(fmt::format("{}: {} is left out", demuxer_.name(), track));
+                notes.push_back(fmt::format("{}: {} is left out", demuxer_.name(), nameOf(i)));
             }
             continue;
         }
-        if (avformat_query_codec(output.oformat, parameters.codec_id, FF_COMPLIANCE_NORMAL) != 1) {
-            throw Failure("{}: {} cannot hold {} of {}; --{} none leaves it out", outputName_, container, track,
-                          demuxer_.name(), audio ? "audio" : "subtitles");
+        keep(i, audio && settings.audio == AudioChoice::Aac && parameters.codec_id != AV_CODEC_ID_AAC);
+        if (!holds(container, *output_.streams[outputStream_.back()]->codecpar)) {
+            const bool encodable = audio && settings.audio == AudioChoice::Copy &&
+                                   avformat_query_codec(output.oformat, AV_CODEC_ID_AAC, FF_COMPLIANCE_NORMAL) == 1;
+            const char* const waysOut = !audio      ? "--subtitles none leaves it out"
+                                        : encodable ? "--audio aac encodes it, --audio none leaves it out"
+                                                    : "--audio none leaves it out";
+            throw Failure("{}: {} cannot hold {} of {}; {}", outputName_, container.title, nameOf(i), demuxer_.name(),
+                          waysOut);
         }
-        keep(i, output);
     }
 }
 
-void Tracks::keep(int index, AVFormatContext& output) {
+std::string Tracks::nameOf(int stream) const {
+    const AVCodecParameters& parameters = *demuxer_.stream(stream).codecpar;
+    return fmt::format("{} track {} ({})", kindOf(parameters.codec_type), stream,
+                       avcodec_get_name(parameters.codec_id));
+}
+
+void Tracks::keep(int index, bool encoded) {
     AVStream& from = demuxer_.stream(index);
-    AVStream* to = avformat_new_stream(&output, nullptr);
-    if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0) {
+    AVStream* to = avformat_new_stream(&output_, nullptr);
+    if (to == nullptr) {
         throw std::bad_alloc();
     }
-    to->codecpar->codec_tag = 0;  // which the container chooses
-    to->time_base = from.time_base;
+    int copied = 0;
+    if (encoded) {
+        const bool globalHeader = (output_.oformat->flags & AVFMT_GLOBALHEADER) != 0;
+        const std::string name = fmt::format("{}: {}", demuxer_.name(), nameOf(index));
+        const AVCodecContext& encoder = encoders_.try_emplace(index, from, name, globalHeader).first->second.encoder();
+        copied = avcodec_parameters_from_context(to->codecpar, &encoder);
+        to->time_base = encoder.time_base;
+    } else {
+        copied = avcodec_parameters_copy(to->codecpar, from.codecpar);
+        to->codecpar->codec_tag = 0;  // which the container chooses
+        to->time_base = from.time_base;
+    }
+    if (copied < 0) {
+        throw std::bad_alloc();
+    }
     to->disposition = from.disposition;
     av_dict_copy(&to->metadata, from.metadata, 0);
     from.discard = AVDISCARD_DEFAULT;
@@ -81,7 +103,8 @@ bool Tracks::toOutputTime(AVPacket& packet, const AVStream& from) const {
         packet.dts -= zero;
     }
     packet.pts -= zero;
-    if (!cut_ || packet.pts >= 0) {
+    // Sound that is encoded anew is cut to the sample, and its decoder may need what comes before.
+    if (!cut_ || packet.pts >= 0 || encoders_.contains(from.index)) {
         return true;
     }
     // A subtitle that is still shown begins with the first frame; sound begins with its first whole packet.
@@ -96,7 +119,8 @@ bool Tracks::toOutputTime(AVPacket& packet, const AVStream& from) const {
 /// Makes the next packet the one that waits; false at the end.
 bool Tracks::readPacket() {
     while (!waiting_) {
-        if (kept_ == 0 || !demuxer_.read(*packet_)) {
+        ended_ = ended_ || kept_ == 0 || !demuxer_.read(*packet_);
+        if (ended_) {
             return false;
         }
         const int to = outputStream_[static_cast<std::size_t>(packet_->stream_index)];
@@ -110,18 +134,27 @@ bool Tracks::beginsBefore(const Moment& end) const {
     return packet_->pts == AV_NOPTS_VALUE || av_compare_ts(packet_->pts, base, end.time, end.base) < 0;
 }
 
-void Tracks::writePacket() {
-    const AVStream& from = demuxer_.stream(packet_->stream_index);
-    const AVStream& to = *output_.streams[outputStream_[static_cast<std::size_t>(packet_->stream_index)]];
-    av_packet_rescale_ts(packet_.get(), from.time_base, to.time_base);
-    packet_->stream_index = to.index;
-    packet_->pos = -1;
-    waiting_ = false;
+void Tracks::write(AVPacket& packet, AVRational base, const AVStream& to) {
+    av_packet_rescale_ts(&packet, base, to.time_base);
+    packet.stream_index = to.index;
+    packet.pos = -1;
     av::forgetMessages();
-    const int written = av_interleaved_write_frame(&output_, packet_.get());
+    const int written = av_interleaved_write_frame(&output_, &packet);
     if (written < 0) {
         throw av::failure(outputName_, "cannot be written", written);
     }
+}
+
+void Tracks::writePacket() {
+    const int index = packet_->stream_index;
+    const AVStream& to = *output_.streams[outputStream_[static_cast<std::size_t>(index)]];
+    waiting_ = false;
+    const auto encoder = encoders_.find(index);
+    if (encoder == encoders_.end()) {
+        write(*packet_, demuxer_.stream(index).time_base, to);
+        return;
+    }
+    encoder->second.put(*packet_, [&](AVPacket& packet) { write(packet, encoder->second.encoder().time_base, to); });
 }
 
 void Tracks::copyUntil(Moment end) {
@@ -137,11 +170,26 @@ void Tracks::copyRest(std::optional<Moment> end) {
             continue;
         }
         // Tracks are interleaved only roughly: others may have packets before the end after this one.
-        int& to = outputStream_[static_cast<std::size_t>(packet_->stream_index)];
-        to = -1;
-        --kept_;
         waiting_ = false;
+        endTrack(packet_->stream_index);
     }
+    for (int i = 0; i < demuxer_.streamCount(); ++i) {
+        endTrack(i);
+    }
+}
+
+void Tracks::endTrack(int index) {
+    int& to = outputStream_[static_cast<std::size_t>(index)];
+    if (to < 0) {
+        return;
+    }
+    const auto found = encoders_.find(index);
+    if (found != encoders_.end()) {
+        SoundEncoder& encoder = found->second;
+        encoder.finish([&](AVPacket& packet) { write(packet, encoder.encoder().time_base, *output_.streams[to]); });
+    }
+    to = -1;
+    --kept_;
 }
 
 }  // namespace quorvel::cli

@@ -222,6 +222,14 @@ std::vector<std::int64_t> ClipStream::times() const {
     return list;
 }
 
+std::string ClipStream::bytes() const {
+    std::string all;
+    for (const ClipPacket& packet : packets) {
+        all += packet.bytes;
+    }
+    return all;
+}
+
 void makeClip(const std::string& file, const ClipRecipe& recipe) {
     ClipWriter(file, recipe).write();
 }

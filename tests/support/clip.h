@@ -57,6 +57,7 @@ struct ClipStream {
     double brightest = 0;             ///< of the mastering display, in cd/m2
     std::vector<ClipPacket> packets;  ///< in the order of their times
     std::vector<std::int64_t> times() const;
+    std::string bytes() const;  ///< of all packets
 };
 
 struct ClipContent {
