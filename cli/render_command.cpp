@@ -121,7 +121,11 @@ public:
 private:
     void checkOptions() const;
     void addFrameOptions(CLI::App& command);
-    bool writesVideo() const { return options_.video.makeVideoOf(shared_.output()); }
+    bool writesVideo() const { return options_.video.makeVideoOf(shared_.output(), mayHaveFrames()); }
+    /// Whether the input is anything but one picture.
+    bool mayHaveFrames() const {
+        return options_.frames || (options_.input != "-" && !pictures().isPictureFile(options_.input));
+    }
     void checkOutputKind() const;
     bool onOneThread() const { return options_.jobs.value_or(availableProcessors()) == 1; }
     std::unique_ptr<VideoInput> openIfVideo(const std::string& file, VideoReadSettings settings) const;

@@ -43,9 +43,9 @@ void VideoOptions::addTo(CLI::App& command) {
             ->type_name("NAME"));
 }
 
-bool VideoOptions::makeVideoOf(const std::string& output) const {
+bool VideoOptions::makeVideoOf(const std::string& output, bool several) const {
     if (output == "-") {
-        return !settings_.container.empty() && settings_.container != "png";
+        return settings_.container == "png" ? several : !settings_.container.empty();
     }
     if (!settings_.container.empty()) {
         throw UsageError("--format: requires --output -; elsewhere the ending of the name decides");

@@ -19,9 +19,9 @@ public:
     /// Adds --codec, --rate, --audio, --subtitles and --format.
     void addTo(CLI::App& command);
 
-    /// Whether a video is written under that name; "-" is the standard output. Throws UsageError when --format does not
-    /// fit it.
-    bool makeVideoOf(const std::string& output) const;
+    /// Whether a video is written under that name; "-" is the standard output, where PNGs make a video when there may
+    /// be `several`. Throws UsageError when --format does not fit the name.
+    bool makeVideoOf(const std::string& output, bool several) const;
     /// Throws UsageError when one of the options is given, for an output that is no video.
     void refuseAll() const;
     /// What the options say; the rest is for the command to fill in.

@@ -395,11 +395,20 @@ TEST_F(Videos, GoToTheStandardOutput) {
     const Outcome y4m = run({"render", path("in.mkv"), "-o", "-", "--format", "y4m", "-q"});
     EXPECT_EQ(y4m.status, 0) << y4m.err;
     EXPECT_TRUE(y4m.out.starts_with("YUV4MPEG2 W32 H24 F25:1 ")) << y4m.out.substr(0, 80);
+    const Outcome png = run({"render", path("in.mkv"), "-o", "-", "--format", "png", "--frames", "2-4", "-q"});
+    const std::string signature = "\x89PNG\r\n\x1a\n";
+    std::vector<std::size_t> starts;
+    for (std::size_t at = 0; (at = png.out.find(signature, at)) != std::string::npos; ++at) {
+        starts.push_back(at);
+    }
+    ASSERT_EQ(starts.size(), 3U) << png.err;
+    std::ofstream(path("second.png"), std::ios::binary) << png.out.substr(starts[1], starts[2] - starts[1]);
     const Outcome nut = run({"render", path("in.mkv"), "-o", "-", "--format", "nut", "-q"});
     std::ofstream(path("piped.nut"), std::ios::binary) << nut.out;
     expectDone(render(path("piped.nut"), path("piped.@.png"), kUnchanged));
     expectDone(render(path("in.mkv"), path("direct.@.png"), {"-q"}));
     EXPECT_EQ(pixels("piped.4.png"), pixels("direct.4.png"));
+    EXPECT_EQ(pixels("second.png"), pixels("direct.3.png"));
     drawSequence(1, TypeDesc::UINT8, 4);
     expectFailure(run({"render", path("in.0001.png"), "-o", "-", "--format", "y4m"}), kExitFailure,
                   "standard output: y4m holds no alpha");

@@ -34,14 +34,15 @@ constexpr int kAnyRate = 1000;
 
 constexpr Codec kRaw{"y4m", "wrapped_avframe", AV_CODEC_ID_WRAPPED_AVFRAME, Form::Raw, false, 12};
 
-const std::array<Container, 6>& containers() {
-    static const std::array<Container, 6> all{{
+const std::array<Container, 7>& containers() {
+    static const std::array<Container, 7> all{{
         {"mp4", "MP4", {".mp4", ".m4v"}, "h264", "h264"},
         {"mov", "QuickTime", {".mov"}, "h264", "prores4444"},
         {"matroska", "Matroska", {".mkv"}, "ffv1", "ffv1"},
         {"webm", "WebM", {".webm"}, "vp9", "vp9"},
         {"nut", "NUT", {".nut"}, "ffv1", "ffv1", true},
         {"yuv4mpegpipe", "Y4M", {".y4m"}, nullptr, nullptr, true},
+        {"image2pipe", "a row of PNGs", {".png"}, "png", "png", true, true},
     }};
     return all;
 }
@@ -152,7 +153,7 @@ const Codec& codecOf(const Container& container, const VideoWriteSettings& setti
     if (found == kCodecs.end()) {
         throw badValue("--codec", wanted, listText(videoCodecs()));
     }
-    if (!holdsFrames(container, *found)) {
+    if (wanted != container.codec && !holdsFrames(container, *found)) {
         throw UsageError("--codec {}: {} cannot hold it", wanted, container.title);
     }
     return *found;

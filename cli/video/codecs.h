@@ -37,6 +37,7 @@ struct Container {
     const char* codec;      ///< the default
     const char* richCodec;  ///< the default for alpha, and for more than 8 bits
     bool streamed = false;  ///< can go to the standard output
+    bool pictures = false;  ///< pictures one after another, with no place for sound or subtitles
 };
 
 /// By the file's ending or, for the standard output, by the settings. Throws UsageError.

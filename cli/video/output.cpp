@@ -41,7 +41,7 @@ Output::Output(const std::filesystem::path& file, const VideoDescription& descri
     openContainer();
     openEncoder(description);
     addVideoStream();
-    if (source_ != nullptr) {
+    if (source_ != nullptr && !container_.pictures) {
         copyMetadata(*source_, settings_.cutTracks, settings_.firstFrame, *context_);
         tracks_ = std::make_unique<Tracks>(*source_, *context_, settings_, container_, name_, notes_);
     }

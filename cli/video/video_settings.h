@@ -37,7 +37,7 @@ struct VideoReadSettings {
 struct VideoWriteSettings {
     std::string codec;           ///< one of `videoCodecs()`; empty: the container's default
     std::optional<int> quality;  ///< 1 to 100, for codecs that lose detail
-    std::string container;       ///< "nut" or "y4m", for the standard output; otherwise the name's ending decides
+    std::string container;  ///< "png", "nut" or "y4m", for the standard output; otherwise the name's ending decides
     AudioChoice audio = AudioChoice::Copy;
     SubtitleChoice subtitles = SubtitleChoice::Copy;
     /// Of frames that come from no video.
