@@ -156,7 +156,7 @@ void Run::endVideo() {
                       supply_.framesRead() - 1);
     }
     if (video_) {
-        video_->output().finish();
+        (void)video_->output().finish([this] { return stopped(); });
     }
 }
 

@@ -201,7 +201,7 @@ void Output::write(const CodedFrame& coded, const CodedFrame* source) {
     frame->pkt_duration = duration;
     frame->pict_type = AV_PICTURE_TYPE_NONE;
     frame->sample_aspect_ratio = encoder_->sample_aspect_ratio;
-    encode(frame.get());
+    encode(*frame);
 }
 
 /// The source's moment that is 0 in the output: where it begins, or the first frame when only some are kept.
@@ -217,39 +217,52 @@ void Output::beginAt(const CodedFrame& first) {
     }
 }
 
-void Output::encode(const AVFrame* frame) {
+void Output::encode(const AVFrame& frame) {
+    send(&frame);
+    while (writePacket()) {
+    }
+}
+
+void Output::send(const AVFrame* frame) {
     av::forgetMessages();
     const int sent = avcodec_send_frame(encoder_.get(), frame);
     if (sent < 0) {
         throw av::failure(name_, fmt::format("{} cannot encode this frame", codec_.name), sent);
     }
-    for (;;) {
-        const int received = avcodec_receive_packet(encoder_.get(), packet_.get());
-        if (received == AVERROR(EAGAIN) || received == AVERROR_EOF) {
-            return;
-        }
-        if (received < 0) {
-            throw av::failure(name_, fmt::format("{} cannot encode this frame", codec_.name), received);
-        }
-        const auto duration = durations_.find(packet_->pts);
-        if (duration != durations_.end()) {
-            packet_->duration = duration->second;
-            durations_.erase(duration);
-        }
-        if (tracks_) {
-            tracks_->copyUntil(Moment{packet_->dts, encoder_->time_base});
-        }
-        packet_->stream_index = stream_->index;
-        av_packet_rescale_ts(packet_.get(), encoder_->time_base, stream_->time_base);
-        const int written = av_interleaved_write_frame(context_.get(), packet_.get());
-        if (written < 0) {
-            throw av::failure(name_, "cannot be written", written);
-        }
-    }
 }
 
-void Output::finish() {
-    encode(nullptr);
+bool Output::writePacket() {
+    const int received = avcodec_receive_packet(encoder_.get(), packet_.get());
+    if (received == AVERROR(EAGAIN) || received == AVERROR_EOF) {
+        return false;
+    }
+    if (received < 0) {
+        throw av::failure(name_, fmt::format("{} cannot encode this frame", codec_.name), received);
+    }
+    const auto duration = durations_.find(packet_->pts);
+    if (duration != durations_.end()) {
+        packet_->duration = duration->second;
+        durations_.erase(duration);
+    }
+    if (tracks_) {
+        tracks_->copyUntil(Moment{packet_->dts, encoder_->time_base});
+    }
+    packet_->stream_index = stream_->index;
+    av_packet_rescale_ts(packet_.get(), encoder_->time_base, stream_->time_base);
+    const int written = av_interleaved_write_frame(context_.get(), packet_.get());
+    if (written < 0) {
+        throw av::failure(name_, "cannot be written", written);
+    }
+    return true;
+}
+
+bool Output::finish(const std::function<bool()>& stopped) {
+    send(nullptr);
+    while (!stopped() && writePacket()) {
+    }
+    if (stopped()) {
+        return false;
+    }
     if (tracks_) {
         tracks_->copyRest(settings_.cutTracks ? std::optional(Moment{end_, encoder_->time_base}) : std::nullopt);
     }
@@ -258,9 +271,13 @@ void Output::finish() {
     if (ended < 0 || closed < 0) {
         throw av::failure(name_, "cannot be written", ended < 0 ? ended : closed);
     }
+    if (stopped()) {
+        return false;
+    }
     if (staged_) {
         staged_->commit();
     }
+    return true;
 }
 
 void checkVideoSettings(const std::filesystem::path& file, const VideoWriteSettings& settings) {

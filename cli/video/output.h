@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -26,7 +27,7 @@ public:
     const std::vector<std::string>& notes() const override { return notes_; }
     CodedFramePtr coded(const host::World& world) const override;
     void write(const CodedFrame& frame, const CodedFrame* source) override;
-    void finish() override;
+    bool finish(const std::function<bool()>& stopped) override;
 
 private:
     void openContainer();
@@ -35,8 +36,11 @@ private:
     void addVideoStream();
     void openFile(const std::filesystem::path& file);
     void beginAt(const CodedFrame& first);
+    void encode(const AVFrame& frame);
     /// Null ends the stream.
-    void encode(const AVFrame* frame);
+    void send(const AVFrame* frame);
+    /// Writes the encoder's next packet; false when it has none for now, or at its end.
+    bool writePacket();
 
     std::string name_;
     VideoWriteSettings settings_;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -70,8 +71,9 @@ public:
     /// Appends a frame; `source` is the frame of the video that it was made from, whose time it keeps, or null. In the
     /// order of showing, one thread at a time. Throws Failure.
     virtual void write(const CodedFrame& frame, const CodedFrame* source) = 0;
-    /// Writes what is left, and gives the file its name. Throws Failure.
-    virtual void finish() = 0;
+    /// Writes what is left, which can take long, and gives the file its name. False, and nothing is left of it, when
+    /// `stopped` says so on the way. Throws Failure.
+    virtual bool finish(const std::function<bool()>& stopped) = 0;
 };
 
 /// Whether the file's content is that of a video, or of something else that FFmpeg reads, such as sound alone.
