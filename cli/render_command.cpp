@@ -21,6 +21,7 @@
 #include "cli/parameter_text.h"
 #include "cli/picture_command.h"
 #include "cli/picture_library.h"
+#include "cli/processors.h"
 #include "cli/staged_file.h"
 #include "cli/text.h"
 #include "cli/video_library.h"

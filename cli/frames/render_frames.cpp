@@ -23,6 +23,7 @@
 #include "cli/pages_in_place.h"
 #include "cli/picture_library.h"
 #include "cli/pictures/parallel.h"
+#include "cli/processors.h"
 #include "cli/video_library.h"
 
 namespace quorvel::cli {
@@ -67,15 +68,22 @@ void makeBlack(host::World& world) {
 /// One run over a job's frames.
 class Run {
 public:
-    Run(const RenderJob& job, host::Instance& instance, const std::function<void(FrameOutcome)>& done)
-        : job_(job),
-          instance_(instance),
-          done_(done),
-          supply_(job.plan, job.missing, job.inputVideo, job.layerVideos) {}
+    Run(const RenderJob& job, const std::function<void(FrameOutcome)>& done)
+        : job_(job), done_(done), supply_(job.plan, job.missing, job.inputVideo, job.layerVideos) {}
 
-    void all();
+    /// Renders all frames; what exists only as a whole is not put in place yet.
+    void all(host::Instance& instance);
+    /// Ends the output video or writes the still, once the module has finished without an error.
+    void conclude();
 
 private:
+    /// A still that is rendered but not written.
+    struct Still {
+        FrameOutcome outcome;
+        PlannedFrame frame;
+        Picture input;
+        host::World output;
+    };
     /// What one thread keeps from frame to frame.
     struct Worker {
         std::optional<host::World> output;
@@ -83,24 +91,28 @@ private:
 
     void work();
     void finish(const SuppliedFrame& supplied, Worker& worker);
-    void renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worker& worker);
+    /// Calls `work(outcome)` and reports how it ended, unless it returns false.
+    template <typename Work>
+    void report(FrameOutcome outcome, const Work& work);
+    /// False when the outcome is not known yet.
+    bool renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worker& worker);
     Picture readInput(const SuppliedFrame& supplied);
     /// Shared between all frames where the layer is one picture.
     const Picture& readLayer(const SuppliedFrame& supplied, std::size_t layer, std::list<Picture>& own);
     /// Makes the output video, and adds what is to be said of the videos to the outcome.
     void beginVideos(FrameOutcome& outcome, const Picture& input);
-    void endVideo();
     void createFolder(const fs::path& file) const;
     void compare(const PlannedFrame& frame, const std::string& digest) const;
     void store(FrameOutcome& outcome, const PlannedFrame& frame, const Picture& input, const host::World& output) const;
     bool stopped() const { return failed_ || Interruption::signal() != 0; }
 
     const RenderJob& job_;
-    host::Instance& instance_;
+    host::Instance* instance_ = nullptr;
     const std::function<void(FrameOutcome)>& done_;
 
     FrameSupply supply_;
     std::optional<OrderedVideo> video_;  ///< the output
+    std::optional<Still> still_;
     std::atomic<std::size_t> ended_ = 0;
     std::atomic<bool> failed_ = false;
     bool begun_ = false;  ///< set while one thread is alone
@@ -119,7 +131,8 @@ private:
 /// Another thread has ended the run; what this one has rendered goes nowhere.
 struct GivenUp {};
 
-void Run::all() {
+void Run::all(host::Instance& instance) {
+    instance_ = &instance;
     // Alone, until one frame has said what all of them are like.
     Worker first;
     while (!like_ && !stopped()) {
@@ -144,10 +157,17 @@ void Run::all() {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    endVideo();
 }
 
-void Run::endVideo() {
+void Run::conclude() {
+    if (still_) {
+        report(std::move(still_->outcome), [&](FrameOutcome& outcome) {
+            Stopwatch stopwatch;
+            store(outcome, still_->frame, still_->input, still_->output);
+            outcome.writeSeconds = stopwatch.lap();
+            return true;
+        });
+    }
     if (stopped()) {
         return;
     }
@@ -177,15 +197,24 @@ void Run::finish(const SuppliedFrame& supplied, Worker& worker) {
     outcome.number = job_.plan.isNumbered() ? frame.number : 0;
     outcome.input = job_.plan.inputFile(frame).string();
     outcome.output = job_.plan.outputFile(frame).string();
-    try {
+    report(std::move(outcome), [&](FrameOutcome& own) {
         if (!supplied.failure.empty()) {
             throw Failure(supplied.failure);
         }
-        outcome.reason = reasonToSkip(job_.plan, frame, job_.rerun);
-        if (outcome.reason.empty()) {
-            renderInto(outcome, supplied, worker);
-        } else {
-            outcome.state = State::Skipped;
+        own.reason = reasonToSkip(job_.plan, frame, job_.rerun);
+        if (own.reason.empty()) {
+            return renderInto(own, supplied, worker);
+        }
+        own.state = State::Skipped;
+        return true;
+    });
+}
+
+template <typename Work>
+void Run::report(FrameOutcome outcome, const Work& work) {
+    try {
+        if (!work(outcome)) {
+            return;
         }
     } catch (const GivenUp&) {
         return;
@@ -202,7 +231,7 @@ void Run::finish(const SuppliedFrame& supplied, Worker& worker) {
     }
     if (outcome.state == State::Failed) {
         if (job_.plan.isNumbered()) {
-            outcome.reason = fmt::format("frame {}: {}", frame.number, outcome.reason);
+            outcome.reason = fmt::format("frame {}: {}", outcome.number, outcome.reason);
         }
         failed_ = failed_ || !job_.keepGoing;
     }
@@ -210,7 +239,7 @@ void Run::finish(const SuppliedFrame& supplied, Worker& worker) {
     done_(std::move(outcome));
 }
 
-void Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worker& worker) {
+bool Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worker& worker) {
     const PlannedFrame& frame = supplied.plan;
     if (!frame.missing.empty()) {
         throw Failure("{}: missing", frame.missing);
@@ -243,7 +272,7 @@ void Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worke
     request.output = &output;
     request.values = &values;
     request.downsampleX = request.downsampleY = {1, static_cast<A_u_long>(downsample)};
-    require(instance_.render(request), "render", job_.host);
+    require(instance_->render(request), "render", job_.host);
     outcome.renderSeconds = stopwatch.lap();
 
     outcome.width = output.width();
@@ -259,9 +288,15 @@ void Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worke
             throw GivenUp();
         }
     } else if (!outcome.output.empty()) {
+        if (!job_.plan.isNumbered() && !job_.plan.isVideo()) {
+            still_.emplace(Still{std::move(outcome), frame, std::move(input), std::move(output)});
+            worker.output.reset();
+            return false;
+        }
         store(outcome, frame, input, output);
     }
     outcome.writeSeconds = stopwatch.lap();
+    return true;
 }
 
 void Run::beginVideos(FrameOutcome& outcome, const Picture& input) {
@@ -413,11 +448,9 @@ void renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>&
     const int threads = job.jobs == 1 && job.plan.isNumbered() ? 1 : std::max(processors / side, 1);
     parallelThreads() = static_cast<std::size_t>(threads);
     pictures().limitThreads(threads);
-    withInstance(job.host, [&](host::Instance& instance) { Run(job, instance, done).all(); });
-}
-
-int availableProcessors() {
-    return static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    Run run(job, done);
+    withInstance(job.host, [&](host::Instance& instance) { run.all(instance); });
+    run.conclude();
 }
 
 }  // namespace quorvel::cli

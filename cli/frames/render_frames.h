@@ -56,7 +56,4 @@ std::string reasonToSkip(const FramePlan& plan, const PlannedFrame& frame, Rerun
 /// after SIGINT or SIGTERM; frames that are in work then are finished. Each output appears complete or not at all.
 void renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>& done);
 
-/// How many threads this process may use.
-int availableProcessors();
-
 }  // namespace quorvel::cli

@@ -11,12 +11,14 @@
 #include <thread>
 #include <vector>
 
+#include "cli/processors.h"
+
 namespace quorvel::cli {
 
-/// The most threads that work is spread over; at first as many as the machine has processors. The program and its
+/// The most threads that work is spread over; at first as many as there are processors to use. The program and its
 /// picture library have a number each.
 inline std::atomic<std::size_t>& parallelThreads() {
-    static std::atomic<std::size_t> threads = std::max(1U, std::thread::hardware_concurrency());
+    static std::atomic<std::size_t> threads = static_cast<std::size_t>(availableProcessors());
     return threads;
 }
 
