@@ -13,6 +13,7 @@
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "cli/exit_status.h"
 #include "cli/frames/frame_digest.h"
@@ -90,6 +91,8 @@ private:
     };
 
     void work();
+    /// Called by the first thread once one frame has said what all of them are like.
+    void startOthers();
     void finish(const SuppliedFrame& supplied, Worker& worker);
     /// Calls `work(outcome)` and reports how it ended, unless it returns false.
     template <typename Work>
@@ -115,7 +118,8 @@ private:
     std::optional<Still> still_;
     std::atomic<std::size_t> ended_ = 0;
     std::atomic<bool> failed_ = false;
-    bool begun_ = false;  ///< set while one thread is alone
+    bool begun_ = false;  ///< set while the first thread is alone
+    std::vector<std::thread> threads_;
     std::mutex reporting_;
 
     /// The first frame that was read: the others must be like it.
@@ -133,29 +137,22 @@ struct GivenUp {};
 
 void Run::all(host::Instance& instance) {
     instance_ = &instance;
-    // Alone, until one frame has said what all of them are like.
-    Worker first;
-    while (!like_ && !stopped()) {
-        const auto supplied = supply_.next();
-        if (!supplied) {
-            break;
-        }
-        finish(*supplied, first);
+    work();
+    for (std::thread& thread : threads_) {
+        thread.join();
     }
-    std::vector<std::thread> threads;
+}
+
+void Run::startOthers() {
     const bool openEnded = job_.plan.isVideo();
     const auto wanted = openEnded ? static_cast<std::size_t>(job_.jobs)
                                   : std::min(static_cast<std::size_t>(job_.jobs), job_.plan.count() - ended_);
     try {
-        while (threads.size() + 1 < wanted) {
-            threads.emplace_back([this] { work(); });
+        while (threads_.size() + 1 < wanted) {
+            threads_.emplace_back([this] { work(); });
         }
     } catch (const std::system_error&) {
         // Fewer threads do the same work.
-    }
-    work();
-    for (std::thread& thread : threads) {
-        thread.join();
     }
 }
 
@@ -250,6 +247,7 @@ bool Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worke
     if (!begun_) {
         begun_ = true;
         beginVideos(outcome, input);
+        startOthers();
     }
     host::ParameterValues values = job_.values;
     std::list<Picture> ownLayers;
