@@ -10,8 +10,8 @@
 
 namespace quorvel::cli {
 
-/// The number of processors that this process may use, at least 1: a job script or `taskset` may have left it fewer than
-/// the machine has.
+/// The number of processors that this process may use, at least 1: a job script or `taskset` may have left it fewer
+/// than the machine has.
 inline int availableProcessors() {
 #ifdef __linux__
     cpu_set_t allowed;
