@@ -458,9 +458,10 @@ void RenderCommand::renderPlan(const RenderJob& job) const {
     std::vector<int> failed;
     std::map<int, std::string> reasons;
     std::size_t ended = 0;
+    bool videoWritten = false;
     {
         Progress progress(options_.progress, frames.count(), shared_.isQuiet(), options_.keepGoing);
-        renderFrames(job, [&](FrameOutcome outcome) {
+        videoWritten = renderFrames(job, [&](FrameOutcome outcome) {
             progress.done(outcome);
             ++ended;
             if (outcome.state == FrameOutcome::State::Failed) {
@@ -475,7 +476,7 @@ void RenderCommand::renderPlan(const RenderJob& job) const {
     if (!options_.report.empty()) {
         writeReport(options_.report, std::move(outcomes));
     }
-    if (const int signal = Interruption::signal(); interruption && signal != 0) {
+    if (const int signal = Interruption::signal(); interruption && signal != 0 && !videoWritten) {
         throw Interrupted(
             signal, frames.isVideoOutput()
                         ? fmt::format("interrupted; {} is not written", frames.outputName().string())

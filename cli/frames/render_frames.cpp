@@ -75,7 +75,8 @@ public:
     /// Renders all frames; what exists only as a whole is not put in place yet.
     void all(host::Instance& instance);
     /// Ends the output video or writes the still, once the module has finished without an error.
-    void conclude();
+    /// True when a video was written.
+    bool conclude();
 
 private:
     /// A still that is rendered but not written.
@@ -156,7 +157,7 @@ void Run::startOthers() {
     }
 }
 
-void Run::conclude() {
+bool Run::conclude() {
     if (still_) {
         report(std::move(still_->outcome), [&](FrameOutcome& outcome) {
             Stopwatch stopwatch;
@@ -166,15 +167,13 @@ void Run::conclude() {
         });
     }
     if (stopped()) {
-        return;
+        return false;
     }
     if (job_.plan.isVideo() && ended_ == 0) {
         throw Failure("--frames {}: {} has the frames 0-{}", job_.plan.wanted().text(), job_.plan.inputName().string(),
                       supply_.framesRead() - 1);
     }
-    if (video_) {
-        (void)video_->output().finish([this] { return stopped(); });
-    }
+    return video_ && video_->output().finish([this] { return stopped(); });
 }
 
 void Run::work() {
@@ -439,7 +438,7 @@ std::string reasonToSkip(const FramePlan& plan, const PlannedFrame& frame, Rerun
     return older ? std::string() : output.string() + ": is up to date";
 }
 
-void renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>& done) {
+bool renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>& done) {
     const int processors = availableProcessors();
     const std::size_t frames = job.plan.isVideo() ? 1U << 16U : std::min<std::size_t>(job.plan.count(), 1U << 16U);
     const int side = std::min(job.jobs, static_cast<int>(frames));
@@ -448,7 +447,7 @@ void renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>&
     pictures().limitThreads(threads);
     Run run(job, done);
     withInstance(job.host, [&](host::Instance& instance) { run.all(instance); });
-    run.conclude();
+    return run.conclude();
 }
 
 }  // namespace quorvel::cli

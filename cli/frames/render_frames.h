@@ -54,6 +54,7 @@ std::string reasonToSkip(const FramePlan& plan, const PlannedFrame& frame, Rerun
 
 /// Calls `done` for each frame as it ends, one at a time. Stops after a failed frame unless the job keeps going, and
 /// after SIGINT or SIGTERM; frames that are in work then are finished. Each output appears complete or not at all.
-void renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>& done);
+/// True when a video was written, even if a signal came while it was given its name.
+bool renderFrames(const RenderJob& job, const std::function<void(FrameOutcome)>& done);
 
 }  // namespace quorvel::cli

@@ -113,10 +113,17 @@ av::FramePtr relabelled(const AVFrame& frame, AVPixelFormat format, std::initial
 void readRow(const AVFrame& frame, const AVPixFmtDescriptor& format, int component, int y, int width,
              std::uint16_t* to) {
     const bool palette = has(format, AV_PIX_FMT_FLAG_PAL);
-    constexpr std::array<int, 4> inPalette{2, 1, 0, 3};  // bytes of a word with alpha at the top
-    const int read = palette ? inPalette[static_cast<std::size_t>(component)] : component;
-    av_read_image_line2(to, const_cast<const std::uint8_t**>(frame.data), frame.linesize, &format, 0, y, read, width,
-                        palette ? 1 : 0, sizeof *to);
+    av_read_image_line2(to, const_cast<const std::uint8_t**>(frame.data), frame.linesize, &format, 0, y,
+                        palette ? 0 : component, width, 0, sizeof *to);
+    if (palette) {
+        constexpr std::array<unsigned, 4> shift{16, 8, 0, 24};
+        const auto* colours = reinterpret_cast<const std::uint32_t*>(frame.data[1]);
+        std::transform(to, to + width, to, [&](std::uint16_t index) {
+            return static_cast<std::uint16_t>(colours[index] >> shift[static_cast<std::size_t>(component)] & 255U);
+        });
+    } else if (frame.format == AV_PIX_FMT_MONOWHITE) {
+        std::transform(to, to + width, to, [](std::uint16_t bit) { return static_cast<std::uint16_t>(1 - bit); });
+    }
 }
 
 /// A component as a plane of samples of `bits` bits, scaled to them from `own` bits.
@@ -358,7 +365,8 @@ bool isRgb(const AVFrame& frame) {
 
 Planes separated(const AVFrame& frame) {
     const AVPixFmtDescriptor& format = av::describe(frame);
-    if (has(format, AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BAYER)) {
+    const bool isXyz = std::strncmp(format.name, "xyz", 3) == 0;
+    if (isXyz || has(format, AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BAYER)) {
         throw unsupported(format);
     }
     if (has(format, AV_PIX_FMT_FLAG_FLOAT)) {
