@@ -21,12 +21,14 @@ struct Release {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+    void operator()(AVCodecParameters* parameters) const { avcodec_parameters_free(&parameters); }
     void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
 };
 
 using FramePtr = std::unique_ptr<AVFrame, Release>;
 using PacketPtr = std::unique_ptr<AVPacket, Release>;
 using CodecPtr = std::unique_ptr<AVCodecContext, Release>;
+using ParametersPtr = std::unique_ptr<AVCodecParameters, Release>;
 using GraphPtr = std::unique_ptr<AVFilterGraph, Release>;
 
 struct CloseInput {

@@ -105,12 +105,55 @@ AVPixelFormat subsampledFormat(const Codec& codec, Depth depth, const Input* sou
     return yuvFormat(1, 1, bits);
 }
 
+/// What comes of writing the beginning of a file with such a stream, which alone brings out all that a container
+/// refuses.
+int tryHeader(const Container& container, const AVCodecParameters& parameters) {
+    AVFormatContext* context = nullptr;
+    if (avformat_alloc_output_context2(&context, nullptr, container.muxer, nullptr) < 0) {
+        throw Failure("this build of FFmpeg cannot write {}", container.title);
+    }
+    const av::OutputPtr owner(context);
+    AVStream* stream = avformat_new_stream(context, nullptr);
+    if (stream == nullptr || avcodec_parameters_copy(stream->codecpar, &parameters) < 0) {
+        throw std::bad_alloc();
+    }
+    stream->codecpar->codec_tag = 0;
+    stream->time_base = {1, parameters.sample_rate > 0 ? parameters.sample_rate : kAnyRate};
+    if (avio_open_dyn_buf(&context->pb) < 0) {
+        throw std::bad_alloc();
+    }
+    const int begun = avformat_write_header(context, nullptr);
+    std::uint8_t* bytes = nullptr;
+    (void)avio_close_dyn_buf(context->pb, &bytes);
+    av_free(bytes);
+    context->pb = nullptr;
+    return begun;
+}
+
+bool holdsVideo(const Container& container, AVCodecID codec) {
+    constexpr int anySide = 64;
+    const av::ParametersPtr parameters(avcodec_parameters_alloc());
+    if (!parameters) {
+        throw std::bad_alloc();
+    }
+    parameters->codec_type = AVMEDIA_TYPE_VIDEO;
+    parameters->codec_id = codec;
+    parameters->width = parameters->height = anySide;
+    const int begun = tryHeader(container, *parameters);
+    // That is said when only the encoder's own header is missing.
+    return begun >= 0 || begun == AVERROR_INVALIDDATA;
+}
+
 bool holdsFrames(const Container& container, const Codec& codec) {
     const AVOutputFormat* muxer = av_guess_format(container.muxer, nullptr, nullptr);
     if (muxer == nullptr) {
         throw Failure("this build of FFmpeg cannot write {}", container.title);
     }
-    return muxer->video_codec == codec.id || avformat_query_codec(muxer, codec.id, FF_COMPLIANCE_NORMAL) == 1;
+    if (muxer->video_codec == codec.id) {
+        return true;
+    }
+    // Some containers announce more than they take.
+    return avformat_query_codec(muxer, codec.id, FF_COMPLIANCE_NORMAL) == 1 && holdsVideo(container, codec.id);
 }
 
 /// "--codec prores4444, ffv1, png or qtrle".
@@ -160,27 +203,7 @@ const Codec& codecOf(const Container& container, const VideoWriteSettings& setti
 }
 
 bool holds(const Container& container, const AVCodecParameters& parameters) {
-    AVFormatContext* context = nullptr;
-    if (avformat_alloc_output_context2(&context, nullptr, container.muxer, nullptr) < 0) {
-        throw Failure("this build of FFmpeg cannot write {}", container.title);
-    }
-    const av::OutputPtr owner(context);
-    AVStream* stream = avformat_new_stream(context, nullptr);
-    if (stream == nullptr || avcodec_parameters_copy(stream->codecpar, &parameters) < 0) {
-        throw std::bad_alloc();
-    }
-    stream->codecpar->codec_tag = 0;
-    stream->time_base = {1, parameters.sample_rate > 0 ? parameters.sample_rate : kAnyRate};
-    // Only writing the beginning of a file brings out all that a container refuses.
-    if (avio_open_dyn_buf(&context->pb) < 0) {
-        throw std::bad_alloc();
-    }
-    const bool begun = avformat_write_header(context, nullptr) >= 0;
-    std::uint8_t* bytes = nullptr;
-    (void)avio_close_dyn_buf(context->pb, &bytes);
-    av_free(bytes);
-    context->pb = nullptr;
-    return begun;
+    return tryHeader(container, parameters) >= 0;
 }
 
 AVPixelFormat pixelFormatFor(const Codec& codec, const VideoDescription& description, const Input* source,
