@@ -24,6 +24,7 @@
 #include "cli/processors.h"
 #include "cli/staged_file.h"
 #include "cli/text.h"
+#include "cli/video/animation.h"
 #include "cli/video_library.h"
 #include "cli/video_options.h"
 #include "effect/settings.h"
@@ -125,8 +126,9 @@ private:
     bool writesVideo() const { return options_.video.makeVideoOf(shared_.output(), mayHaveFrames()); }
     /// Whether the input is anything but one picture.
     bool mayHaveFrames() const {
-        return options_.frames || (options_.input != "-" && !pictures().isPictureFile(options_.input));
+        return options_.frames || (options_.input != "-" && !isPicture(options_.input));
     }
+    static bool isPicture(const std::string& file) { return pictures().isPictureFile(file) && !isAnimation(file); }
     void checkOutputKind() const;
     bool onOneThread() const { return options_.jobs.value_or(availableProcessors()) == 1; }
     std::unique_ptr<VideoInput> openIfVideo(const std::string& file, VideoReadSettings settings) const;
@@ -283,8 +285,8 @@ VideoWriteSettings RenderCommand::videoSettings() const {
 
 std::unique_ptr<VideoInput> RenderCommand::openIfVideo(const std::string& file, VideoReadSettings settings) const {
     std::error_code error;
-    if (file == "-" || !std::filesystem::is_regular_file(file, error) || pictures().isPictureFile(file) ||
-        !videos().isVideoFile(file)) {
+    if (file == "-" || !std::filesystem::is_regular_file(file, error) ||
+        isPicture(file) || !videos().isVideoFile(file)) {
         return nullptr;
     }
     settings.downsample = options_.downsample;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -75,6 +76,28 @@ int Demuxer::videoStream() const {
         throw Failure("{}: has no video stream", name_);
     }
     return best;
+}
+
+av::CodecPtr Demuxer::openDecoder(int index, int threads) const {
+    AVStream& from = stream(index);
+    const AVCodec* codec = avcodec_find_decoder(from.codecpar->codec_id);
+    if (codec == nullptr) {
+        throw Failure("{}: this build of FFmpeg has no decoder for {}", name_,
+                      avcodec_get_name(from.codecpar->codec_id));
+    }
+    av::CodecPtr decoder(avcodec_alloc_context3(codec));
+    if (!decoder || avcodec_parameters_to_context(decoder.get(), from.codecpar) < 0) {
+        throw std::bad_alloc();
+    }
+    decoder->pkt_timebase = from.time_base;
+    decoder->framerate = av_guess_frame_rate(context_.get(), &from, nullptr);
+    decoder->thread_count = threads;
+    av::forgetMessages();
+    const int opened = avcodec_open2(decoder.get(), codec, nullptr);
+    if (opened < 0) {
+        throw av::failure(name_, fmt::format("{} cannot be decoded", codec->name), opened);
+    }
+    return decoder;
 }
 
 bool Demuxer::read(AVPacket& packet) {

@@ -20,6 +20,8 @@ public:
     int streamCount() const { return static_cast<int>(context_->nb_streams); }
     /// The stream to render: the one that a player would choose. Throws Failure when there is none.
     int videoStream() const;
+    /// A decoder of a stream, with as many threads as there are processors for 0. Throws Failure.
+    av::CodecPtr openDecoder(int stream, int threads) const;
     /// The streams of which `read` delivers nothing.
     void ignore(int stream) const { context_->streams[stream]->discard = AVDISCARD_ALL; }
 

@@ -9,6 +9,8 @@ extern "C" {
 #include <cmath>
 #include <utility>
 
+#include "cli/video/transparency.h"
+
 namespace quorvel::cli {
 namespace {
 
@@ -47,7 +49,7 @@ Input::Input(const std::filesystem::path& file, const VideoReadSettings& setting
     if (rate_.num <= 0 || rate_.den <= 0) {
         rate_ = kAssumedRate;
     }
-    openDecoder(settings.oneThread);
+    decoder_ = demuxer_.openDecoder(index_, settings.oneThread ? 1 : 0);
     try {
         decodedFirst_ = decode();
     } catch (const Failure& failure) {
@@ -58,7 +60,8 @@ Input::Input(const std::filesystem::path& file, const VideoReadSettings& setting
     }
     first_ = av::sharedFrame(*decodedFirst_->frame);
     const auto format = static_cast<AVPixelFormat>(first_->format);
-    alpha_ = quorvel::cli::hasAlpha(format);
+    alpha_ = quorvel::cli::hasAlpha(format) &&
+             (!alwaysDeliversAlpha(stream().codecpar->codec_id, format) || isTransparent(file));
     Colour tagged = Colour::of(*first_);
     if (isJpegRange(format)) {
         tagged.range = AVCOL_RANGE_JPEG;
@@ -79,27 +82,6 @@ void Input::setDepth(host::Depth depth) {
         conversion_ =
             std::make_unique<Conversion>(Conversion::End{static_cast<AVPixelFormat>(planes.colours->format), colour_},
                                          Conversion::End{rgbFormat(depth_), {}}, first_->width, first_->height);
-    }
-}
-
-void Input::openDecoder(bool oneThread) {
-    const AVCodecParameters& parameters = *stream().codecpar;
-    const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
-    if (codec == nullptr) {
-        throw Failure("{}: this build of FFmpeg has no decoder for {}", demuxer_.name(),
-                      avcodec_get_name(parameters.codec_id));
-    }
-    decoder_.reset(avcodec_alloc_context3(codec));
-    if (!decoder_ || avcodec_parameters_to_context(decoder_.get(), &parameters) < 0) {
-        throw std::bad_alloc();
-    }
-    decoder_->pkt_timebase = stream().time_base;
-    decoder_->framerate = rate_;
-    decoder_->thread_count = oneThread ? 1 : 0;
-    av::forgetMessages();
-    const int opened = avcodec_open2(decoder_.get(), codec, nullptr);
-    if (opened < 0) {
-        throw av::failure(demuxer_.name(), fmt::format("{} cannot be decoded", codec->name), opened);
     }
 }
 
@@ -224,6 +206,9 @@ host::World Input::world(const CodedFrame& coded) const {
         }
         colour_.applyTo(*frame);
         Planes planes = separated(*frame);
+        if (!alpha_) {
+            planes.alpha = nullptr;
+        }
         if (conversion_) {
             planes.colours = (*conversion_)(*planes.colours);
         }

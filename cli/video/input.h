@@ -49,7 +49,6 @@ public:
     const std::uint8_t* sideData(AVPacketSideDataType ofStream, AVFrameSideDataType ofFrame) const;
 
 private:
-    void openDecoder(bool oneThread);
     void placeFrames(const VideoReadSettings& settings);
     /// Null at the end.
     std::shared_ptr<CodedFrame> decode();

@@ -9,6 +9,7 @@ extern "C" {
 #include <array>
 #include <cstring>
 #include <new>
+#include <string_view>
 
 namespace quorvel::cli {
 namespace {
@@ -73,8 +74,31 @@ void copyMetadata(const Input& source, bool part, int firstFrame, AVFormatContex
     }
 }
 
-void copyStreamMetadata(const Input& source, int firstFrame, AVStream& to) {
+void nameLanguageFor(const Container& container, AVDictionary*& entries) {
+    // QuickTime has numbers for languages, which FFmpeg finds by other codes than those of ISO 639-2/T.
+    constexpr std::array<std::array<const char*, 2>, 8> codes{{{"deu", "ger"},
+                                                               {"ell", "gre"},
+                                                               {"isl", "ice"},
+                                                               {"mkd", "mac"},
+                                                               {"nld", "dut"},
+                                                               {"sqi", "alb"},
+                                                               {"swe", "sve"},
+                                                               {"zho", "chi"}}};
+    const AVDictionaryEntry* language = av_dict_get(entries, "language", nullptr, 0);
+    if (language == nullptr || std::string_view(container.muxer) != "mov") {
+        return;
+    }
+    for (const auto& [usual, known] : codes) {
+        if (std::string_view(language->value) == usual) {
+            av_dict_set(&entries, "language", known, 0);
+            return;
+        }
+    }
+}
+
+void copyStreamMetadata(const Input& source, int firstFrame, const Container& container, AVStream& to) {
     copyEntries(source.stream().metadata, &to.metadata);
+    nameLanguageFor(container, to.metadata);
     advanceTimecode(&to.metadata, source.frameRate(), firstFrame);
     to.disposition = source.stream().disposition;
     constexpr struct {

@@ -129,7 +129,7 @@ void Output::addVideoStream() {
         stream_->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');  // the one that Apple's players take
     }
     if (source_ != nullptr) {
-        copyStreamMetadata(*source_, settings_.firstFrame, *stream_);
+        copyStreamMetadata(*source_, settings_.firstFrame, container_, *stream_);
     }
 }
 

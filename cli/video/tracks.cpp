@@ -2,6 +2,9 @@
 #include "cli/video/tracks.h"
 
 #include <new>
+#include <string_view>
+
+#include "cli/video/metadata.h"
 
 namespace quorvel::cli {
 namespace {
@@ -21,11 +24,25 @@ const char* kindOf(AVMediaType type) {
     }
 }
 
+/// How much later than it sounds a packet must be written, in seconds. Matroska says of Opus how long its run-up is,
+/// and readers subtract that from the times; FFmpeg before 6 does not add it.
+AVRational runUp(const Container& container, const AVCodecParameters& parameters) {
+    const std::string_view muxer = container.muxer;
+    const bool needed = (muxer == "matroska" || muxer == "webm") && parameters.codec_id == AV_CODEC_ID_OPUS &&
+                        AV_VERSION_MAJOR(avformat_version()) < 60;
+    constexpr int opusRate = 48000;
+    return {needed ? parameters.initial_padding : 0, opusRate};
+}
+
 }  // namespace
 
 Tracks::Tracks(const Input& source, AVFormatContext& output, const VideoWriteSettings& settings,
                const Container& container, const std::string& outputName, std::vector<std::string>& notes)
-    : demuxer_(source.file()), output_(output), outputName_(outputName), cut_(settings.cutTracks) {
+    : demuxer_(source.file()),
+      output_(output),
+      container_(container),
+      outputName_(outputName),
+      cut_(settings.cutTracks) {
     for (int i = 0; i < demuxer_.streamCount(); ++i) {
         outputStream_.push_back(-1);
         const AVCodecParameters& parameters = *demuxer_.stream(i).codecpar;
@@ -86,6 +103,7 @@ void Tracks::keep(int index, bool encoded) {
     }
     to->disposition = from.disposition;
     av_dict_copy(&to->metadata, from.metadata, 0);
+    nameLanguageFor(container_, to->metadata);
     from.discard = AVDISCARD_DEFAULT;
     outputStream_[static_cast<std::size_t>(index)] = to->index;
     ++kept_;
@@ -135,6 +153,10 @@ bool Tracks::beginsBefore(const Moment& end) const {
 }
 
 void Tracks::write(AVPacket& packet, AVRational base, const AVStream& to) {
+    const AVRational later = runUp(container_, *to.codecpar);
+    const std::int64_t shift = av_rescale_q(later.num, {1, later.den}, base);
+    packet.pts += packet.pts != AV_NOPTS_VALUE ? shift : 0;
+    packet.dts += packet.dts != AV_NOPTS_VALUE ? shift : 0;
     av_packet_rescale_ts(&packet, base, to.time_base);
     packet.stream_index = to.index;
     packet.pos = -1;

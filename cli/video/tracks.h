@@ -50,6 +50,7 @@ private:
 
     Demuxer demuxer_;
     AVFormatContext& output_;
+    const Container& container_;
     std::string outputName_;
     bool cut_;
     std::vector<int> outputStream_;         ///< of each of the source's streams; -1 for none, or none any more
