@@ -125,9 +125,7 @@ private:
     void addFrameOptions(CLI::App& command);
     bool writesVideo() const { return options_.video.makeVideoOf(shared_.output(), mayHaveFrames()); }
     /// Whether the input is anything but one picture.
-    bool mayHaveFrames() const {
-        return options_.frames || (options_.input != "-" && !isPicture(options_.input));
-    }
+    bool mayHaveFrames() const { return options_.frames || (options_.input != "-" && !isPicture(options_.input)); }
     static bool isPicture(const std::string& file) { return pictures().isPictureFile(file) && !isAnimation(file); }
     void checkOutputKind() const;
     bool onOneThread() const { return options_.jobs.value_or(availableProcessors()) == 1; }
@@ -285,8 +283,8 @@ VideoWriteSettings RenderCommand::videoSettings() const {
 
 std::unique_ptr<VideoInput> RenderCommand::openIfVideo(const std::string& file, VideoReadSettings settings) const {
     std::error_code error;
-    if (file == "-" || !std::filesystem::is_regular_file(file, error) ||
-        isPicture(file) || !videos().isVideoFile(file)) {
+    if (file == "-" || !std::filesystem::is_regular_file(file, error) || isPicture(file) ||
+        (!isVideoName(file) && !videos().isVideoFile(file))) {
         return nullptr;
     }
     settings.downsample = options_.downsample;

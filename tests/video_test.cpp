@@ -157,6 +157,119 @@ TEST_F(Videos, TakeColoursAsTagged) {
     EXPECT_EQ(render(path("untagged.mkv"), path("u.@.png")).err, note);
 }
 
+TEST_F(Videos, TakeChromaFromWhereItLies) {
+    struct Case {
+        AVChromaLocation siting;
+        double right, down;  ///< of a chroma sample from the first of its pixels
+    };
+    const std::vector<Case> cases{{AVCHROMA_LOC_LEFT, 0, 0.5},
+                                  {AVCHROMA_LOC_CENTER, 0.5, 0.5},
+                                  {AVCHROMA_LOC_TOPLEFT, 0, 0},
+                                  {AVCHROMA_LOC_UNSPECIFIED, 0, 0.5}};
+    for (const Case& one : cases) {
+        ClipRecipe recipe;
+        recipe.width = 96;
+        recipe.height = 64;
+        recipe.matrix = AVCOL_SPC_BT709;
+        recipe.range = AVCOL_RANGE_MPEG;
+        recipe.siting = one.siting;
+        recipe.times = {0};
+        // Ramps, which bicubic interpolation keeps straight.
+        recipe.value = [](int, int component, int x, int y) {
+            return component == 0 ? 120 : component == 1 ? 100 + x : 100 + 2 * y;
+        };
+        makeClip(path("ramp.mkv"), recipe);
+        expectDone(render(path("ramp.mkv"), path("ramp.@.png"), with(kUnchanged, {"--frames", "0"})));
+        const std::vector<float> values = pixels("ramp.0.png");
+        for (int y = 16; y < 48; ++y) {
+            for (int x = 16; x < 80; ++x) {
+                const double luma = (120 - 16) / 219.0;
+                const double blue = (100 + (x - one.right) / 2 - 128) / 224;
+                const double red = (100 + (y - one.down) - 128) / 224;
+                const float* pixel = &values[static_cast<std::size_t>((y * 96 + x) * 3)];
+                ASSERT_NEAR(pixel[0] * 255.0, (luma + 1.5748 * red) * 255, 0.51) << one.siting << " " << x << " " << y;
+                ASSERT_NEAR(pixel[2] * 255.0, (luma + 1.8556 * blue) * 255, 0.51) << one.siting << " " << x << " " << y;
+            }
+        }
+    }
+}
+
+TEST_F(Videos, TakePalettesAndBits) {
+    ClipRecipe recipe;
+    recipe.codec = AV_CODEC_ID_RAWVIDEO;
+    recipe.format = AV_PIX_FMT_PAL8;
+    recipe.times = {0};
+    recipe.value = [](int, int, int x, int y) { return x * 8 + y; };
+    recipe.palette = [](int i) {
+        return 0xFF000000U | static_cast<std::uint32_t>(i * 0x010000 + (255 - i) * 0x0100 + i / 2);
+    };
+    makeClip(path("palette.nut"), recipe);
+    expectDone(render(path("palette.nut"), path("palette.@.png"), with(kUnchanged, {"--frames", "0"})));
+    const std::vector<float> colours = pixels("palette.0.png");
+    ASSERT_EQ(colours.size(), 32U * 24 * 3) << "no pixel is transparent";
+    for (int y = 0; y < 24; ++y) {
+        for (int x = 0; x < 32; ++x) {
+            const float* pixel = &colours[static_cast<std::size_t>((y * 32 + x) * 3)];
+            const int index = (x * 8 + y) % 256;
+            ASSERT_EQ(std::lround(pixel[0] * 255), index) << x << " " << y;
+            ASSERT_EQ(std::lround(pixel[1] * 255), 255 - index) << x << " " << y;
+            ASSERT_EQ(std::lround(pixel[2] * 255), index / 2) << x << " " << y;
+        }
+    }
+    recipe.palette = [](int i) { return i == 9 ? 0U : 0xFF000000U; };
+    makeClip(path("palette.nut"), recipe);
+    expectDone(render(path("palette.nut"), path("palette.@.png"), with(kUnchanged, {"--frames", "0"})));
+    EXPECT_EQ(pixels("palette.0.png").size(), 32U * 24 * 4);
+    recipe.palette = nullptr;
+    recipe.format = AV_PIX_FMT_MONOWHITE;
+    recipe.value = [](int, int, int x, int) { return x == 0 ? 0x70 : 0; };  // eight pixels a byte, 1 is black
+    recipe.width = 8;
+    makeClip(path("bits.nut"), recipe);
+    expectDone(render(path("bits.nut"), path("bits.@.png"), with(kUnchanged, {"--frames", "0"})));
+    const std::vector<float> bits = pixels("bits.0.png");
+    for (std::size_t x = 0; x < 8; ++x) {
+        EXPECT_EQ(bits[x * 3], x >= 1 && x <= 3 ? 0.0f : 1.0f) << x;
+    }
+}
+
+TEST_F(Videos, AreGifsWithMoreThanOneFrame) {
+    ClipRecipe recipe;
+    recipe.codec = AV_CODEC_ID_GIF;
+    recipe.format = AV_PIX_FMT_PAL8;
+    recipe.times = {0, 100, 300};
+    recipe.value = [](int frame, int, int x, int) { return frame * 70 + x; };
+    recipe.palette = [](int i) { return 0xFF000000U | static_cast<std::uint32_t>(i * 0x010101); };
+    makeClip(path("three.gif"), recipe);
+    expectDone(render(path("three.gif"), path("f.@.png"), kUnchanged));
+    EXPECT_EQ(std::lround(pixels("f.2.png")[5 * 3] * 255), 145);
+    expectDone(render(path("three.gif"), path("three.mp4"), {"-q"}));
+    EXPECT_EQ(readClip(path("three.mp4")).streams.at(0).times(), (std::vector<std::int64_t>{0, 100000, 300000}));
+    recipe.times = {0};
+    makeClip(path("one.gif"), recipe);
+    expectDone(render(path("one.gif"), path("one.png"), kUnchanged));
+    EXPECT_EQ(std::lround(pixels("one.png")[5 * 3] * 255), 5);
+}
+
+TEST_F(Videos, NameTheFrameThatIsDamaged) {
+    ClipRecipe recipe;
+    makeClip(path("whole.mkv"), recipe);
+    std::string bytes = contents(path("whole.mkv"));
+    const std::string third = readClip(path("whole.mkv")).streams.at(0).packets.at(3).bytes;
+    bytes.at(bytes.find(third) + third.size() / 2) ^= 0x10;
+    std::ofstream(path("flipped.mkv"), std::ios::binary) << bytes;
+    expectFailure(render(path("flipped.mkv"), path("out.mkv"), {"-q"}), kExitFailure,
+                  "frame 3: " + path("flipped.mkv") + ": damaged or cut short");
+    EXPECT_FALSE(fs::exists(path("out.mkv")));
+    expectDone(render(path("whole.mkv"), path("whole.y4m"), kUnchanged));
+    bytes = contents(path("whole.y4m"));
+    std::ofstream(path("cut.y4m"), std::ios::binary) << bytes.substr(0, bytes.size() - 400);
+    expectFailure(render(path("cut.y4m"), path("f.@.png"), with(kUnchanged, {"--jobs", "1"})), kExitFailure,
+                  "frame 4: " + path("cut.y4m") + ": damaged or cut short");
+    EXPECT_TRUE(fs::exists(path("f.3.png"))) << "the frames before are whole";
+    std::ofstream(path("text.mp4")) << "not a video";
+    expectFailure(render(path("text.mp4"), path("out.mkv")), kExitFailure, "text.mp4: is no video that this build of");
+}
+
 TEST_F(Videos, KeepTimesTagsSoundAndMetadata) {
     ClipRecipe recipe;
     recipe.times = {0, 40, 100, 110, 330};
@@ -314,6 +427,9 @@ TEST_F(Videos, RefuseWhatCannotBe) {
     expectFailure(render(path("odd.png"), path("a.mp4")), kExitFailure,
                   "h264 as yuv420p needs an even width and height, and the frames are 33 x 24");
     expectFailure(render(in, path("a.webm"), {"--codec", "ffv1"}), kExitUsage, "--codec ffv1: WebM cannot hold it");
+    expectFailure(render(in, path("a.mov"), {"--codec", "vp9"}), kExitUsage, "--codec vp9: QuickTime cannot hold it");
+    expectFailure(render(in, "-"), kExitUsage,
+                  "--output -: expected --format png, nut or y4m, since there are 5 frames");
     expectFailure(render(in, path("a.mkv"), {"--codec", "theora"}), kExitUsage, "--codec theora: expected h264, ");
     expectFailure(render(in, path("a.mkv"), {"--quality", "50"}), kExitUsage, "--quality: ffv1 has none");
     expectFailure(render(in, path("a.@.png"), {"--codec", "h264"}), kExitUsage, "--codec: requires a video as output");

@@ -96,10 +96,13 @@ FramePlan::FramePlan(const PlanRequest& request)
         refuseMissing();
     }
     if (numbered_ && !videoOutput_ && !output_.empty() && !outputPattern_ && count() != 1) {
+        const std::string several = count() == 0 ? std::string("many") : std::to_string(count());
+        if (output_ == "-") {
+            throw UsageError("--output -: expected --format png, nut or y4m, since there are {} frames", several);
+        }
         throw badValue("--output", output_.string(),
                        fmt::format("a place for the frame's number, such as {}.####{}, since there are {} frames",
-                                   output_.stem().string(), output_.extension().string(),
-                                   count() == 0 ? std::string("many") : std::to_string(count())));
+                                   output_.stem().string(), output_.extension().string(), several));
     }
     refuseToReplaceInputs();
 }

@@ -90,7 +90,8 @@ const Format& recognise(int file, const std::string& name, const fs::path& path)
     }
     const Format* format = formatOf(file, status.st_size, path);
     if (format == nullptr) {
-        throw pictureFailure(name, "not a readable picture: is not " + formatTitles());
+        const char* const asVideo = path == "-" ? "; a video must be a file" : "";
+        throw pictureFailure(name, "not a readable picture: is not " + formatTitles() + asVideo);
     }
     return *format;
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "cli/video/animation.h"
 
-#include <array>
 #include <cstdint>
 #include <fstream>
 #include <string_view>
+#include <system_error>
 
 namespace quorvel::cli {
 namespace {
@@ -106,10 +106,16 @@ bool pngHasSeveralFrames(Bytes& png) {
 }  // namespace
 
 bool isAnimation(const std::filesystem::path& file) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(file, error)) {
+        return false;
+    }
+    constexpr int signatureBytes = 6;  // GIF87a or GIF89a
     Bytes bytes(file);
     switch (bytes.next()) {
         case 'G':
-            return (bytes.begins("IF8") && bytes.next() != 0 && bytes.begins("a")) && gifHasSeveralImages(bytes);
+            bytes.skip(signatureBytes - 1);
+            return gifHasSeveralImages(bytes);
         case 0x89:
             return bytes.begins("PNG\r\n\x1a\n") && pngHasSeveralFrames(bytes);
         default:

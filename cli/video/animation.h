@@ -6,7 +6,7 @@
 
 namespace quorvel::cli {
 
-/// Whether the file is a GIF or a PNG with more than one frame. False for a file that cannot be read.
+/// Whether a picture file is a GIF or a PNG with more than one frame. False for a file that cannot be read.
 bool isAnimation(const std::filesystem::path& file);
 
 }  // namespace quorvel::cli

@@ -14,9 +14,14 @@ namespace {
 std::mutex messageMutex;
 std::string lastMessage;
 
-void keepMessage(void* /*context*/, int level, const char* format, va_list values) {
+void keepMessage(void* context, int level, const char* format, va_list values) {
     if (level > AV_LOG_ERROR) {
         return;
+    }
+    if (context != nullptr && *static_cast<const AVClass**>(context) == avcodec_get_class()) {
+        if (void* const complaints = static_cast<AVCodecContext*>(context)->opaque) {
+            ++*static_cast<Complaints*>(complaints);
+        }
     }
     std::array<char, 512> line{};
     (void)std::vsnprintf(line.data(), line.size(), format, values);
@@ -70,8 +75,8 @@ std::string reasonText(int error) {
 Failure failure(const std::string& file, const std::string& what, int error) {
     const bool fromSystem = error > -256;
     const std::lock_guard lock(messageMutex);
-    // The system's errors say more than what the libraries make of them.
-    const bool exact = fromSystem && error != AVERROR(EINVAL) && error != AVERROR(EIO);
+    // The system's errors say more than what the libraries make of them, but for those that libraries use for more.
+    const bool exact = fromSystem && error != AVERROR(EINVAL) && error != AVERROR(EIO) && error != AVERROR(EBUSY);
     return Failure("{}: {}: {}", file, what, exact || lastMessage.empty() ? reasonText(error) : lastMessage);
 }
 

@@ -10,6 +10,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -72,6 +73,9 @@ std::string reasonText(int error);
 
 /// "FILE: WHAT: REASON", where the reason is the library's last message on this matter, or what the error means.
 Failure failure(const std::string& file, const std::string& what, int error);
+
+/// How many errors a decoder whose `opaque` points here has told of.
+using Complaints = std::atomic<int>;
 
 /// From now on the libraries print nothing; their last error is kept for `failure`.
 void keepMessages();

@@ -298,17 +298,19 @@ std::string hdrParameters(const Input& source) {
 
 }  // namespace
 
-void setOptions(const Codec& codec, const VideoWriteSettings& settings, const Input* source, bool alpha,
-                av::Options& options) {
+void setOptions(const Codec& codec, const VideoWriteSettings& settings, const Input* source,
+                const VideoDescription& description, av::Options& options) {
     if (codec.worstFactor != codec.bestFactor) {
         options.set("crf", std::to_string(rateFactor(codec, settings.quality)));
     }
     switch (codec.id) {
-        case AV_CODEC_ID_HEVC:
-            options.set("x265-params", std::string("log-level=none") +
+        case AV_CODEC_ID_HEVC: {
+            constexpr int narrow = 128;  // where x265 writes past the rows of what it plans with
+            options.set("x265-params", std::string("log-level=none") + (description.width < narrow ? ":cutree=0" : "") +
                                            (settings.oneThread ? ":pools=none:frame-threads=1:no-wpp=1" : "") +
                                            (source != nullptr ? hdrParameters(*source) : ""));
             break;
+        }
         case AV_CODEC_ID_VP9:
             options.set("b", "0");  // the factor alone decides
             options.set("cpu-used", "4");
@@ -317,7 +319,7 @@ void setOptions(const Codec& codec, const VideoWriteSettings& settings, const In
         case AV_CODEC_ID_PRORES:
             options.set("profile", "4444");
             options.set("vendor", "apl0");
-            options.set("alpha_bits", alpha ? "16" : "0");
+            options.set("alpha_bits", description.alpha ? "16" : "0");
             break;
         case AV_CODEC_ID_FFV1:
             options.set("level", "3");

@@ -57,7 +57,7 @@ AVPixelFormat pixelFormatFor(const Codec& codec, const VideoDescription& descrip
 Colour colourFor(const Codec& codec, AVPixelFormat format, int height, const Input* source);
 
 /// The encoder's options.
-void setOptions(const Codec& codec, const VideoWriteSettings& settings, const Input* source, bool alpha,
-                av::Options& options);
+void setOptions(const Codec& codec, const VideoWriteSettings& settings, const Input* source,
+                const VideoDescription& description, av::Options& options);
 
 }  // namespace quorvel::cli

@@ -8,9 +8,10 @@
 
 namespace quorvel::cli {
 
-/// How many bytes the file lacks of what its outermost boxes (MP4, QuickTime), elements (Matroska, WebM) or chunks
-/// (AVI) announce. 0 for a whole file, for other formats, and for recordings that announce no size. `format` is
-/// FFmpeg's name of the format.
+/// How many bytes the file lacks of what its outermost boxes (MP4, QuickTime), elements (Matroska, WebM), chunks (AVI),
+/// pages (Ogg), tags (Flash Video), objects (Windows Media), triplets (MXF) or packets (MPEG transport streams)
+/// announce, and of a GIF the mark at its end. 0 for a whole file, for other formats, for recordings that announce no
+/// size, and for a file that was cut between two of its parts. `format` is FFmpeg's name of the format.
 std::uint64_t missingBytes(const std::filesystem::path& file, std::string_view format);
 
 }  // namespace quorvel::cli

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <new>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "cli/video/completeness.h"
@@ -39,6 +40,11 @@ const AVInputFormat* recognised(const std::filesystem::path& file) {
     return format != nullptr && score > AVPROBE_SCORE_RETRY && isAllowed(*format) ? format : nullptr;
 }
 
+std::string fourLetters(std::uint32_t tag) {
+    std::array<char, AV_FOURCC_MAX_STRING_SIZE> text{};
+    return av_fourcc_make_string(text.data(), tag);
+}
+
 }  // namespace
 
 std::string urlOf(const std::filesystem::path& file) {
@@ -50,6 +56,9 @@ bool isMediaFile(const std::filesystem::path& file) {
 }
 
 Demuxer::Demuxer(const std::filesystem::path& file) : file_(file), name_(file.string()), format_(recognised(file)) {
+    if (std::error_code error; std::filesystem::file_size(file, error) == 0) {
+        throw Failure("{}: is empty", name_);
+    }
     if (format_ == nullptr) {
         throw Failure("{}: is no video that this build of FFmpeg reads", name_);
     }
@@ -83,7 +92,8 @@ av::CodecPtr Demuxer::openDecoder(int index, int threads) const {
     const AVCodec* codec = avcodec_find_decoder(from.codecpar->codec_id);
     if (codec == nullptr) {
         throw Failure("{}: this build of FFmpeg has no decoder for {}", name_,
-                      avcodec_get_name(from.codecpar->codec_id));
+                      from.codecpar->codec_id != AV_CODEC_ID_NONE ? avcodec_get_name(from.codecpar->codec_id)
+                                                                  : fourLetters(from.codecpar->codec_tag));
     }
     av::CodecPtr decoder(avcodec_alloc_context3(codec));
     if (!decoder || avcodec_parameters_to_context(decoder.get(), from.codecpar) < 0) {
@@ -92,6 +102,11 @@ av::CodecPtr Demuxer::openDecoder(int index, int threads) const {
     decoder->pkt_timebase = from.time_base;
     decoder->framerate = av_guess_frame_rate(context_.get(), &from, nullptr);
     decoder->thread_count = threads;
+    if (decoder->codec_id == AV_CODEC_ID_FFV1) {
+        // It hands out frames whose checksums are wrong. Frame by frame, so that the message belongs to this one.
+        decoder->opaque = complaints_.get();
+        decoder->thread_type = FF_THREAD_SLICE;
+    }
     av::forgetMessages();
     const int opened = avcodec_open2(decoder.get(), codec, nullptr);
     if (opened < 0) {
@@ -104,14 +119,21 @@ bool Demuxer::read(AVPacket& packet) {
     av_packet_unref(&packet);
     const int result = av_read_frame(context_.get(), &packet);
     if (result >= 0) {
+        end_ = packet.pos + packet.size;
         return true;
     }
     const int error = result != AVERROR_EOF ? result : context_->pb != nullptr ? context_->pb->error : 0;
     // For most containers the end of the file is just an end.
-    if (error < 0 || missingBytes(file_, format_->name) > 0) {
+    if (error < 0 || missingBytes(file_, format_->name) > 0 || endsInFrame()) {
         throw damage(error);
     }
     return false;
+}
+
+bool Demuxer::endsInFrame() const {
+    // Y4M's reader leaves out what is no whole frame. Before the pixels there is one line.
+    constexpr std::int64_t longestLine = 80;
+    return std::string_view(format_->name) == "yuv4mpegpipe" && avio_size(context_->pb) > end_ + longestLine;
 }
 
 Failure Demuxer::damage(int error) const {

@@ -2,7 +2,9 @@
 // A media file that is read packet by packet.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string>
 
 #include "cli/video/av.h"
@@ -22,6 +24,8 @@ public:
     int videoStream() const;
     /// A decoder of a stream, with as many threads as there are processors for 0. Throws Failure.
     av::CodecPtr openDecoder(int stream, int threads) const;
+    /// Whether a decoder that says of damage nothing but a message has done so.
+    bool decoderComplained() const { return *complaints_ > 0; }
     /// The streams of which `read` delivers nothing.
     void ignore(int stream) const { context_->streams[stream]->discard = AVDISCARD_ALL; }
 
@@ -31,10 +35,14 @@ public:
     Failure damage(int error) const;
 
 private:
+    bool endsInFrame() const;
+
     std::filesystem::path file_;
     std::string name_;
     const AVInputFormat* format_;
     av::InputPtr context_;
+    std::int64_t end_ = 0;  ///< of the last packet, in the file
+    std::unique_ptr<av::Complaints> complaints_ = std::make_unique<av::Complaints>(0);
 };
 
 /// Whether the content is one that FFmpeg's containers recognise.

@@ -147,13 +147,12 @@ CodedFramePtr Input::next() {
 }
 
 void Input::refuseDamage(const AVFrame& frame) const {
-    if (frame.decode_error_flags != 0) {
+    if (frame.decode_error_flags != 0 || demuxer_.decoderComplained()) {
         throw demuxer_.damage(0);
     }
 }
 
-/// One packet, or the message that there are no more.
-void Input::feedDecoder() {
+bool Input::readPacket() {
     bool more = true;
     do {
         more = demuxer_.read(*packet_);
@@ -161,11 +160,23 @@ void Input::feedDecoder() {
     if (more && (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) {
         throw demuxer_.damage(0);
     }
-    const int sent = avcodec_send_packet(decoder_.get(), more ? packet_.get() : nullptr);
-    // A recording may begin between two frames that can be decoded alone.
-    const bool atBeginning = number_ == 0 && sent == AVERROR_INVALIDDATA;
-    if (sent < 0 && !atBeginning) {
-        throw demuxer_.damage(sent);
+    return more;
+}
+
+/// One packet, or the message that there are no more.
+void Input::feedDecoder() {
+    try {
+        const bool more = readPacket();
+        const int sent = avcodec_send_packet(decoder_.get(), more ? packet_.get() : nullptr);
+        // A recording may begin between two frames that can be decoded alone.
+        const bool atBeginning = number_ == 0 && sent == AVERROR_INVALIDDATA;
+        if (sent < 0 && !atBeginning) {
+            throw demuxer_.damage(sent);
+        }
+    } catch (const Failure& failure) {
+        damage_ = failure;
+        // The decoder has frames from before.
+        (void)avcodec_send_packet(decoder_.get(), nullptr);
     }
 }
 
@@ -175,6 +186,9 @@ std::shared_ptr<CodedFrame> Input::decode() {
     for (;;) {
         const int received = avcodec_receive_frame(decoder_.get(), coded->frame.get());
         if (received == AVERROR_EOF) {
+            if (damage_) {
+                throw *damage_;
+            }
             return nullptr;
         }
         if (received == AVERROR(EAGAIN)) {

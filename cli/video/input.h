@@ -54,6 +54,8 @@ private:
     std::shared_ptr<CodedFrame> decode();
     void refuseDamage(const AVFrame& frame) const;
     void feedDecoder();
+    /// The next packet is in `packet_`; false at the end. Throws Failure when the video is damaged or cut off.
+    bool readPacket();
 
     std::filesystem::path file_;
     Demuxer demuxer_;
@@ -71,6 +73,7 @@ private:
     std::shared_ptr<CodedFrame> decodedFirst_;  ///< until it is delivered
     std::int64_t number_ = 0;                   ///< of the next frame to be decoded
     std::int64_t lastTime_ = 0;
+    std::optional<Failure> damage_;  ///< thrown after the frames before it
 };
 
 }  // namespace quorvel::cli

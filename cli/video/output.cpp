@@ -95,7 +95,7 @@ void Output::openEncoder(const VideoDescription& description) {
         encoder.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
     av::Options options;
-    setOptions(codec_, settings_, source_, description.alpha, options);
+    setOptions(codec_, settings_, source_, description, options);
     av::forgetMessages();
     const int opened = avcodec_open2(&encoder, codec, options.get());
     if (opened < 0) {

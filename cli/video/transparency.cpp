@@ -24,6 +24,15 @@ bool isTransparent(const AVFrame& frame) {
     return false;
 }
 
+/// False at the end, and where the file is damaged: that is told of when its frame is read.
+bool readOn(Demuxer& demuxer, AVPacket& packet) {
+    try {
+        return demuxer.read(packet);
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 bool alwaysDeliversAlpha(AVCodecID codec, AVPixelFormat format) {
@@ -37,11 +46,10 @@ bool isTransparent(const std::filesystem::path& file) {
     const av::PacketPtr packet = av::newPacket();
     const av::FramePtr frame = av::newFrame();
     for (bool more = true; more;) {
-        more = demuxer.read(*packet);
+        more = readOn(demuxer, *packet);
         if (more && packet->stream_index != index) {
             continue;
         }
-        // What is damaged is refused when its frame is read.
         (void)avcodec_send_packet(decoder.get(), more ? packet.get() : nullptr);
         while (avcodec_receive_frame(decoder.get(), frame.get()) >= 0) {
             if (isTransparent(*frame)) {

@@ -76,7 +76,7 @@ public:
 
 private:
     void openEncoder() {
-        const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_FFV1);
+        const AVCodec* codec = avcodec_find_encoder(recipe_.codec);
         encoder_.reset(avcodec_alloc_context3(codec));
         encoder_->width = recipe_.width;
         encoder_->height = recipe_.height;
@@ -86,6 +86,7 @@ private:
         encoder_->color_range = recipe_.range;
         encoder_->color_primaries = recipe_.primaries;
         encoder_->color_trc = recipe_.transfer;
+        encoder_->chroma_sample_location = recipe_.siting;
         encoder_->sample_aspect_ratio = {recipe_.aspectNumerator, recipe_.aspectDenominator};
         encoder_->thread_count = 1;
         encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -143,6 +144,9 @@ private:
         frame->width = recipe_.width;
         frame->height = recipe_.height;
         require(av_frame_get_buffer(frame.get(), 0), "the frame");
+        for (int i = 0; recipe_.palette && i < 256; ++i) {
+            reinterpret_cast<std::uint32_t*>(frame->data[1])[i] = recipe_.palette(i);
+        }
         for (int component = 0; component < format.nb_components; ++component) {
             const bool chroma = component == 1 || component == 2;
             const int plane = format.comp[component].plane;

@@ -3,11 +3,13 @@
 // clip_test_support.
 #pragma once
 
+#include <cstdint>
+
 extern "C" {
+#include <libavcodec/codec_id.h>
 #include <libavutil/pixfmt.h>
 }
 
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
@@ -15,8 +17,9 @@ extern "C" {
 
 namespace quorvel::test {
 
-/// What a clip is made of. Frames are coded with FFV1, to the bit.
+/// What a clip is made of. Frames are coded to the bit.
 struct ClipRecipe {
+    AVCodecID codec = AV_CODEC_ID_FFV1;
     int width = 32, height = 24;
     AVPixelFormat format = AV_PIX_FMT_YUV420P;
     /// Sample `value(frame, component, x, y)` of a planar format.
@@ -28,6 +31,8 @@ struct ClipRecipe {
     AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
     AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
     AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+    AVChromaLocation siting = AVCHROMA_LOC_UNSPECIFIED;
+    std::function<std::uint32_t(int)> palette;       ///< colour i of a palette as ARGB
     int aspectNumerator = 1, aspectDenominator = 1;  ///< of a pixel
     int rotation = 0;                                ///< counter-clockwise degrees to show it upright; for .mov
     bool sound = false;                              ///< PCM, stereo, 16 bits, 48 kHz, 20 ms a packet, 400 ms long
