@@ -90,7 +90,8 @@ TEST_F(Videos, HoldRgbAndAlphaToTheBit) {
             const std::vector<std::pair<std::string, std::string>> kinds{
                 {"v.mkv", "ffv1"}, {"v.mov", "png"}, {"v.mov", "qtrle"}, {"v.nut", "ffv1"}};
             for (const auto& [name, codec] : kinds) {
-                if (codec == "qtrle" && type == TypeDesc::UINT16) {
+                const bool richest = type == TypeDesc::UINT16 && channels == 4;
+                if ((codec == "qtrle" && type == TypeDesc::UINT16) || (name == "v.nut" && !richest)) {
                     continue;
                 }
                 const std::string what = codec + " of " + type.c_str() + " " + std::to_string(channels);
