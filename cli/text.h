@@ -9,17 +9,16 @@
 #include <string_view>
 #include <vector>
 
+#include "settings/words.h"
+
 namespace quorvel::cli {
 
-/// ASCII letters in lower case.
-std::string lowerCase(std::string_view text);
-
-/// "Linear Ramp Up" -> "linear-ramp-up": letters and digits in lower case, everything between as one hyphen.
-std::string kebabCase(std::string_view text);
-
-/// The whole text as a finite number; nothing when it is anything else.
-std::optional<double> parseNumber(std::string_view text);
-std::optional<int> parseInteger(std::string_view text);
+using settings::kebabCase;
+using settings::listText;
+using settings::lowerCase;
+using settings::nearest;
+using settings::parseInteger;
+using settings::parseNumber;
 
 /// A number as a person writes it: "16", "0.25", at most five decimals.
 std::string numberText(double value);
@@ -38,12 +37,5 @@ std::string printable(std::string_view text);
 /// Breaks lines at spaces so that none is longer than `width` bytes, unless one word is. Breaks that are there stay;
 /// lines keep their indentation, also where they go on.
 std::string wrapped(std::string_view text, std::size_t width);
-
-/// "8, 16 or 32".
-std::string listText(const std::vector<std::string>& entries);
-
-/// The candidate that `word` is most likely a slip of: few letters wrong, missing, added or swapped. Empty when none
-/// is close.
-std::string nearest(std::string_view word, const std::vector<std::string>& candidates);
 
 }  // namespace quorvel::cli
