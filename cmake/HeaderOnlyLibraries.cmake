@@ -1,5 +1,7 @@
 # CLI11, fmt and nlohmann_json for another platform than the building machine's. Headers are the same everywhere, but the
 # folder they lie in has headers of the machine's own system as well: each library gets a folder of its own.
+include_guard(GLOBAL)
+
 function(quorvel_header_only target header)
   get_filename_component(folder "${header}" DIRECTORY)
   find_path(QUORVEL_${folder}_HEADERS "${header}" REQUIRED NO_CMAKE_FIND_ROOT_PATH PATHS /usr/include

@@ -20,6 +20,9 @@ double between(const Key& from, const Key& to, double time) {
 
 /// Of a value that goes from one key to the next, in units of the value for one of time.
 double speed(const Key& from, const Key& to, double ease) {
+    if (ease == 0 || to.value == from.value) {
+        return 0;  // also where the other factor is infinite
+    }
     return (to.value - from.value) / (to.time - from.time) * ease;
 }
 

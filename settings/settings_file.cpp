@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "settings/parameter_words.h"
 #include "settings/words.h"
 
 namespace quorvel::settings {
@@ -20,55 +21,35 @@ using nlohmann::ordered_json;
 
 constexpr int kVersion = 1;
 constexpr double kHighestRate = 1000;
-constexpr double kFixedOne = 65536;
-constexpr double kLowestAngle = -32768;
-constexpr double kHighestAngle = 32768 - 1 / kFixedOne;
+/// How deep a file of this form is at most, and a little more.
+constexpr int kDeepest = 8;
+constexpr double kHighestFrame = 99'999'999;
+constexpr double kHighestTime = 1e9;
+constexpr double kHighestEase = 100;
 
 constexpr std::pair<const char*, Outside> kOutsides[] = {
     {"hold", Outside::Hold}, {"repeat", Outside::Repeat}, {"extend", Outside::Extend}};
 const std::pair<const char*, Ease> kEases[] = {{"linear", {}}, {"hold", {Ease::Kind::Hold}}, {"smooth", kSmooth}};
 
-bool isNumber(const Parameter& parameter) {
-    return parameter.kind != ParameterKind::Choice && parameter.kind != ParameterKind::Layer;
-}
-
-std::pair<double, double> rangeOf(const Parameter& parameter) {
-    switch (parameter.kind) {
-        case ParameterKind::Choice:
-            return {0, choiceCount(parameter) - 1};
-        case ParameterKind::Angle:
-            return {kLowestAngle, kHighestAngle};
-        default:
-            return {parameter.minimum, parameter.maximum};
-    }
-}
-
-std::vector<std::string> choiceNames(const Parameter& parameter) {
-    std::vector<std::string> names;
-    std::string_view rest = parameter.choices;
-    for (int i = 0; i < choiceCount(parameter); ++i) {
-        names.push_back(kebabCase(rest.substr(0, rest.find('|'))));
-        rest.remove_prefix(std::min(rest.find('|'), rest.size() - 1) + 1);
-    }
-    return names;
+/// Text from a file, fit for a message.
+std::string shortened(const std::string& text) {
+    constexpr std::size_t longest = 60;
+    return text.size() > longest ? text.substr(0, longest) + "..." : text;
 }
 
 /// A value inside a file, and the way to it for errors.
 class Place {
 public:
-    Place(const json& value, std::string where) : value_(value), where_(std::move(where)) {}
+    Place(const json& value, std::string where, bool top = true) : value_(value), where_(std::move(where)), top_(top) {}
 
     const json& value() const { return value_; }
-    Place at(const std::string& key) const { return {value_.at(key), where_ + (atTop() ? ": " : ".") + key}; }
+    Place at(const std::string& key) const {
+        return {value_.at(key), where_ + (top_ ? ": " : ".") + shortened(key), false};
+    }
 
     [[noreturn]] void refuse(const std::string& why) const { throw SettingsError(where_ + ": " + why); }
     [[noreturn]] void expect(const std::string& expected) const {
-        constexpr std::size_t longest = 60;
-        std::string text = value_.dump(-1, ' ', false, json::error_handler_t::replace);
-        if (text.size() > longest) {
-            text = text.substr(0, longest) + "...";
-        }
-        refuse(text + ": expected " + expected);
+        refuse(shortened(value_.dump(-1, ' ', false, json::error_handler_t::replace)) + ": expected " + expected);
     }
     /// Refuses what is no object, and keys that are not among these.
     void expectObject(const std::vector<std::string>& keys) const {
@@ -85,10 +66,9 @@ public:
     }
 
 private:
-    bool atTop() const { return where_.find(": ") == std::string::npos; }
-
     const json& value_;
     std::string where_;
+    bool top_;  ///< it is the whole file
 };
 
 double readNumber(const Place& place, const Parameter& parameter, bool fixed) {
@@ -135,22 +115,24 @@ Ease readEase(const Place& place, const Parameter& parameter) {
     const bool points = value.is_array() && value.size() == 4 &&
                         std::all_of(value.begin(), value.end(), [](const json& v) { return v.is_number(); });
     const auto isTime = [](const json& v) { return v >= 0 && v <= 1; };
-    if (!points || !isTime(value[0]) || !isTime(value[2])) {
-        place.expect("\"linear\", \"hold\", \"smooth\" or [x1, y1, x2, y2] with x1 and x2 from 0 to 1");
+    const auto isValue = [](const json& v) { return v >= -kHighestEase && v <= kHighestEase; };
+    if (!points || !isTime(value[0]) || !isValue(value[1]) || !isTime(value[2]) || !isValue(value[3])) {
+        place.expect(
+            "\"linear\", \"hold\", \"smooth\" or [x1, y1, x2, y2] with x1 and x2 from 0 to 1, y1 and y2 from -100 to "
+            "100");
     }
     return {Ease::Kind::Curve, value[0], value[1], value[2], value[3]};
 }
 
 /// "24" or "1.5s".
 std::pair<Keyframes::Unit, double> readTime(const Place& place, const std::string& text) {
-    if (const auto frame = parseInteger(text)) {
-        return {Keyframes::Unit::Frames, *frame};
-    }
-    const auto seconds = text.ends_with('s') ? parseNumber(text.substr(0, text.size() - 1)) : std::nullopt;
-    if (!seconds) {
+    const bool seconds = text.ends_with('s');
+    const double highest = seconds ? kHighestTime : kHighestFrame;
+    const auto time = parseNumber(seconds ? text.substr(0, text.size() - 1) : text);
+    if (!time || !(std::abs(*time) <= highest) || (!seconds && !parseInteger(text))) {
         place.refuse("expected a frame's number such as 24, or a time such as 1.5s");
     }
-    return {Keyframes::Unit::Seconds, *seconds};
+    return {seconds ? Keyframes::Unit::Seconds : Keyframes::Unit::Frames, *time};
 }
 
 Outside readOutside(const Place& place) {
@@ -186,19 +168,24 @@ Keyframes readKeyframes(const Place& place, const Parameter& parameter) {
     }
     Keyframes frames;
     const Place keys = place.at("keys");
+    std::vector<std::pair<Key, std::string>> read;
     for (const auto& [text, value] : keys.value().items()) {
         const Place at = keys.at(text);
         const auto [unit, time] = readTime(at, text);
-        if (!frames.keys.empty() && unit != frames.unit) {
+        if (!read.empty() && unit != frames.unit) {
             at.refuse("expected keys of one kind, frames or times");
         }
         frames.unit = unit;
-        if (std::any_of(frames.keys.begin(), frames.keys.end(), [t = time](const Key& k) { return k.time == t; })) {
-            at.refuse("stands twice");
-        }
-        frames.keys.push_back(readKey(at, parameter, time));
+        read.emplace_back(readKey(at, parameter, time), text);
     }
-    std::sort(frames.keys.begin(), frames.keys.end(), [](const Key& a, const Key& b) { return a.time < b.time; });
+    std::stable_sort(read.begin(), read.end(),
+                     [](const auto& a, const auto& b) { return a.first.time < b.first.time; });
+    for (auto& [key, text] : read) {
+        if (!frames.keys.empty() && frames.keys.back().time == key.time) {
+            keys.at(text).refuse("is given twice");
+        }
+        frames.keys.push_back(key);
+    }
     if (place.value().contains("before")) {
         frames.before = readOutside(place.at("before"));
     }
@@ -221,16 +208,21 @@ Value readParameter(const Place& place, const Parameter& parameter) {
     return readValue(place, parameter, true);
 }
 
-/// The file's JSON. Refuses what stands twice, of which the parser would keep the last.
+/// The file's JSON. Refuses what is given twice, of which the parser would keep the last, and nesting that no file of
+/// this form has.
 json parseJson(std::string_view text, const std::string& origin) {
     std::vector<std::set<std::string>> open;
-    const auto check = [&](int, json::parse_event_t event, const json& parsed) {
-        if (event == json::parse_event_t::object_start) {
+    const auto check = [&](int depth, json::parse_event_t event, const json& parsed) {
+        using Event = json::parse_event_t;
+        if (depth > kDeepest && (event == Event::object_start || event == Event::array_start)) {
+            throw SettingsError(origin + ": is nested too deeply");
+        }
+        if (event == Event::object_start) {
             open.emplace_back();
-        } else if (event == json::parse_event_t::object_end) {
+        } else if (event == Event::object_end) {
             open.pop_back();
-        } else if (event == json::parse_event_t::key && !open.back().insert(parsed.get<std::string>()).second) {
-            throw SettingsError(origin + ": " + parsed.get<std::string>() + ": stands twice");
+        } else if (event == Event::key && !open.back().insert(parsed.get<std::string>()).second) {
+            throw SettingsError(origin + ": " + shortened(parsed.get<std::string>()) + ": is given twice");
         }
         return true;
     };
@@ -275,7 +267,7 @@ ordered_json keyframesJson(const Parameter& parameter, const Keyframes& frames) 
     ordered_json keys = ordered_json::object();
     const Ease usual = isNumber(parameter) ? Ease{} : Ease{Ease::Kind::Hold};
     for (const Key& key : frames.keys) {
-        const std::string time = numberJson(key.time).dump() + (frames.unit == Keyframes::Unit::Seconds ? "s" : "");
+        const std::string time = exactText(key.time) + (frames.unit == Keyframes::Unit::Seconds ? "s" : "");
         const ordered_json value = valueJson(parameter, key.value);
         keys[time] = key.toNext == usual ? value : ordered_json{{"value", value}, {"to-next", easeJson(key.toNext)}};
     }
@@ -303,7 +295,7 @@ std::optional<Rate> parseRate(std::string_view text) {
 }
 
 std::string rateText(const Rate& rate) {
-    return numberJson(rate.frames).dump() + (rate.seconds == 1 ? "" : "/" + numberJson(rate.seconds).dump());
+    return exactText(rate.frames) + (rate.seconds == 1 ? "" : "/" + exactText(rate.seconds));
 }
 
 bool SettingsFile::moves() const {
@@ -417,28 +409,9 @@ std::string settingsText(const SettingsFile& file) {
     return whole.dump(4) + "\n";
 }
 
-std::string expectedText(const Parameter& parameter) {
-    const auto [lowest, highest] = rangeOf(parameter);
-    const auto range = [](double low, double high) {
-        return numberJson(low).dump() + " to " + numberJson(high).dump();
-    };
-    switch (parameter.kind) {
-        case ParameterKind::Choice:
-            return listText(choiceNames(parameter));
-        case ParameterKind::Layer:
-            return "a picture's file name";
-        case ParameterKind::Count:
-            return "a whole number, " + range(lowest, highest);
-        case ParameterKind::Angle:
-            return "degrees, " + range(lowest, std::floor(highest));
-        case ParameterKind::Slider:
-            return range(lowest, highest);
-    }
-    return {};
-}
-
 std::int32_t fixedDegrees(double degrees) {
-    return static_cast<std::int32_t>(std::lround(std::clamp(degrees, kLowestAngle, kHighestAngle) * kFixedOne));
+    const auto [lowest, highest] = rangeOf(parameter(ParameterId::CurvePhase));
+    return static_cast<std::int32_t>(std::lround(std::clamp(degrees, lowest, highest) * 65536));
 }
 
 }  // namespace quorvel::settings

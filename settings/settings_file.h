@@ -70,9 +70,6 @@ SettingsFile parseSettings(std::string_view text, const std::string& origin);
 /// JSON text that parseSettings reads as the same values, ending in a line break.
 std::string settingsText(const SettingsFile& file);
 
-/// What a parameter's value may be, in words: "0 to 1", "a whole number, 1 to 32", "luminosity, rgb, ... or alpha".
-std::string expectedText(const Parameter& parameter);
-
 /// Degrees in 16.16 fixed point, rounded half away from zero; angles beyond what it holds are cut off there.
 std::int32_t fixedDegrees(double degrees);
 

@@ -93,6 +93,10 @@ std::string listText(const std::vector<std::string>& entries) {
 }
 
 std::string nearest(std::string_view word, const std::vector<std::string>& candidates) {
+    constexpr std::size_t longest = 64;
+    if (word.size() > longest) {
+        return {};
+    }
     std::string best;
     // At most one letter in three may differ.
     std::size_t bestDistance = word.size() / 3 + 1;
