@@ -102,6 +102,7 @@ void defineProgram(CLI::App& program, const std::vector<std::string>& arguments)
 #if defined(QUORVEL_PICTURES)
     addRenderCommand(program, arguments);
     addPanelCommand(program, arguments);
+    addSettingsCommand(program, arguments);
 #else
     (void)arguments;
 #endif

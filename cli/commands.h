@@ -14,6 +14,7 @@ namespace quorvel::cli {
 /// These need all arguments beforehand, because the module that they name decides which options there are.
 void addRenderCommand(CLI::App& program, const std::vector<std::string>& arguments);
 void addPanelCommand(CLI::App& program, const std::vector<std::string>& arguments);
+void addSettingsCommand(CLI::App& program, const std::vector<std::string>& arguments);
 
 void addAboutCommand(CLI::App& program);
 void addParamsCommand(CLI::App& program);

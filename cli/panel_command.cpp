@@ -23,6 +23,7 @@ constexpr char kPanelExamples[] =
     "  quorvel panel -o panel.png --channels rgb --curve sine-wave --scale 2\n"
     "  quorvel panel -o panel.png --host premiere-pro\n"
     "  quorvel panel -o graph.png --graph-only --curve-phase 45\n"
+    "  quorvel panel -o panel.png --settings ./moving.json --frame 12\n"
     "\n"
     "Exit status: 0 done, 1 failed (nothing was written), 2 wrong command line.";
 
@@ -31,6 +32,7 @@ struct PanelOptions {
     bool graphOnly = false;
     bool bannerOnly = false;
     bool onPanel = false;
+    FrameOption frame;
 };
 
 std::string hostName(const host::Profile& profile) {
@@ -86,6 +88,7 @@ CLI::App* PanelCommand::addTo(CLI::App& program, const std::vector<std::string>&
     command->add_flag("--on-panel", options_.onPanel,
                       "Draw the graph or the banner on the panel's grey and at --scale; requires --graph-only or "
                       "--banner-only");
+    options_.frame.addTo(*command);
     command->footer(kPanelExamples);
     return command;
 }
@@ -104,11 +107,13 @@ void PanelCommand::checkOptions() const {
 
 void PanelCommand::run() const {
     checkOptions();
-    host::ParameterValues values = shared_.effect().parameters().values();
+    const ParameterOptions& parameters = shared_.effect().parameters();
+    host::ParameterValues values =
+        parameters.values(options_.frame.moment(parameters.settingsOption(), parameters.moving().moves()));
     shared_.checkOutput();
 
     std::map<PF_ParamIndex, std::string> layers;
-    for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
+    for (const auto& [id, file] : parameters.layerFiles()) {
         (void)pictures().readPicture(file, {});  // a file that cannot be read is no layer
         layers[values.indexOf(id)] = std::filesystem::path(file).filename().string();
     }

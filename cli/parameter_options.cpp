@@ -2,7 +2,9 @@
 #include "cli/parameter_options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
+#include <variant>
 
 #include "cli/exit_status.h"
 #include "cli/option_values.h"
@@ -35,6 +37,7 @@ std::string helpOf(const host::Parameter& parameter) {
 
 void ParameterOptions::addTo(CLI::App& command, const std::vector<host::Parameter>& declared) {
     declared_ = &declared;
+    settings_.addTo(command)->group("Parameters");
     for (const host::Parameter& parameter : declared) {
         const std::vector<std::string> names = optionNames(parameter);
         if (names.empty()) {
@@ -56,40 +59,88 @@ void ParameterOptions::addTo(CLI::App& command, const std::vector<host::Paramete
     }
 }
 
-host::ParameterValues ParameterOptions::values() const {
+bool ParameterOptions::isGiven(ParameterId id) const {
+    return std::any_of(options_.begin(), options_.end(), [id](const Given& given) {
+        const quorvel::Parameter* described = effectParameter(*given.parameter);
+        return described != nullptr && described->id == id && given.option->count() != 0;
+    });
+}
+
+std::optional<ParameterValue> ParameterOptions::valueOf(const Given& given) const {
+    if (given.option->count() == 0 || kindOf(*given.parameter) == ParameterKind::Layer) {
+        return std::nullopt;
+    }
+    const auto value = parseValue(*given.parameter, given.text);
+    if (!value) {
+        throw badValue(given.optionName, given.text, expectedText(*given.parameter));
+    }
+    if (takesWholeNumbers(*given.parameter) && value->number != std::trunc(value->number)) {
+        throw badValue(given.optionName, given.text, "a whole number, " + expectedText(*given.parameter));
+    }
+    return value;
+}
+
+host::ParameterValues ParameterOptions::values(const settings::Moment& moment) const {
     host::ParameterValues values(*declared_);
+    apply(settings_.values(), moment, values);
     for (const Given& given : options_) {
-        if (given.option->count() == 0 || kindOf(*given.parameter) == ParameterKind::Layer) {
-            continue;
-        }
-        const auto value = parseValue(*given.parameter, given.text);
-        if (!value) {
-            throw badValue(given.optionName, given.text, expectedText(*given.parameter));
-        }
-        if (takesWholeNumbers(*given.parameter) && value->number != std::trunc(value->number)) {
-            throw badValue(given.optionName, given.text, "a whole number, " + expectedText(*given.parameter));
-        }
-        const A_long id = given.parameter->id();
-        switch (value->form) {
-            case ParameterValue::Form::Popup:
-                values.setPopup(id, static_cast<A_long>(value->number));
-                break;
-            case ParameterValue::Form::Fixed:
-                values.setFixed(id, toFixed(value->number));
-                break;
-            case ParameterValue::Form::Float:
-                values.setFloat(id, value->number);
-                break;
+        if (const auto value = valueOf(given)) {
+            store(*value, given.parameter->id(), values);
         }
     }
     return values;
 }
 
+settings::SettingsFile ParameterOptions::moving() const {
+    settings::SettingsFile moving;
+    for (const auto& [id, value] : settings_.values().values) {
+        if (std::holds_alternative<settings::Keyframes>(value) && !isGiven(id)) {
+            moving.values.emplace(id, value);
+        }
+    }
+    return moving;
+}
+
+void ParameterOptions::apply(const settings::SettingsFile& settings, const settings::Moment& moment,
+                             host::ParameterValues& values) const {
+    for (const auto& [id, value] : settings.values) {
+        const quorvel::Parameter& wanted = quorvel::parameter(id);
+        const auto declared = std::find_if(declared_->begin(), declared_->end(), [&](const host::Parameter& parameter) {
+            return effectParameter(parameter) == &wanted;
+        });
+        if (declared == declared_->end()) {
+            throw Failure("{}: values.{}: the module has no such parameter", settings_.file().string(), wanted.key);
+        }
+        if (wanted.kind != quorvel::ParameterKind::Layer) {
+            store(valueFrom(*declared, settings.at(id, moment)), declared->id(), values);
+        }
+    }
+}
+
+settings::SettingsFile ParameterOptions::given() const {
+    settings::SettingsFile settings;
+    for (const Given& given : options_) {
+        const quorvel::Parameter* described = effectParameter(*given.parameter);
+        const auto value = valueOf(given);
+        if (described != nullptr && value) {
+            const bool choice = value->form == ParameterValue::Form::Popup;
+            settings.values.emplace(described->id, choice ? value->number - 1 : value->number);
+        }
+    }
+    return settings;
+}
+
 std::vector<ParameterOptions::LayerFile> ParameterOptions::layerFiles() const {
     std::vector<LayerFile> files;
     for (const Given& given : options_) {
-        if (given.option->count() != 0 && kindOf(*given.parameter) == ParameterKind::Layer) {
-            files.push_back({given.parameter->id(), given.text});
+        if (kindOf(*given.parameter) != ParameterKind::Layer) {
+            continue;
+        }
+        const quorvel::Parameter* described = effectParameter(*given.parameter);
+        const std::string ofSettings = described != nullptr ? settings_.layerFile(described->id).string() : "";
+        const std::string& file = given.option->count() != 0 ? given.text : ofSettings;
+        if (!file.empty()) {
+            files.push_back({given.parameter->id(), file});
         }
     }
     return files;

@@ -17,6 +17,11 @@ double fromFixed(PF_Fixed value) {
     return value / kFixedOne;
 }
 
+ParameterValue::Form numberForm(const host::Parameter& parameter) {
+    return parameter.def.param_type == PF_Param_FLOAT_SLIDER ? ParameterValue::Form::Float
+                                                             : ParameterValue::Form::Fixed;
+}
+
 }  // namespace
 
 PF_Fixed toFixed(double number) {
@@ -175,7 +180,26 @@ std::optional<ParameterValue> parseValue(const host::Parameter& parameter, const
     if (!number || *number < range.minimum || *number > range.maximum) {
         return std::nullopt;
     }
-    return ParameterValue{parameter.def.param_type == PF_Param_FLOAT_SLIDER ? Form::Float : Form::Fixed, *number};
+    return ParameterValue{numberForm(parameter), *number};
+}
+
+ParameterValue valueFrom(const host::Parameter& parameter, double number) {
+    return kindOf(parameter) == ParameterKind::Choice ? ParameterValue{ParameterValue::Form::Popup, number + 1}
+                                                      : ParameterValue{numberForm(parameter), number};
+}
+
+void store(const ParameterValue& value, A_long id, host::ParameterValues& values) {
+    switch (value.form) {
+        case ParameterValue::Form::Popup:
+            values.setPopup(id, static_cast<A_long>(value.number));
+            break;
+        case ParameterValue::Form::Fixed:
+            values.setFixed(id, toFixed(value.number));
+            break;
+        case ParameterValue::Form::Float:
+            values.setFloat(id, value.number);
+            break;
+    }
 }
 
 }  // namespace quorvel::cli

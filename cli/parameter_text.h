@@ -56,6 +56,12 @@ struct ParameterValue {
 /// Nothing when the text is not a value, or out of the declared range.
 std::optional<ParameterValue> parseValue(const host::Parameter& parameter, const std::string& text);
 
+/// A value of a settings file, where choices count from 0, in that form.
+ParameterValue valueFrom(const host::Parameter& parameter, double number);
+
+/// Sets the parameter of that id to the value.
+void store(const ParameterValue& value, A_long id, host::ParameterValues& values);
+
 /// A number in 16.16 fixed point, rounded; it must be within -32768 to 32768 - 1/65536.
 PF_Fixed toFixed(double number);
 

@@ -17,8 +17,8 @@
 #include "cli/frames/progress.h"
 #include "cli/frames/render_frames.h"
 #include "cli/frames/report.h"
+#include "cli/moving_values.h"
 #include "cli/option_values.h"
-#include "cli/parameter_text.h"
 #include "cli/picture_command.h"
 #include "cli/picture_library.h"
 #include "cli/processors.h"
@@ -27,7 +27,7 @@
 #include "cli/video/animation.h"
 #include "cli/video_library.h"
 #include "cli/video_options.h"
-#include "effect/settings.h"
+#include "settings/settings_file.h"
 
 namespace quorvel::cli {
 namespace {
@@ -43,6 +43,7 @@ constexpr char kRenderExamples[] =
     "  quorvel render shot.####.png -o shot.mov --codec prores4444 --rate 24\n"
     "  quorvel render shot.%04d.png -o small.@.jpg --frames 1-100x2 --start 1\n"
     "  quorvel render photo.jpg -o mosaic.png --mosaic-intensity 0.5\n"
+    "  quorvel render photo.jpg -o moving.mp4 --settings ./move.json --frames 0-99\n"
     "  quorvel render photo.jpg -o coarse.png --grid-width 8 --grid-height 6\n"
     "  quorvel render shot.exr -o split.exr --channels rgb --curve-phase-split 45\n"
     "  quorvel render shot.tif -o guided.tif --intensity-source matte.png\n"
@@ -105,15 +106,6 @@ Point parseOffset(const std::string& text) {
     return {*x, *y};
 }
 
-/// Alpha is written when the input had it, or when it is what the effect works on.
-bool worksOnAlpha(const host::Host& host, const host::ParameterValues& values) {
-    return std::any_of(host.parameters().begin(), host.parameters().end(), [&](const host::Parameter& parameter) {
-        const quorvel::Parameter* described = effectParameter(parameter);
-        return described != nullptr && described->id == ParameterId::Channels &&
-               values.at(parameter.index).u.pd.value == kAlpha + 1;
-    });
-}
-
 class RenderCommand {
 public:
     /// Must outlive the parsing of the command line.
@@ -134,7 +126,9 @@ private:
     FramePlan plan(const InputVideos& videos) const;
     WriteSettings writeSettings() const;
     VideoWriteSettings videoSettings() const;
-    RenderJob jobFor(const FramePlan& plan, const InputVideos& videos, const host::ParameterValues& values) const;
+    const ParameterOptions& parameters() const { return shared_.effect().parameters(); }
+    RenderJob jobFor(const FramePlan& plan, const InputVideos& videos, const host::ParameterValues& values,
+                     const settings::SettingsFile& moving) const;
     void checkOutputs(const FramePlan& plan) const;
     void printPlan(const FramePlan& plan, Rerun rerun) const;
     void renderPlan(const RenderJob& job) const;
@@ -194,7 +188,7 @@ CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>
 }
 
 void RenderCommand::checkOptions() const {
-    if (options_.intensityOffset && shared_.effect().parameters().layerFiles().empty()) {
+    if (options_.intensityOffset && parameters().layerFiles().empty()) {
         throw UsageError("--intensity-offset requires --intensity-source");
     }
 }
@@ -274,6 +268,10 @@ void RenderCommand::checkOutputKind() const {
 
 VideoWriteSettings RenderCommand::videoSettings() const {
     VideoWriteSettings settings = options_.video.settings();
+    const SettingsOption& given = parameters().settingsOption();
+    if (given.values().rate && !options_.video.hasRate()) {
+        settings.rate = parseFrameRate(given.file().string() + ": rate", settings::rateText(*given.values().rate));
+    }
     settings.quality = options_.quality;
     settings.cutTracks = options_.frames.has_value();
     settings.clobber = shared_.replacesFiles();
@@ -298,16 +296,21 @@ InputVideos RenderCommand::openVideos() const {
     VideoReadSettings settings;
     settings.depth = options_.depth;
     opened.input = openIfVideo(options_.input, settings);
-    for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
+    for (const auto& [id, file] : parameters().layerFiles()) {
         opened.layers.push_back(openIfVideo(file, {}));
     }
     return opened;
 }
 
-RenderJob RenderCommand::jobFor(const FramePlan& plan, const InputVideos& videos,
-                                const host::ParameterValues& values) const {
+RenderJob RenderCommand::jobFor(const FramePlan& plan, const InputVideos& videos, const host::ParameterValues& values,
+                                const settings::SettingsFile& moving) const {
     RenderJob job{.host = shared_.effect().host(), .plan = plan, .values = values};
-    for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
+    if (moving.moves()) {
+        job.move = [this, &moving](host::ParameterValues& frameValues, const settings::Moment& moment) {
+            parameters().apply(moving, moment, frameValues);
+        };
+    }
+    for (const auto& [id, file] : parameters().layerFiles()) {
         job.layerIds.push_back(id);
     }
     job.readLayer.depth = options_.depth;
@@ -324,9 +327,14 @@ RenderJob RenderCommand::jobFor(const FramePlan& plan, const InputVideos& videos
     }
     job.missing = options_.missing;
     job.writeVideo = videoSettings();
+    const auto fileRate = parameters().settingsOption().values().rate;
+    job.rate = fileRate && !options_.video.hasRate()
+                   ? *fileRate
+                   : settings::Rate{static_cast<double>(job.writeVideo.rate.numerator),
+                                    static_cast<double>(job.writeVideo.rate.denominator)};
     job.writeVideo.firstFrame = plan.expected().empty() ? 0 : plan.expected().front();
     job.write = writeSettings();
-    job.write.alpha = worksOnAlpha(job.host, values);
+    job.write.alpha = worksOnAlpha(job.host, values, moving);
     job.write.clobber = shared_.replacesFiles();
     const Point offset = options_.intensityOffset.value_or(Point{});
     job.offsetX = offset.x;
@@ -353,9 +361,10 @@ FramePlan RenderCommand::plan(const InputVideos& videos) const {
     PlanRequest request;
     request.input = options_.input;
     request.output = shared_.output();
-    for (const auto& [id, file] : shared_.effect().parameters().layerFiles()) {
+    for (const auto& [id, file] : parameters().layerFiles()) {
         request.layers.emplace_back(file);
     }
+    request.settings = parameters().settingsOption().file();
     request.frames = options_.frames;
     request.start = options_.start;
     request.layerStart = options_.intensityStart;
@@ -422,7 +431,8 @@ void RenderCommand::run() const {
     if (shared_.output() == "-" && usesStandardOutput(options_.progress)) {
         throw UsageError("--progress: the standard output is taken by --output -");
     }
-    const host::ParameterValues values = shared_.effect().parameters().values();
+    const host::ParameterValues values = parameters().values();
+    const settings::SettingsFile moving = parameters().moving();
     if (!shared_.output().empty()) {
         checkOutputKind();
     }
@@ -430,11 +440,12 @@ void RenderCommand::run() const {
         options_.verify.empty() ? std::map<int, std::string>() : readReportedDigests(options_.verify);
     const InputVideos inputVideos = openVideos();
     const FramePlan frames = plan(inputVideos);
+    checkMoving(moving, parameters().settingsOption(), frames, options_.frames.has_value(), options_.video.hasRate());
     checkOutputs(frames);
     if (!options_.report.empty()) {
         cli::checkTarget(options_.report, Existing::Replace);
     }
-    RenderJob job = jobFor(frames, inputVideos, values);
+    RenderJob job = jobFor(frames, inputVideos, values, moving);
     if (options_.dryRun) {
         printPlan(frames, job.rerun);
         return;

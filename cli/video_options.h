@@ -24,6 +24,8 @@ public:
     bool makeVideoOf(const std::string& output, bool several) const;
     /// Throws UsageError when one of the options is given, for an output that is no video.
     void refuseAll() const;
+    /// Whether --rate was given.
+    bool hasRate() const { return rate_.has_value(); }
     /// What the options say; the rest is for the command to fill in.
     VideoWriteSettings settings() const;
 

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "settings/parameter_words.h"
 #include "settings/words.h"
@@ -239,14 +241,6 @@ std::vector<int> framesNeeded(const Keyframes& keyframes, const std::vector<doub
     return {frames.begin(), frames.end()};
 }
 
-std::vector<int> range(int first, int last) {
-    std::vector<int> frames;
-    for (int frame = first; frame <= last; ++frame) {
-        frames.push_back(frame);
-    }
-    return frames;
-}
-
 }  // namespace
 
 ImportedKeyframes parseAfterEffectsKeyframes(std::string_view text, const std::string& origin,
@@ -255,7 +249,7 @@ ImportedKeyframes parseAfterEffectsKeyframes(std::string_view text, const std::s
 }
 
 std::string afterEffectsKeyframes(const SettingsFile& file, const AfterEffectsNames& names, const Rate& rate, int start,
-                                  std::optional<std::pair<int, int>> frames) {
+                                  const std::vector<int>& frames) {
     // The sizes matter to positions alone.
     std::string text = std::string(kFirstLine) + "\n\n\t" + kRate + "\t" + exactText(rate.frames / rate.seconds) +
                        "\n\tSource Width\t100\n\tSource Height\t100\n\tSource Pixel Aspect Ratio\t1\n\tComp Pixel "
@@ -284,14 +278,14 @@ std::string afterEffectsKeyframes(const SettingsFile& file, const AfterEffectsNa
                 at.push_back(seconds ? start + key.time * rate.frames / rate.seconds : key.time);
             }
             const bool endless = keyframes->before != Outside::Hold || keyframes->after != Outside::Hold;
-            if (endless && !frames) {
+            if (endless && frames.empty()) {
                 throw SettingsError(std::string("values.") + parameter.key +
                                     ": goes on before its first key or after its last; expected the frames to write");
             }
-            if (!frames && at.back() - at.front() > kMostFrames) {
+            if (frames.empty() && at.back() - at.front() > kMostFrames) {
                 throw SettingsError(std::string("values.") + parameter.key + ": spans more than 1000000 frames");
             }
-            for (const int frame : frames ? range(frames->first, frames->second) : framesNeeded(*keyframes, at)) {
+            for (const int frame : frames.empty() ? framesNeeded(*keyframes, at) : frames) {
                 row(std::to_string(frame - start), keyframes->at(seconds ? rate.secondsOf(frame - start) : frame));
             }
         }

@@ -4,10 +4,8 @@
 #pragma once
 
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "settings/settings_file.h"
@@ -30,10 +28,10 @@ struct AfterEffectsNames {
 };
 
 /// Every value of the file but layers. After Effects gets straight lines alone: curves become a key a frame, and keys
-/// that hold a second one just before the next. Frame `start` becomes 0. `rate` is for keys at times. With `frames`,
-/// the first and the last, there is a key for each of them; without, throws SettingsError for values that repeat or
-/// extend, since those have no end.
+/// that hold a second one just before the next. Frame `start` becomes 0. `rate` is for keys at times. There is a
+/// key for each of `frames`, which ascend; without any, for those that are needed. Then throws SettingsError for values
+/// that repeat or extend, since those have no end.
 std::string afterEffectsKeyframes(const SettingsFile& file, const AfterEffectsNames& names, const Rate& rate, int start,
-                                  std::optional<std::pair<int, int>> frames);
+                                  const std::vector<int>& frames);
 
 }  // namespace quorvel::settings

@@ -295,12 +295,20 @@ std::optional<Rate> parseRate(std::string_view text) {
 }
 
 std::string rateText(const Rate& rate) {
-    return exactText(rate.frames) + (rate.seconds == 1 ? "" : "/" + exactText(rate.seconds));
+    const std::string frames = exactText(rate.frames);
+    return rate.seconds == 1 ? frames : frames + "/" + exactText(rate.seconds);
 }
 
 bool SettingsFile::moves() const {
     return std::any_of(values.begin(), values.end(),
                        [](const auto& entry) { return std::holds_alternative<Keyframes>(entry.second); });
+}
+
+bool SettingsFile::movesIn(Keyframes::Unit unit) const {
+    return std::any_of(values.begin(), values.end(), [unit](const auto& entry) {
+        const auto* const frames = std::get_if<Keyframes>(&entry.second);
+        return frames != nullptr && frames->unit == unit;
+    });
 }
 
 double SettingsFile::at(ParameterId id, const Moment& moment) const {

@@ -56,6 +56,8 @@ struct SettingsFile {
 
     /// Whether a value has keys.
     bool moves() const;
+    /// Whether a value has keys in that unit.
+    bool movesIn(Keyframes::Unit unit) const;
     /// A parameter's value at that moment, within its range; a layer's is 0.
     double at(ParameterId id, const Moment& moment) const;
     /// All values at that moment.

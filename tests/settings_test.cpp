@@ -188,5 +188,42 @@ TEST(SettingsFile, RefusesWhatIsWrongByName) {
     }
 }
 
+TEST(SettingsFile, WithstandsHostileInput) {
+    const auto values = [](const std::string& text) { return R"({"quorvel": 1, "values": {)" + text + "}}"; };
+    const std::string deep(1'000'000, '[');
+    EXPECT_EQ(refusal(values("\"grid-width\": " + deep)), "f.json: is nested too deeply");
+    const std::string longName(1'000'000, 'x');
+    EXPECT_LT(refusal(values('"' + longName + "\": 1")).size(), 300U);
+    EXPECT_LT(refusal(values("\"curve\": \"" + longName + '"')).size(), 300U);
+    std::string many;
+    for (int i = 0; i < 200'000; ++i) {
+        many += (i == 0 ? "\"" : ",\"") + std::to_string(i) + "\": " + std::to_string(1 + i % 32);
+    }
+    const SettingsFile file = parseSettings(values("\"grid-width\": {\"keys\": {" + many + "}}"), "x");
+    EXPECT_EQ(file.at(ParameterId::GridWidth, Moment{150'000.5, 0}), 1 + 150'000 % 32);
+    EXPECT_NE(refusal(values(R"("grid-width": {"keys": {"2e9s": 1}})")).find("or a time such as 1.5s"),
+              std::string::npos);
+    EXPECT_NE(refusal(values(R"("grid-width": {"keys": {"infs": 1}})")).find("or a time such as 1.5s"),
+              std::string::npos);
+}
+
+TEST(SettingsFile, HasANumberAtEachMomentHoweverCloseTheKeysAre) {
+    for (const std::string outside : {"hold", "repeat", "extend"}) {
+        for (const std::string ease : {"[5e-324, 1, 1, 1]", "[0, 0, 0, 0]", "[1, -100, 0, 100]", "\"smooth\""}) {
+            const SettingsFile file =
+                parseSettings(R"({"quorvel": 1, "values": {"curve-smoothness": {"before": ")" + outside +
+                                  R"(", "after": ")" + outside + R"(", "keys": {"0s": {"value": 2, "to-next": )" +
+                                  ease + R"(}, "5e-324s": {"value": 2, "to-next": )" + ease +
+                                  R"(}, "1e-300s": {"value": 9, "to-next": )" + ease + R"(}, "1e9s": 4}}}})",
+                              "x");
+            for (const double seconds : {-1e300, -1.0, 0.0, 5e-324, 2e-320, 1e-300, 0.5, 1e9, 3e9, 1e300}) {
+                const double value = file.at(ParameterId::CurveSmoothness, Moment{0, seconds});
+                EXPECT_TRUE(value >= 0 && value <= 16) << value << " at " << seconds << ", " << outside << ", " << ease;
+            }
+            EXPECT_EQ(file.at(ParameterId::CurveSmoothness, Moment{0, 1e-300}), 9);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace quorvel::settings

@@ -66,6 +66,7 @@ FramePlan::FramePlan(const PlanRequest& request)
     : input_(request.input),
       layers_(request.layers.begin(), request.layers.end()),
       output_(request.output),
+      settings_(request.settings),
       numbered_(input_.isSequence() || request.frames || request.inputVideoFrames || request.outputVideo),
       wanted_(request.frames.value_or(FrameNumbers::all())),
       start_(request.start),
@@ -122,9 +123,13 @@ std::vector<int> FramePlan::wantedFrames() const {
     return frames;
 }
 
+int FramePlan::firstNumber() const {
+    return input_.isSequence() ? input_.existing().front() : video_ ? 0 : kFirstOfPicture;
+}
+
 /// Frames count from different numbers in a video and in a sequence: there the first belongs to the first.
 int FramePlan::layerNumber(std::size_t layer, int number) const {
-    const int first = input_.isSequence() ? input_.existing().front() : video_ ? 0 : kFirstOfPicture;
+    const int first = firstNumber();
     const FrameFiles& files = layers_[layer];
     if (layerStart_) {
         return *layerStart_ + (number - first);

@@ -62,6 +62,7 @@ struct PlanRequest {
     std::filesystem::path input;
     std::filesystem::path output;  ///< empty: nothing is written
     std::vector<std::filesystem::path> layers;
+    std::filesystem::path settings;      ///< a file that every frame depends on; empty for none
     std::optional<FrameNumbers> frames;  ///< nothing: all of a sequence, or a picture once
     std::optional<int> start;            ///< the first output's number; nothing: outputs have their input's
     std::optional<int> layerStart;       ///< the layers' frame that belongs to the input's first
@@ -107,6 +108,10 @@ public:
     bool isStill() const { return !input_.isSequence() && !video_; }
     bool isStillLayer(std::size_t layer) const { return !layers_[layer].isSequence() && !isVideoLayer(layer); }
     std::size_t layerCount() const { return layers_.size(); }
+    /// A file that every frame depends on besides; empty for none.
+    const std::filesystem::path& settingsFile() const { return settings_; }
+    /// The number of the input's first frame; a picture counts from 1.
+    int firstNumber() const;
 
 private:
     std::vector<int> wantedFrames() const;
@@ -119,6 +124,7 @@ private:
     FrameFiles input_;
     std::vector<FrameFiles> layers_;
     std::filesystem::path output_;
+    std::filesystem::path settings_;
     std::optional<FilePattern> outputPattern_;
     bool numbered_ = false;
     FrameNumbers wanted_;

@@ -103,6 +103,7 @@ private:
     Picture readInput(const SuppliedFrame& supplied);
     /// Shared between all frames where the layer is one picture.
     const Picture& readLayer(const SuppliedFrame& supplied, std::size_t layer, std::list<Picture>& own);
+    settings::Moment momentOf(const SuppliedFrame& supplied) const;
     /// Makes the output video, and adds what is to be said of the videos to the outcome.
     void beginVideos(FrameOutcome& outcome, const Picture& input);
     void createFolder(const fs::path& file) const;
@@ -249,6 +250,9 @@ bool Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worke
         startOthers();
     }
     host::ParameterValues values = job_.values;
+    if (job_.move) {
+        job_.move(values, momentOf(supplied));
+    }
     std::list<Picture> ownLayers;
     for (std::size_t i = 0; i < job_.layerIds.size(); ++i) {
         const Picture& layer = readLayer(supplied, i, ownLayers);
@@ -294,6 +298,12 @@ bool Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worke
     }
     outcome.writeSeconds = stopwatch.lap();
     return true;
+}
+
+settings::Moment Run::momentOf(const SuppliedFrame& supplied) const {
+    const int number = supplied.plan.number;
+    return {static_cast<double>(number), supplied.input ? job_.inputVideo->secondsOf(*supplied.input)
+                                                        : job_.rate.secondsOf(number - job_.plan.firstNumber())};
 }
 
 void Run::beginVideos(FrameOutcome& outcome, const Picture& input) {
@@ -431,7 +441,8 @@ std::string reasonToSkip(const FramePlan& plan, const PlannedFrame& frame, Rerun
         return output.string() + ": already exists";
     }
     const fs::file_time_type made = changed(output);
-    bool older = made < changed(plan.inputFile(frame));
+    bool older =
+        made < changed(plan.inputFile(frame)) || (!plan.settingsFile().empty() && made < changed(plan.settingsFile()));
     for (std::size_t i = 0; i < plan.layerCount(); ++i) {
         older = older || made < changed(plan.layerFile(frame, i));
     }

@@ -15,6 +15,7 @@
 #include "cli/video/video.h"
 #include "host/host.h"
 #include "host/parameter.h"
+#include "settings/settings_file.h"
 
 namespace quorvel::cli {
 
@@ -29,7 +30,10 @@ struct RenderJob {
     host::Host& host;
     const FramePlan& plan;
     const host::ParameterValues& values;  ///< the layers are set frame by frame
-    std::vector<A_long> layerIds{};       ///< in the plan's order
+    /// Sets values that move to what they are at a moment, on any number of threads; null when none moves.
+    std::function<void(host::ParameterValues&, const settings::Moment&)> move{};
+    settings::Rate rate{};           ///< of frames that come from no video, for what moves in seconds
+    std::vector<A_long> layerIds{};  ///< in the plan's order
     ReadSettings readInput{};
     ReadSettings readLayer{};                ///< its depth is that of the input
     WriteSettings write{};                   ///< alpha is written where the input has it, too

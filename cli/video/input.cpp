@@ -58,6 +58,7 @@ Input::Input(const std::filesystem::path& file, const VideoReadSettings& setting
     if (!decodedFirst_) {
         throw Failure("{}: has no frame that can be decoded", demuxer_.name());
     }
+    firstTime_ = decodedFirst_->time;
     first_ = av::sharedFrame(*decodedFirst_->frame);
     const auto format = static_cast<AVPixelFormat>(first_->format);
     alpha_ = quorvel::cli::hasAlpha(format) &&
@@ -144,6 +145,11 @@ int Input::expectedFrames() const {
 
 CodedFramePtr Input::next() {
     return decodedFirst_ ? std::move(decodedFirst_) : decode();
+}
+
+double Input::secondsOf(const CodedFrame& frame) const {
+    const AVRational unit = stream().time_base;
+    return static_cast<double>(frame.time - firstTime_) * unit.num / unit.den;
 }
 
 void Input::refuseDamage(const AVFrame& frame) const {

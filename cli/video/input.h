@@ -29,6 +29,7 @@ public:
     int expectedFrames() const override;
     const std::vector<std::string>& notes() const override { return notes_; }
     CodedFramePtr next() override;
+    double secondsOf(const CodedFrame& frame) const override;
     host::World world(const CodedFrame& frame) const override;
 
     // What an output keeps of it.
@@ -72,7 +73,7 @@ private:
     av::FramePtr first_;
     std::shared_ptr<CodedFrame> decodedFirst_;  ///< until it is delivered
     std::int64_t number_ = 0;                   ///< of the next frame to be decoded
-    std::int64_t lastTime_ = 0;
+    std::int64_t firstTime_ = 0, lastTime_ = 0;
     std::optional<Failure> damage_;  ///< thrown after the frames before it
 };
 

@@ -43,6 +43,8 @@ public:
     /// The next frame in the order in which they are shown; null at the end. One thread at a time. Throws Failure
     /// naming file and frame when the video is damaged or cut off.
     virtual CodedFramePtr next() = 0;
+    /// When a frame of this video is shown, in seconds since its first frame.
+    virtual double secondsOf(const CodedFrame& frame) const = 0;
     /// A frame of this video as pixels: upright, R'G'B' as coded. Any number of threads at once. Throws Failure.
     virtual host::World world(const CodedFrame& frame) const = 0;
 };
