@@ -133,14 +133,16 @@ settings::SettingsFile SettingsCommand::begun() const {
     return file;
 }
 
-/// Layers are named as seen from the folder of the file that is written.
+/// Layers are named as seen from the folder of the file that is written, unless they were named by their whole path.
 void SettingsCommand::setLayers(settings::SettingsFile& file) const {
     const fs::path folder = options_.output == "-" ? fs::path() : pathFrom(options_.output).parent_path();
     for (const auto& [id, layer] : parameters().layerFiles()) {
         const auto kind = static_cast<ParameterId>(id);
         const fs::path path = pathFrom(layer);
-        const fs::path seen = path.is_absolute() ? path : fs::proximate(path, folder.empty() ? "." : folder);
-        file.values[kind] = seen.generic_string();
+        const SettingsOption& given = parameters().settingsOption();
+        const bool relative =
+            path.is_relative() || (path == given.layerFile(kind) && pathFrom(given.values().layer(kind)).is_relative());
+        file.values[kind] = (relative ? fs::proximate(path, folder.empty() ? "." : folder) : path).generic_string();
     }
 }
 

@@ -47,6 +47,8 @@ TEST_F(Describe, CommandsPrintWhatIsExpected) {
         {"help-render", {"render", "--help"}},
         {"help-panel", {"panel", "--help"}},
         {"help-params", {"params", "--help"}},
+        {"help-settings", {"settings", "--help"}},
+        {"settings", {"settings"}},
         {"help-inspect", {"inspect", "--help"}},
         {"help-about", {"about", "--help"}},
         {"help-completion", {"completion", "--help"}},
@@ -73,7 +75,7 @@ TEST_F(Describe, CommandsPrintWhatIsExpected) {
 }
 
 TEST_F(Describe, HelpIsNoWiderThanATerminal) {
-    for (const std::string command : {"", "render", "panel", "params", "inspect", "about", "completion"}) {
+    for (const std::string command : {"", "render", "panel", "settings", "params", "inspect", "about", "completion"}) {
         const std::string help =
             run(command.empty() ? std::vector<std::string>{"-h"} : std::vector<std::string>{command, "-h"}).out;
         EXPECT_EQ(help.find("\n\n\n"), std::string::npos) << command;
@@ -87,7 +89,7 @@ TEST_F(Describe, HelpIsNoWiderThanATerminal) {
 TEST_F(Describe, TheManualPageHasEveryCommandAndOptionOfTheHelp) {
     const std::string manual = replaced(run({"manual"}).out, "\\-", "-");
     EXPECT_EQ(manual.rfind(".TH QUORVEL 1", 0), 0u);
-    for (const std::string command : {"render", "panel", "params", "inspect", "about", "completion"}) {
+    for (const std::string command : {"render", "panel", "settings", "params", "inspect", "about", "completion"}) {
         EXPECT_NE(manual.find(".SS quorvel " + command + " "), std::string::npos) << command;
         std::istringstream lines(run({command, "--help"}).out);
         for (std::string line; std::getline(lines, line);) {
