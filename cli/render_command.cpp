@@ -269,7 +269,7 @@ void RenderCommand::checkOutputKind() const {
 VideoWriteSettings RenderCommand::videoSettings() const {
     VideoWriteSettings settings = options_.video.settings();
     const SettingsOption& given = parameters().settingsOption();
-    if (given.values().rate && !options_.video.hasRate()) {
+    if (given.values().rate && !options_.video.hasRate() && !shared_.output().empty() && writesVideo()) {
         settings.rate = parseFrameRate(given.file().string() + ": rate", settings::rateText(*given.values().rate));
     }
     settings.quality = options_.quality;

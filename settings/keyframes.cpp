@@ -77,6 +77,9 @@ double Ease::speedAtEnd() const {
 }
 
 double Keyframes::at(double time) const {
+    if (!std::isfinite(time)) {
+        return (time < 0 ? keys.front() : keys.back()).value;
+    }
     if (time < keys.front().time || time > keys.back().time) {
         const bool early = time < keys.front().time;
         const Key& nearest = early ? keys.front() : keys.back();

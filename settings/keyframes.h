@@ -55,7 +55,8 @@ struct Keyframes {
 
     bool operator==(const Keyframes&) const = default;
 
-    /// The value at a time; at a key's time exactly the key's value.
+    /// The value at a time; at a key's time exactly the key's value. A time that is not finite has the value of the
+    /// first or the last key.
     double at(double time) const;
 };
 

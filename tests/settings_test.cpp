@@ -216,7 +216,8 @@ TEST(SettingsFile, HasANumberAtEachMomentHoweverCloseTheKeysAre) {
                                   ease + R"(}, "5e-324s": {"value": 2, "to-next": )" + ease +
                                   R"(}, "1e-300s": {"value": 9, "to-next": )" + ease + R"(}, "1e9s": 4}}}})",
                               "x");
-            for (const double seconds : {-1e300, -1.0, 0.0, 5e-324, 2e-320, 1e-300, 0.5, 1e9, 3e9, 1e300}) {
+            for (const double seconds :
+                 {-1e300, -1.0, 0.0, 5e-324, 2e-320, 1e-300, 0.5, 1e9, 3e9, 1e300, HUGE_VAL, -HUGE_VAL, std::nan("")}) {
                 const double value = file.at(ParameterId::CurveSmoothness, Moment{0, seconds});
                 EXPECT_TRUE(value >= 0 && value <= 16) << value << " at " << seconds << ", " << outside << ", " << ease;
             }
