@@ -43,7 +43,7 @@ constexpr char kRenderExamples[] =
     "  quorvel render shot.####.png -o shot.mov --codec prores4444 --rate 24\n"
     "  quorvel render shot.%04d.png -o small.@.jpg --frames 1-100x2 --start 1\n"
     "  quorvel render photo.jpg -o mosaic.png --mosaic-intensity 0.5\n"
-    "  quorvel render photo.jpg -o moving.mp4 --settings ./move.json --frames 0-99\n"
+    "  quorvel render photo.jpg -o move.####.png --settings ./move.json --frames 1-48\n"
     "  quorvel render photo.jpg -o coarse.png --grid-width 8 --grid-height 6\n"
     "  quorvel render shot.exr -o split.exr --channels rgb --curve-phase-split 45\n"
     "  quorvel render shot.tif -o guided.tif --intensity-source matte.png\n"
