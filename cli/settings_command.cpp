@@ -158,7 +158,12 @@ std::string SettingsCommand::exported(const settings::SettingsFile& file) const 
     if (!file.rate && file.moves() && !options_.quiet) {
         note("the settings have no rate; 25 frames a second are written");
     }
-    return settings::afterEffectsKeyframes(file, names, file.rate.value_or(settings::Rate{}), options_.start, frames);
+    try {
+        return settings::afterEffectsKeyframes(file, names, file.rate.value_or(settings::Rate{}), options_.start,
+                                               frames);
+    } catch (const settings::SettingsError& error) {
+        throw UsageError("--settings {}: {}, with --frames", parameters().settingsOption().text(), error.what());
+    }
 }
 
 void SettingsCommand::write(const std::string& text) const {

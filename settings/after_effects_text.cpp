@@ -280,7 +280,7 @@ std::string afterEffectsKeyframes(const SettingsFile& file, const AfterEffectsNa
             const bool endless = keyframes->before != Outside::Hold || keyframes->after != Outside::Hold;
             if (endless && frames.empty()) {
                 throw SettingsError(std::string("values.") + parameter.key +
-                                    ": goes on before its first key or after its last; expected the frames to write");
+                                    ": repeats or extends; expected the frames to write");
             }
             if (frames.empty() && at.back() - at.front() > kMostFrames) {
                 throw SettingsError(std::string("values.") + parameter.key + ": spans more than 1000000 frames");

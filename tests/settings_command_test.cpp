@@ -307,6 +307,9 @@ TEST_F(SettingsFiles, ExchangeKeyframesWithAfterEffects) {
     auto expected = nlohmann::json::parse(contents(settings));
     expected["values"]["channels"]["keys"]["8"] = "rgb";  // which only says that it holds until there
     EXPECT_EQ(nlohmann::json::parse(contents(path("back.json"))), expected);
+    const std::string endless = write("endless.json", R"("grid-width": {"keys": {"0": 4, "2": 8}, "after": "repeat"})");
+    expectFailure(run({"settings", "--settings", endless, "--export", "after-effects", "-q"}), kExitUsage,
+                  "values.grid-width: repeats or extends; expected the frames to write, with --frames");
     expectFailure(run({"settings", "--import", path("copied.txt"), "--settings", settings}), kExitUsage,
                   "--import excludes --settings");
     std::ofstream(path("other.txt"))
