@@ -86,7 +86,7 @@ print("".join(str(int(validator.is_valid(json.loads(text)))) for text in json.lo
 }
 
 TEST(SettingsSchema, AgreesWithTheLibrary) {
-    const std::vector<std::string> good{
+    std::vector<std::string> good{
         withValues(""),
         R"({"$schema": "x", "quorvel": 1, "name": "Evening", "rate": 23.976, "values": {}})",
         R"({"quorvel": 1, "rate": "30000/1001", "values": {}})",
@@ -97,6 +97,11 @@ TEST(SettingsSchema, AgreesWithTheLibrary) {
         withValues(R"("curve-phase": {"keys": {"1": {"value": 1, "to-next": [0, -100, 1, 100]}}, "after": "repeat"})"),
         withValues(R"("channels": {"keys": {"0": "rgb", "5": {"value": "red", "to-next": "hold"}}, "after": "hold"})"),
     };
+    const std::size_t written = good.size();
+    for (const auto& preset : fs::directory_iterator(fs::path(QUORVEL_SOURCE_FOLDER) / "presets")) {
+        good.push_back(contents(preset.path()));
+    }
+    EXPECT_GE(good.size(), written + 8);
     const std::vector<std::string> bad{
         "[]",
         "{}",
