@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "cli/commands.h"
@@ -117,7 +118,10 @@ private:
     void addFrameOptions(CLI::App& command);
     bool writesVideo() const { return options_.video.makeVideoOf(shared_.output(), mayHaveFrames()); }
     /// Whether the input is anything but one picture.
-    bool mayHaveFrames() const { return options_.frames || (options_.input != "-" && !isPicture(options_.input)); }
+    bool mayHaveFrames() const {
+        return options_.frames ||
+               (options_.input != "-" && (!std::filesystem::exists(options_.input) || !isPicture(options_.input)));
+    }
     static bool isPicture(const std::string& file) { return pictures().isPictureFile(file) && !isAnimation(file); }
     void checkOutputKind() const;
     bool onOneThread() const { return options_.jobs.value_or(availableProcessors()) == 1; }
@@ -131,6 +135,8 @@ private:
                      const settings::SettingsFile& moving) const;
     void checkOutputs(const FramePlan& plan) const;
     void printPlan(const FramePlan& plan, Rerun rerun) const;
+    /// The frames of the report to verify that are asked for.
+    std::set<int> reportedFrames(const RenderJob& job) const;
     void renderPlan(const RenderJob& job) const;
 
     RenderOptions options_;
@@ -190,6 +196,9 @@ CLI::App* RenderCommand::addTo(CLI::App& program, const std::vector<std::string>
 void RenderCommand::checkOptions() const {
     if (options_.intensityOffset && parameters().layerFiles().empty()) {
         throw UsageError("--intensity-offset requires --intensity-source");
+    }
+    if (options_.intensityStart && parameters().layerFiles().empty()) {
+        throw UsageError("--intensity-start requires --intensity-source");
     }
 }
 
@@ -413,8 +422,22 @@ void RenderCommand::printPlan(const FramePlan& plan, Rerun rerun) const {
     }
     for (const PlannedFrame& frame : frames) {
         const std::string skipped = reasonToSkip(plan, frame, rerun);
-        const std::string from = plan.inputFile(frame).string();
         const std::string to = plan.outputFile(frame).string();
+        std::string from = plan.inputFile(frame).string();
+        if (frame.input.black) {
+            from = "black";
+        } else if (plan.isVideo()) {
+            from += fmt::format(" frame {}", frame.number);
+        } else if (std::error_code error;
+                   from != "-" && frame.missing.empty() && !std::filesystem::exists(from, error)) {
+            throw Failure("{}: No such file or directory", from);
+        }
+        for (std::size_t i = 0; i < plan.layerCount(); ++i) {
+            from += ", " + (frame.layers[i].black ? "black" : plan.layerFile(frame, i).string());
+            if (plan.isVideoLayer(i)) {
+                from += fmt::format(" frame {}", frame.layers[i].number);
+            }
+        }
         std::cout << printable(!frame.missing.empty() ? from + ": missing: " + frame.missing
                                : !skipped.empty()     ? "skip " + skipped
                                : to.empty()           ? from
@@ -443,6 +466,9 @@ void RenderCommand::run() const {
     checkMoving(moving, parameters().settingsOption(), frames, options_.frames.has_value(), options_.video.hasRate());
     checkOutputs(frames);
     if (!options_.report.empty()) {
+        if (frames.uses(options_.report)) {
+            throw UsageError("--report {}: is a file that this run reads or writes", options_.report);
+        }
         cli::checkTarget(options_.report, Existing::Replace);
     }
     RenderJob job = jobFor(frames, inputVideos, values, moving);
@@ -457,6 +483,18 @@ void RenderCommand::run() const {
     renderPlan(job);
 }
 
+std::set<int> RenderCommand::reportedFrames(const RenderJob& job) const {
+    std::set<int> numbers;
+    if (job.expected != nullptr) {
+        for (const auto& [number, digest] : *job.expected) {
+            if (!options_.frames || options_.frames->contains(number)) {
+                numbers.insert(number);
+            }
+        }
+    }
+    return numbers;
+}
+
 void RenderCommand::renderPlan(const RenderJob& job) const {
     const FramePlan& frames = job.plan;
     // A picture alone is done before anybody could ask for an end in good order.
@@ -468,6 +506,7 @@ void RenderCommand::renderPlan(const RenderJob& job) const {
     std::vector<FrameOutcome> outcomes;
     std::vector<int> failed;
     std::map<int, std::string> reasons;
+    std::set<int> unseen = reportedFrames(job);
     std::size_t ended = 0;
     bool videoWritten = false;
     {
@@ -475,6 +514,7 @@ void RenderCommand::renderPlan(const RenderJob& job) const {
         videoWritten = renderFrames(job, [&](FrameOutcome outcome) {
             progress.done(outcome);
             ++ended;
+            unseen.erase(outcome.number);
             if (outcome.state == FrameOutcome::State::Failed) {
                 failed.push_back(outcome.number);
                 reasons[outcome.number] = outcome.reason;
@@ -492,6 +532,10 @@ void RenderCommand::renderPlan(const RenderJob& job) const {
             signal, frames.isVideoOutput()
                         ? fmt::format("interrupted; {} is not written", frames.outputName().string())
                         : fmt::format("interrupted; {} of {} frames are done", ended - failed.size(), frames.count()));
+    }
+    if (failed.empty() && !unseen.empty()) {
+        throw Failure("{}: has the frames {}, which were not rendered", options_.verify,
+                      framesText({unseen.begin(), unseen.end()}));
     }
     if (!failed.empty()) {
         std::sort(failed.begin(), failed.end());

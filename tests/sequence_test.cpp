@@ -143,7 +143,11 @@ TEST_F(Sequences, SkipWhatIsThere) {
     EXPECT_FALSE(fs::exists(path(name(1, "o"))));
     EXPECT_EQ(render(input(), output(), {"--skip-existing"}).status, 0);
     EXPECT_EQ(contents(path(name(2, "o"))), "precious");
-    EXPECT_TRUE(fs::exists(path(name(3, "o"))));
+    const std::string third = contents(path(name(3, "o")));
+    EXPECT_FALSE(third.empty());
+    std::ofstream(path(name(3, "o"))) << "";  // left by a full disk
+    EXPECT_EQ(render(input(), output(), {"--skip-existing"}).status, 0);
+    EXPECT_EQ(contents(path(name(3, "o"))), third);
 
     const auto old = fs::last_write_time(path(name(2))) - std::chrono::hours(1);
     fs::last_write_time(path(name(2, "o")), old);
@@ -180,6 +184,13 @@ TEST_F(Sequences, AreVerifiedAgainstAReport) {
     drawFrame(name(4), 4);
     expectFailure(run({"render", input(), "--verify", path("r.json"), "--frames", "4"}), kExitFailure,
                   "has no rendered frame of that number");
+    fs::remove(path(name(4)));
+    fs::remove(path(name(3)));
+    drawFrame(name(2), 2);
+    expectFailure(run({"render", input(), "--verify", path("r.json")}), kExitFailure,
+                  path("r.json") + ": has the frames 3, which were not rendered");
+    expectFailure(render(input(), output(), {"--report", path(name(1))}), kExitUsage,
+                  "--report " + path(name(1)) + ": is a file that this run reads or writes");
     std::ofstream(path("bad.json")) << "{\"frames\": 3}";
     expectFailure(run({"render", input(), "--verify", path("bad.json")}), kExitFailure, "is no report");
 }

@@ -423,9 +423,13 @@ TEST_F(Videos, RefuseWhatCannotBe) {
     draw("odd.png", ImageSpec(33, 24, 3, TypeDesc::UINT8), [](int x, int, int) { return x % 2 == 0 ? 1.0f : 0.0f; });
     makeClip(path("in.mkv"), ClipRecipe{});
     const std::string in = path("in.mkv"), picture = path("in.0001.png");
+    fs::copy_file(path("odd.png"), path("mixed.1.png"));
+    draw("mixed.2.png", ImageSpec(33, 24, 4, TypeDesc::UINT8), [](int, int, int) { return 0.5f; });
     const std::vector<std::string> before = filesLeft();
     expectFailure(render(picture, path("a.mp4")), kExitFailure,
                   "a.mp4: h264 holds no alpha; expected --codec prores4444, ffv1, png or qtrle");
+    expectFailure(render(path("mixed.#.png"), path("a.mkv")), kExitFailure,
+                  "frame 2: " + path("mixed.2.png") + ": has alpha, unlike frame 1, with which the video began");
     expectFailure(render(path("odd.png"), path("a.mp4")), kExitFailure,
                   "h264 as yuv420p needs an even width and height, and the frames are 33 x 24");
     expectFailure(render(in, path("a.webm"), {"--codec", "ffv1"}), kExitUsage, "--codec ffv1: WebM cannot hold it");
@@ -527,9 +531,15 @@ TEST_F(Videos, GoToTheStandardOutput) {
     expectDone(render(path("in.mkv"), path("direct.@.png"), {"-q"}));
     EXPECT_EQ(pixels("piped.4.png"), pixels("direct.4.png"));
     EXPECT_EQ(pixels("second.png"), pixels("direct.3.png"));
-    drawSequence(1, TypeDesc::UINT8, 4);
+    drawSequence(2, TypeDesc::UINT8, 4);
     expectFailure(run({"render", path("in.0001.png"), "-o", "-", "--format", "y4m"}), kExitFailure,
                   "standard output: y4m holds no alpha");
+    const std::string row = run({"render", sequence(), "-o", "-", "--format", "png", "-q"}).out;
+    const std::size_t second = row.find(signature, 1);
+    ASSERT_NE(second, std::string::npos);
+    std::ofstream(path("row.png"), std::ios::binary) << row.substr(second);
+    expectDone(render(path("in.0002.png"), path("alone.png"), {"-q"}));
+    EXPECT_EQ(pixels("row.png"), pixels("alone.png"));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include "cli/frames/frame_plan.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <map>
 #include <system_error>
 #include <utility>
 
@@ -36,6 +38,13 @@ std::optional<PlannedSource> sourceOf(const FrameFiles& files, int number, Missi
             return PlannedSource{files.held(number), true};
     }
     return std::nullopt;
+}
+
+/// The file that a name leads to, however it is spelled.
+fs::path resolved(const fs::path& file) {
+    std::error_code error;
+    fs::path target = fs::weakly_canonical(fs::absolute(file, error), error);
+    return error ? file : target;
 }
 
 }  // namespace
@@ -90,7 +99,7 @@ FramePlan::FramePlan(const PlanRequest& request)
             }
         }
         if (frames_.empty()) {
-            throw Failure("{}: every frame is left out, because files are missing", request.input.string());
+            throw Failure("{}: every frame is left out, because no frame has all of its files", request.input.string());
         }
     }
     if (!request.keepGoing) {
@@ -115,6 +124,10 @@ std::vector<int> FramePlan::wantedFrames() const {
     const int first = input_.existing().front();
     const int last = input_.existing().back();
     // Holes count as frames; only what lies outside of the sequence is cut off.
+    if (wanted_.text().empty() && std::int64_t{last} - first >= static_cast<std::int64_t>(kMostFrames)) {
+        throw Failure("{}: the frames {} to {} are more than {}; name some of them with --frames",
+                      input_.name().string(), first, last, kMostFrames);
+    }
     std::vector<int> frames = wanted_.within(first, last, kMostFrames);
     if (frames.empty()) {
         throw Failure("--frames {}: {} has the frames {}", wanted_.text(), input_.name().string(),
@@ -179,28 +192,51 @@ void FramePlan::refuseMissing() const {
     }
 }
 
-/// A frame may replace its own input, which has been read by then, but not one that another frame still needs.
+/// A frame may replace its own input, which has been read by then, but not a file that another frame still needs.
 void FramePlan::refuseToReplaceInputs() const {
     if (!outputPattern_) {
         return;
     }
-    const auto refuse = [&](const FrameFiles& files, const auto& sourceIn, bool layer) {
-        if (!files.isSequence() || files.file(0).lexically_normal() != outputPattern_->file(0).lexically_normal()) {
-            return;
+    std::map<fs::path, int> replaced;
+    for (const PlannedFrame& frame : frames_) {
+        std::error_code error;
+        if (const fs::path file = outputFile(frame); fs::exists(file, error)) {
+            replaced.emplace(resolved(file), frame.number);
         }
-        for (const PlannedFrame& frame : frames_) {
-            const PlannedSource source = sourceIn(frame);
-            if (layer || source.number != frame.outputNumber) {
-                throw Failure("{}: would replace files that are read for other frames", output_.string());
-            }
+    }
+    if (replaced.empty()) {
+        return;
+    }
+    const auto refuse = [&](const fs::path& file, const PlannedFrame& frame) {
+        const auto found = replaced.find(resolved(file));
+        if (found != replaced.end() && found->second != frame.number) {
+            throw Failure("{}: would replace files that are read for other frames: {} by frame {}, read for frame {}",
+                          output_.string(), file.string(), found->second, frame.number);
         }
     };
-    refuse(
-        input_, [](const PlannedFrame& frame) { return frame.input; }, false);
-    for (std::size_t i = 0; i < layers_.size(); ++i) {
-        refuse(
-            layers_[i], [i](const PlannedFrame& frame) { return frame.layers[i]; }, true);
+    for (const PlannedFrame& frame : frames_) {
+        refuse(inputFile(frame), frame);
+        for (std::size_t i = 0; i < layers_.size(); ++i) {
+            refuse(layerFile(frame, i), frame);
+        }
     }
+}
+
+bool FramePlan::uses(const fs::path& file) const {
+    const fs::path wanted = resolved(file);
+    const auto same = [&](const fs::path& other) {
+        return other.filename() == file.filename() && resolved(other) == wanted;
+    };
+    if (same(input_.name()) || same(output_)) {
+        return true;
+    }
+    return std::any_of(frames_.begin(), frames_.end(), [&](const PlannedFrame& frame) {
+        bool used = same(inputFile(frame)) || same(outputFile(frame));
+        for (std::size_t i = 0; i < layers_.size(); ++i) {
+            used = used || same(layerFile(frame, i));
+        }
+        return used;
+    });
 }
 
 fs::path FramePlan::outputFile(const PlannedFrame& frame) const {

@@ -110,6 +110,8 @@ public:
     std::size_t layerCount() const { return layers_.size(); }
     /// A file that every frame depends on besides; empty for none.
     const std::filesystem::path& settingsFile() const { return settings_; }
+    /// Whether the run reads or writes that file.
+    bool uses(const std::filesystem::path& file) const;
     /// The number of the input's first frame; a picture counts from 1.
     int firstNumber() const;
 

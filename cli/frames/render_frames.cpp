@@ -117,6 +117,7 @@ private:
 
     FrameSupply supply_;
     std::optional<OrderedVideo> video_;  ///< the output
+    bool withAlpha_ = false;             ///< whether it was made for frames with alpha
     std::optional<Still> still_;
     std::atomic<std::size_t> ended_ = 0;
     std::atomic<bool> failed_ = false;
@@ -171,8 +172,9 @@ bool Run::conclude() {
         return false;
     }
     if (job_.plan.isVideo() && ended_ == 0) {
-        throw Failure("--frames {}: {} has the frames 0-{}", job_.plan.wanted().text(), job_.plan.inputName().string(),
-                      supply_.framesRead() - 1);
+        throw Failure(
+            "--frames {}: {} has {}", job_.plan.wanted().text(), job_.plan.inputName().string(),
+            supply_.framesRead() > 0 ? fmt::format("the frames 0-{}", supply_.framesRead() - 1) : "frames from 0 on");
     }
     return video_ && video_->output().finish([this] { return stopped(); });
 }
@@ -285,6 +287,9 @@ bool Run::renderInto(FrameOutcome& outcome, const SuppliedFrame& supplied, Worke
     }
     stopwatch.lap();
     if (video_) {
+        if (input.hasAlpha && !withAlpha_) {
+            throw Failure("{}: has alpha, unlike frame {}, with which the video began", outcome.input, like_->number);
+        }
         if (!video_->put(supplied.place, output, supplied.input.get())) {
             throw GivenUp();
         }
@@ -328,6 +333,7 @@ void Run::beginVideos(FrameOutcome& outcome, const Picture& input) {
     description.height = like_->height;
     description.depth = like_->depth;
     description.alpha = job_.write.alpha || input.hasAlpha;
+    withAlpha_ = description.alpha;
     description.source = job_.inputVideo;
     video_.emplace(videos().createVideo(job_.plan.outputName(), description, job_.writeVideo));
     addNotes(video_->output().notes());
@@ -435,6 +441,10 @@ std::string reasonToSkip(const FramePlan& plan, const PlannedFrame& frame, Rerun
     const fs::path output = plan.outputFile(frame);
     std::error_code error;
     if (rerun == Rerun::All || !frame.missing.empty() || !fs::is_regular_file(output, error)) {
+        return {};
+    }
+    // An empty file was never a picture: a full disk or a cut connection left it.
+    if (fs::file_size(output, error) == 0) {
         return {};
     }
     if (rerun == Rerun::SkipExisting) {

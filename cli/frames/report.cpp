@@ -60,6 +60,10 @@ void writeReport(const std::filesystem::path& file, std::vector<FrameOutcome> ou
 }
 
 std::map<int, std::string> readReportedDigests(const std::filesystem::path& file) {
+    std::error_code error;
+    if (std::filesystem::is_directory(file, error)) {
+        throw Failure("{}: is a folder, not a report", file.string());
+    }
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
         throw Failure("{}: {}", file.string(), std::strerror(errno));

@@ -121,7 +121,7 @@ Conversion::Graph::Graph(const End& from, const End& to, int width, int height) 
     require(avfilter_link(source_, 0, convert, 0), "zscale");
     require(avfilter_link(convert, 0, sink_, 0), "zscale");
     // Another converter would be put in silently, with its own rounding.
-    avfilter_graph_set_auto_convert(graph_.get(), AVFILTER_AUTO_CONVERT_NONE);
+    avfilter_graph_set_auto_convert(graph_.get(), static_cast<unsigned>(AVFILTER_AUTO_CONVERT_NONE));
     require(avfilter_graph_config(graph_.get(), nullptr),
             fmt::format("no conversion from {} to {}", av::describe(from.format).name, av::describe(to.format).name)
                 .c_str());
