@@ -15,6 +15,7 @@
 #include "cli/frames/frame_numbers.h"
 #include "cli/frames/frame_plan.h"
 #include "cli/frames/interruption.h"
+#include "cli/frames/print_plan.h"
 #include "cli/frames/progress.h"
 #include "cli/frames/render_frames.h"
 #include "cli/frames/report.h"
@@ -134,7 +135,6 @@ private:
     RenderJob jobFor(const FramePlan& plan, const InputVideos& videos, const host::ParameterValues& values,
                      const settings::SettingsFile& moving) const;
     void checkOutputs(const FramePlan& plan) const;
-    void printPlan(const FramePlan& plan, Rerun rerun) const;
     /// The frames of the report to verify that are asked for.
     std::set<int> reportedFrames(const RenderJob& job) const;
     void renderPlan(const RenderJob& job) const;
@@ -410,39 +410,6 @@ void RenderCommand::checkOutputs(const FramePlan& plan) const {
         if (shared_.replacesFiles() || options_.skipExisting || options_.update) {
             return;
         }
-    }
-}
-
-void RenderCommand::printPlan(const FramePlan& plan, Rerun rerun) const {
-    std::vector<PlannedFrame> frames = plan.frames();
-    for (const int number : plan.expected()) {
-        if (const auto frame = plan.videoFrame(number, frames.size())) {
-            frames.push_back(*frame);
-        }
-    }
-    for (const PlannedFrame& frame : frames) {
-        const std::string skipped = reasonToSkip(plan, frame, rerun);
-        const std::string to = plan.outputFile(frame).string();
-        std::string from = plan.inputFile(frame).string();
-        if (frame.input.black) {
-            from = "black";
-        } else if (plan.isVideo()) {
-            from += fmt::format(" frame {}", frame.number);
-        } else if (std::error_code error;
-                   from != "-" && frame.missing.empty() && !std::filesystem::exists(from, error)) {
-            throw Failure("{}: No such file or directory", from);
-        }
-        for (std::size_t i = 0; i < plan.layerCount(); ++i) {
-            from += ", " + (frame.layers[i].black ? "black" : plan.layerFile(frame, i).string());
-            if (plan.isVideoLayer(i)) {
-                from += fmt::format(" frame {}", frame.layers[i].number);
-            }
-        }
-        std::cout << printable(!frame.missing.empty() ? from + ": missing: " + frame.missing
-                               : !skipped.empty()     ? "skip " + skipped
-                               : to.empty()           ? from
-                                                      : from + " -> " + to)
-                  << '\n';
     }
 }
 
