@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMostFrames = 1'000'000;
+constexpr std::size_t kMostExported = 1'000'000;
 
 constexpr char kSettingsExamples[] =
     "Examples:\n"
@@ -154,7 +154,7 @@ std::string SettingsCommand::exported(const settings::SettingsFile& file) const 
         }
     }
     const std::vector<int> frames =
-        options_.frames ? options_.frames->within(kLowestFrame, kHighestFrame, kMostFrames) : std::vector<int>();
+        options_.frames ? options_.frames->within(kLowestFrame, kHighestFrame, kMostExported) : std::vector<int>();
     if (!file.rate && file.moves() && !options_.quiet) {
         note("the settings have no rate; 25 frames a second are written");
     }

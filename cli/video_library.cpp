@@ -7,7 +7,7 @@
 namespace quorvel::cli {
 namespace {
 
-const Videos& load() {
+const Videos& loadVideos() {
     auto* const factory = reinterpret_cast<VideosFactory*>(
         loadCompanion("quorvel_video.so", kVideosFactory, "cannot load the video libraries"));
     return *factory(pictures().stagedNames());
@@ -16,7 +16,7 @@ const Videos& load() {
 }  // namespace
 
 const Videos& videos() {
-    static const Videos& loaded = load();
+    static const Videos& loaded = loadVideos();
     return loaded;
 }
 
