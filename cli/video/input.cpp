@@ -7,6 +7,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <utility>
 
 #include "cli/video/transparency.h"
@@ -179,8 +180,8 @@ void Input::feedDecoder() {
         if (sent < 0 && !atBeginning) {
             throw demuxer_.damage(sent);
         }
-    } catch (const Failure& failure) {
-        damage_ = failure;
+    } catch (const Failure&) {
+        damage_ = std::current_exception();
         // The decoder has frames from before.
         (void)avcodec_send_packet(decoder_.get(), nullptr);
     }
@@ -193,7 +194,7 @@ std::shared_ptr<CodedFrame> Input::decode() {
         const int received = avcodec_receive_frame(decoder_.get(), coded->frame.get());
         if (received == AVERROR_EOF) {
             if (damage_) {
-                throw *damage_;
+                std::rethrow_exception(damage_);
             }
             return nullptr;
         }

@@ -2,6 +2,7 @@
 // A video that is decoded from its beginning on.
 #pragma once
 
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -74,7 +75,7 @@ private:
     std::shared_ptr<CodedFrame> decodedFirst_;  ///< until it is delivered
     std::int64_t number_ = 0;                   ///< of the next frame to be decoded
     std::int64_t firstTime_ = 0, lastTime_ = 0;
-    std::optional<Failure> damage_;  ///< thrown after the frames before it
+    std::exception_ptr damage_;  ///< thrown after the frames before it
 };
 
 }  // namespace quorvel::cli
