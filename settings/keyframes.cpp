@@ -31,7 +31,10 @@ double repeated(const std::vector<Key>& keys, double time) {
     const double first = keys.front().time;
     const double length = keys.back().time - first;
     const double passed = time - first;
-    return first + (passed - length * std::floor(passed / length));
+    const double remainder = passed - length * std::floor(passed / length);
+    // Decimal times are rounded, so a whole number of rounds may come out as a little less or more.
+    const double rounding = 1e-9 * length;
+    return remainder < rounding || remainder > length - rounding ? first : first + remainder;
 }
 
 }  // namespace

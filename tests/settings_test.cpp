@@ -34,6 +34,10 @@ TEST(Keyframes, RepeatOrGoOnOutside) {
              {5, 3}, {-18, 1.4}, {40, -1}, {45, 2}, {70, 1}, {75, 2}, {1000000015.0, 3}}) {
         EXPECT_EQ(repeated.at(time), value) << time;
     }
+    const Keyframes decimal{Keyframes::Unit::Seconds, {{4.4, 10, {}}, {4.5, 7, {}}}, Outside::Repeat, Outside::Repeat};
+    for (const int frame : {85, 90, 95, 100, 105, 120}) {
+        EXPECT_EQ(decimal.at(frame / 25.0), 10.0) << frame;
+    }
     Keyframes extended = threeKeys(Outside::Extend, Outside::Extend);
     EXPECT_EQ(extended.at(0), -1.0);
     EXPECT_EQ(extended.at(100), -1.0) << "the last stretch holds, so nothing moves there";
