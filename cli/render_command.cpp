@@ -119,8 +119,9 @@ private:
     bool writesVideo() const { return options_.video.makeVideoOf(shared_.output(), mayHaveFrames()); }
     /// Whether the input is anything but one picture.
     bool mayHaveFrames() const {
-        return options_.frames ||
-               (options_.input != "-" && (!std::filesystem::exists(options_.input) || !isPicture(options_.input)));
+        std::error_code error;
+        return options_.frames || (options_.input != "-" &&
+                                   (!std::filesystem::exists(options_.input, error) || !isPicture(options_.input)));
     }
     static bool isPicture(const std::string& file) { return pictures().isPictureFile(file) && !isAnimation(file); }
     void checkOutputKind() const;
@@ -389,20 +390,23 @@ FramePlan RenderCommand::plan(const InputVideos& videos) const {
 }
 
 void RenderCommand::checkOutputs(const FramePlan& plan) const {
+    const auto lacksFolder = [this](const std::filesystem::path& file) {
+        std::error_code error;
+        return options_.createFolders && !std::filesystem::exists(file.parent_path(), error);
+    };
     if (shared_.output() == "-" || shared_.output().empty()) {
         return;
     }
     if (plan.isVideoOutput() || plan.isVideo()) {
         const std::filesystem::path file =
             plan.isVideoOutput() ? plan.outputName() : plan.outputFile(plan.videoFrame(0, 0).value_or(PlannedFrame{}));
-        const bool lacksFolder = options_.createFolders && !std::filesystem::exists(file.parent_path());
-        if (!lacksFolder && (plan.isVideoOutput() || shared_.replacesFiles())) {
+        if (!lacksFolder(file) && (plan.isVideoOutput() || shared_.replacesFiles())) {
             shared_.checkTarget(file);
         }
         return;
     }
     for (const PlannedFrame& frame : plan.frames()) {
-        if (!options_.createFolders || std::filesystem::exists(plan.outputFile(frame).parent_path())) {
+        if (!lacksFolder(plan.outputFile(frame))) {
             shared_.checkTarget(plan.outputFile(frame));
         }
         // One stands for all of them, unless each may be there already.

@@ -167,6 +167,10 @@ TEST_F(Sequences, AreNumberedAndPlacedAsAsked) {
     EXPECT_EQ(pixels("new/deep/x.12.png"), pixels("alone.png"));
     expectFailure(render(input(), path("missing/x.@.png")), kExitFailure, "no such folder: ");
     EXPECT_EQ(run({"render", input(), "-o", "-", "--frames", "5"}).out, contents(path("alone.png")));
+    const std::string tooLong(300, 'a');
+    expectFailure(render(tooLong + ".png", output()), kExitFailure, "quorvel: " + tooLong + ".png: ");
+    expectFailure(render(input(), path(tooLong + "/o.####.png"), {"--create-dir"}), kExitFailure,
+                  "frame 1: " + path(tooLong) + ": File name too long");
 }
 
 TEST_F(Sequences, AreVerifiedAgainstAReport) {
